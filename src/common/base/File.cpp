@@ -1,0 +1,3 @@
+#include "File.h"
+
+const String File::pathSeparator("/");
