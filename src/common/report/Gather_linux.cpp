@@ -1,0 +1,648 @@
+// On Linux the two reports are gathered from /sys, /proc and /etc and given the
+// shape of their Mac counterparts, so that the groups read both alike. A source that
+// is missing or unreadable (DMI data often needs root) only leaves its part out.
+#include "ReportVt.h"
+
+#include <algorithm>
+#include <arpa/inet.h>
+#include <climits>
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <dirent.h>
+#include <fstream>
+#include <ifaddrs.h>
+#include <map>
+#include <net/if.h>
+#include <netinet/in.h>
+#include <sstream>
+#include <sys/stat.h>
+#include <sys/sysinfo.h>
+#include <sys/utsname.h>
+#include <unistd.h>
+
+namespace report {
+namespace {
+
+std::string readFile(const std::string& path, std::size_t limit = 1u << 20) {
+    std::ifstream f(path.c_str(), std::ios::binary);
+    if (!f) return std::string();
+    std::string s;
+    char buf[8192];
+    while (f && s.size() < limit) {
+        f.read(buf, sizeof buf);
+        s.append(buf, static_cast<std::size_t>(f.gcount()));
+    }
+    return s;
+}
+
+std::string trim(const std::string& s) {
+    std::size_t b = s.find_first_not_of(" \t\r\n");
+    if (b == std::string::npos) return std::string();
+    return s.substr(b, s.find_last_not_of(" \t\r\n") - b + 1);
+}
+
+std::string attr(const std::string& path) { return trim(readFile(path, 4096)); }
+
+bool exists(const std::string& path) {
+    struct stat st;
+    return ::stat(path.c_str(), &st) == 0;
+}
+
+std::vector<std::string> listDir(const std::string& path) {
+    std::vector<std::string> out;
+    DIR* d = ::opendir(path.c_str());
+    if (!d) return out;
+    while (struct dirent* e = ::readdir(d))
+        if (e->d_name[0] != '.') out.push_back(e->d_name);
+    ::closedir(d);
+    std::sort(out.begin(), out.end());
+    return out;
+}
+
+std::string realPath(const std::string& p) {
+    char buf[PATH_MAX];
+    return ::realpath(p.c_str(), buf) ? std::string(buf) : std::string();
+}
+
+std::string baseName(const std::string& p) {
+    std::size_t s = p.rfind('/');
+    return s == std::string::npos ? p : p.substr(s + 1);
+}
+
+std::string trimZeros(double v, const char* unit) {
+    char buf[64];
+    std::snprintf(buf, sizeof buf, "%.2f", v);
+    std::string s = buf;
+    while (!s.empty() && s.back() == '0') s.pop_back();
+    if (!s.empty() && s.back() == '.') s.pop_back();
+    return s + " " + unit;
+}
+
+std::string kbText(long long kb) {
+    if (kb >= 1024 && kb % 1024 == 0) return std::to_string(kb / 1024) + " MB";
+    return std::to_string(kb) + " KB";
+}
+
+// ---- SMBIOS ----
+
+struct Smbios {
+    std::string table, entry;
+};
+
+Smbios readSmbios() {
+    Smbios s;
+    s.table = readFile("/sys/firmware/dmi/tables/DMI", 1u << 20);
+    s.entry = readFile("/sys/firmware/dmi/tables/smbios_entry_point", 4096);
+    return s;
+}
+
+const char* memoryType(unsigned t) {
+    static const char* const names[] = {
+        nullptr, "Other", "Unknown", "DRAM", "EDRAM", "VRAM", "SRAM", "RAM", "ROM", "Flash",
+        "EEPROM", "FEPROM", "EPROM", "CDRAM", "3DRAM", "SDRAM", "SGRAM", "RDRAM", "DDR", "DDR2",
+        "DDR2 FB-DIMM", nullptr, nullptr, nullptr, "DDR3", "FBD2", "DDR4", "LPDDR", "LPDDR2",
+        "LPDDR3", "LPDDR4", "Logical non-volatile device", "HBM", "HBM2", "DDR5", "LPDDR5", "HBM3"};
+    if (t < sizeof names / sizeof names[0] && names[t]) return names[t];
+    return "Unknown";
+}
+
+// Memory devices (type 17) into the memory section, slots under the wrapper item.
+void addMemory(Node* sp, const std::string& t) {
+    const unsigned char* b = reinterpret_cast<const unsigned char*>(t.data());
+    std::size_t len = t.size(), off = 0;
+    Node* wrap = nullptr;
+    while (off + 4 <= len) {
+        unsigned type = b[off], flen = b[off + 1];
+        if (flen < 4 || off + flen > len) break;
+        std::vector<std::string> strs;
+        std::size_t p = off + flen;
+        std::size_t start = p;
+        bool ended = false;
+        while (p + 1 < len) {
+            if (b[p] == 0) {
+                if (p > start) strs.push_back(std::string(reinterpret_cast<const char*>(b + start), p - start));
+                if (b[p + 1] == 0) {
+                    ended = true;
+                    break;
+                }
+                start = p + 1;
+            }
+            ++p;
+        }
+        if (!ended) break;
+        auto str = [&](std::size_t at) -> std::string {
+            if (at >= flen) return std::string();
+            unsigned i = b[off + at];
+            return i >= 1 && i <= strs.size() ? trim(strs[i - 1]) : std::string();
+        };
+        auto word = [&](std::size_t at) -> unsigned {
+            return at + 1 < flen ? static_cast<unsigned>(b[off + at] | (b[off + at + 1] << 8)) : 0u;
+        };
+        if (type == 17 && flen >= 0x15) {
+            if (!wrap) {
+                Node& dt = sp->addChild("SPMemoryDataType");
+                wrap = &dt.addChild("SPMemoryDataType");
+            }
+            std::string bank = str(0x11), dev = str(0x10);
+            Node& slot = wrap->addChild(bank.empty() ? (dev.empty() ? "DIMM" : dev) : bank + "/" + dev);
+            unsigned size = word(0x0C);
+            long long mb = 0;
+            if (size == 0x7FFF && flen >= 0x20)
+                mb = static_cast<long long>(b[off + 0x1C] | (b[off + 0x1D] << 8) | (b[off + 0x1E] << 16)) |
+                     (static_cast<long long>(b[off + 0x1F] & 0x7F) << 24);
+            else if (size != 0xFFFF)
+                mb = (size & 0x8000) ? (size & 0x7FFF) / 1024 : size;
+            bool empty = size == 0;
+            slot.addString("dimm_size", empty ? "Empty" : mb % 1024 == 0 && mb ? std::to_string(mb / 1024) + " GB"
+                                                                                 : std::to_string(mb) + " MB");
+            slot.addString("dimm_type", empty ? "Empty" : memoryType(b[off + 0x12]));
+            unsigned speed = flen >= 0x17 ? word(0x15) : 0;
+            slot.addString("dimm_speed", empty ? "Empty" : speed ? std::to_string(speed) + " MHz" : "Unknown");
+            slot.addString("dimm_status", empty ? "empty" : "ok");
+            if (!empty) {
+                if (flen > 0x17) slot.addString("dimm_manufacturer", str(0x17));
+                if (flen > 0x18) slot.addString("dimm_serial_number", str(0x18));
+                if (flen > 0x1A) slot.addString("dimm_part_number", str(0x1A));
+            }
+        }
+        if (type == 127) break;
+        off = p + 2;
+    }
+}
+
+// ---- hardware and software ----
+
+struct Cpu {
+    std::string brand;
+    int logical = 0, cores = 0, packages = 0;
+    double mhz = 0;
+};
+
+Cpu readCpu() {
+    Cpu c;
+    std::istringstream in(readFile("/proc/cpuinfo"));
+    std::string line, phys = "0";
+    std::map<std::string, int> pk, cr;
+    while (std::getline(in, line)) {
+        std::size_t colon = line.find(':');
+        if (colon == std::string::npos) continue;
+        std::string k = trim(line.substr(0, colon)), v = trim(line.substr(colon + 1));
+        if (k == "processor") ++c.logical;
+        else if (k == "model name" && c.brand.empty()) c.brand = v;
+        else if (k == "Model" && c.brand.empty()) c.brand = v;  // ARM boards
+        else if (k == "physical id") pk[phys = v] = 1;
+        else if (k == "core id") cr[phys + "/" + v] = 1;
+        else if (k == "cpu MHz" && c.mhz == 0) c.mhz = std::atof(v.c_str());
+    }
+    long khz = std::atol(attr("/sys/devices/system/cpu/cpu0/cpufreq/cpuinfo_max_freq").c_str());
+    if (khz > 0) c.mhz = khz / 1000.0;
+    c.packages = pk.empty() ? 1 : static_cast<int>(pk.size());
+    c.cores = cr.empty() ? c.logical : static_cast<int>(cr.size());
+    return c;
+}
+
+std::string cacheText(int level) {
+    for (int i = 0; i < 16; ++i) {
+        std::string base = "/sys/devices/system/cpu/cpu0/cache/index" + std::to_string(i) + "/";
+        std::string lv = attr(base + "level");
+        if (lv.empty()) break;
+        if (lv == std::to_string(level) && attr(base + "type") != "Instruction") {
+            std::string sz = attr(base + "size");
+            long v = std::atol(sz.c_str());
+            if (sz.find('K') != std::string::npos) return kbText(v);
+            if (sz.find('M') != std::string::npos) return std::to_string(v) + " MB";
+            return sz;
+        }
+    }
+    return std::string();
+}
+
+void addHardware(Node* sp, const Smbios& smb) {
+    Node& hw = sp->addChild("SPHardwareDataType").addChild("hardware_overview");
+    const std::string dmi = "/sys/class/dmi/id/";
+    std::string product = attr(dmi + "product_name"), family = attr(dmi + "product_family");
+    if (!family.empty() || !product.empty()) hw.addString("machine_name", family.empty() ? product : family);
+    if (!product.empty()) hw.addString("machine_model", product);
+    std::string vendor = attr(dmi + "sys_vendor");
+    if (!vendor.empty()) hw.addString("manufacturer", vendor);
+    Cpu c = readCpu();
+    if (!c.brand.empty()) hw.addString("cpu_type", c.brand);
+    if (c.mhz > 0) hw.addString("current_processor_speed", c.mhz >= 1000 ? trimZeros(c.mhz / 1000, "GHz") : trimZeros(c.mhz, "MHz"));
+    hw.addInt("packages", c.packages);
+    hw.addInt("number_processors", c.cores);
+    std::string l2 = cacheText(2), l3 = cacheText(3);
+    if (!l2.empty()) hw.addString("l2_cache_core", l2);
+    if (!l3.empty()) hw.addString("l3_cache", l3);
+    struct sysinfo si;
+    if (::sysinfo(&si) == 0) {
+        // The kernel keeps some memory for itself; the installed amount is the next GB.
+        double gb = static_cast<double>(si.totalram) * si.mem_unit / (1024.0 * 1024 * 1024);
+        hw.addString("physical_memory", std::to_string(static_cast<long long>(std::ceil(gb))) + " GB");
+    }
+    std::string bios = attr(dmi + "bios_version");
+    if (!bios.empty()) hw.addString("boot_rom_version", bios);
+    std::string serial = attr(dmi + "product_serial");
+    if (!serial.empty()) hw.addString("serial_number", serial);
+    std::string uuid = attr(dmi + "product_uuid");
+    for (char& ch : uuid) ch = static_cast<char>(std::toupper(static_cast<unsigned char>(ch)));
+    if (!uuid.empty()) hw.addString("platform_UUID", uuid);
+    (void)smb;
+}
+
+std::string osRelease(const char* key) {
+    std::istringstream in(readFile("/etc/os-release"));
+    std::string line, k = std::string(key) + "=";
+    while (std::getline(in, line)) {
+        if (line.compare(0, k.size(), k) != 0) continue;
+        std::string v = trim(line.substr(k.size()));
+        if (v.size() >= 2 && (v[0] == '"' || v[0] == '\'') && v.back() == v[0]) v = v.substr(1, v.size() - 2);
+        return v;
+    }
+    return std::string();
+}
+
+void addSoftware(Node* sp) {
+    Node& os = sp->addChild("SPSoftwareDataType").addChild("os_overview");
+    std::string name = osRelease("PRETTY_NAME");
+    if (name.empty()) name = osRelease("NAME");
+    struct utsname u;
+    bool un = ::uname(&u) == 0;
+    if (!name.empty()) os.addString("os_version", name);
+    else if (un) os.addString("os_version", u.sysname);
+    if (un) {
+        os.addString("kernel_version", std::string(u.sysname) + " " + u.release);
+        os.addString("local_host_name", u.nodename);
+    }
+    double up = std::atof(readFile("/proc/uptime", 256).c_str());
+    if (up > 0) {
+        long s = static_cast<long>(up);
+        char buf[64];
+        std::snprintf(buf, sizeof buf, "up %ld:%ld:%ld:%ld", s / 86400, s / 3600 % 24, s / 60 % 60, s % 60);
+        os.addString("uptime", buf);
+    }
+}
+
+// ---- disks ----
+
+std::string vpdSerial(const std::string& dev) {
+    std::string v = readFile(dev + "/vpd_pg80", 4096);
+    if (v.size() > 4) {
+        std::size_t n = static_cast<unsigned char>(v[3]);
+        return trim(v.substr(4, std::min(n, v.size() - 4)));
+    }
+    return std::string();
+}
+
+struct Sections {
+    Node* sp;
+    std::map<std::string, Node*> sections;
+    std::map<std::string, Node*> controllers;
+    Node* controller(const std::string& dataType, const std::string& key, const std::string& name) {
+        Node*& sec = sections[dataType];
+        if (!sec) sec = &sp->addChild(dataType);
+        Node*& c = controllers[dataType + "\n" + key];
+        if (!c) c = &sec->addChild(name);
+        return c;
+    }
+};
+
+// Component of `path` that looks like a PCI address, searching back from `before`.
+std::string pciBefore(const std::string& path, std::size_t before) {
+    std::string head = path.substr(0, before);
+    std::size_t p = head.size();
+    while (p > 0) {
+        std::size_t s = head.rfind('/', p - 1);
+        if (s == std::string::npos) break;
+        std::string comp = head.substr(s + 1, p - s - 1);
+        if (comp.size() == 12 && comp[4] == ':' && comp[7] == ':' && comp[10] == '.') return head.substr(0, p);
+        p = s;
+    }
+    return std::string();
+}
+
+std::string driverOf(const std::string& devPath) { return baseName(realPath(devPath + "/driver")); }
+
+void addDisks(Node* sp) {
+    Sections secs;
+    secs.sp = sp;
+    int diskNo = 0;
+    for (const std::string& name : listDir("/sys/block")) {
+        static const char* const skip[] = {"loop", "ram", "zram", "dm-", "md", "nbd", "fd", "zd", "rbd", "mmcblk"};
+        bool skipIt = false;
+        for (const char* s : skip) skipIt = skipIt || name.compare(0, std::strlen(s), s) == 0;
+        if (skipIt) continue;
+        std::string blk = "/sys/block/" + name;
+        std::string path = realPath(blk);
+        if (path.empty() || path.find("/virtual/") != std::string::npos) continue;
+        unsigned long long sectors = std::strtoull(attr(blk + "/size").c_str(), nullptr, 10);
+        unsigned long long bytes = sectors * 512ull;
+        bool optical = name.compare(0, 2, "sr") == 0;
+        std::string dev = blk + "/device";
+        std::string model = attr(dev + "/model"), vendor = attr(dev + "/vendor");
+        std::string serial = attr(dev + "/serial");
+        if (serial.empty()) serial = attr(blk + "/serial");
+        if (serial.empty()) serial = vpdSerial(dev);
+        std::string rev = attr(dev + "/rev");
+        if (rev.empty()) rev = attr(dev + "/firmware_rev");
+
+        std::string dataType, key, ctlName;
+        Node* ctl = nullptr;
+        std::size_t usb = path.find("/usb");
+        if (usb != std::string::npos) {
+            // The USB device is the nearest ancestor with an idVendor; the bus is usbN.
+            std::string up = path;
+            std::string usbDev;
+            while (up.size() > 1) {
+                up = up.substr(0, up.rfind('/'));
+                if (exists(up + "/idVendor")) {
+                    usbDev = up;
+                    break;
+                }
+            }
+            std::size_t busEnd = path.find('/', usb + 1);
+            std::string bus = path.substr(0, busEnd);
+            std::string busName = attr(bus + "/product");
+            ctl = secs.controller("SPUSBDataType", bus, busName.empty() ? baseName(bus) : busName);
+            std::string product = usbDev.empty() ? model : attr(usbDev + "/product");
+            Node& d = ctl->addChild(product.empty() ? (model.empty() ? name : model) : product);
+            if (!usbDev.empty()) {
+                d.addString("a_product_id", "0x" + attr(usbDev + "/idProduct"));
+                d.addString("b_vendor_id", "0x" + attr(usbDev + "/idVendor"));
+                std::string s = attr(usbDev + "/serial");
+                if (!s.empty()) d.addString("d_serial_num", s);
+                std::string m = attr(usbDev + "/manufacturer");
+                if (!m.empty()) d.addString("f_manufacturer", m);
+            }
+            if (!model.empty()) d.addString("device_model", vendor.empty() ? model : vendor + " " + model);
+            if (bytes) {
+                d.addString("size", formatSize(bytes));
+                d.addString("bsd_name", "disk" + std::to_string(diskNo++));
+            }
+            d.addString("removable_media", attr(blk + "/removable") == "1" ? "yes" : "no");
+            d.addString("detachable_drive", "yes");
+            continue;
+        }
+        if (name.compare(0, 4, "nvme") == 0) {
+            std::size_t at = path.find("/nvme/");
+            std::string pci = pciBefore(path, at == std::string::npos ? path.size() : at);
+            key = pci.empty() ? "nvme" : pci;
+            ctlName = "NVMe Controller " + baseName(key);
+            dataType = "SPSerialATADataType";
+        } else if (name.compare(0, 2, "vd") == 0) {
+            std::size_t at = path.find("/virtio");
+            std::string pci = pciBefore(path, at == std::string::npos ? path.size() : at);
+            key = pci.empty() ? "virtio" : pci;
+            ctlName = "VirtIO Block Controller " + baseName(key);
+            dataType = "SPSerialATADataType";
+            if (model.empty()) model = "VirtIO Block Device";
+        } else {
+            std::size_t h = path.find("/host");
+            std::size_t hEnd = h == std::string::npos ? std::string::npos : path.find('/', h + 1);
+            key = hEnd == std::string::npos ? path : path.substr(0, hEnd);
+            std::string pci = pciBefore(path, h == std::string::npos ? path.size() : h);
+            std::string drv = pci.empty() ? std::string() : driverOf(pci);
+            bool pata = drv.compare(0, 5, "pata_") == 0 || name.compare(0, 2, "hd") == 0;
+            dataType = pata ? "SPParallelATADataType" : "SPSerialATADataType";
+            ctlName = (drv.empty() ? std::string("SCSI") : drv) + " " + baseName(key);
+            if (!vendor.empty() && vendor != "ATA") model = vendor + " " + model;
+        }
+        ctl = secs.controller(dataType, key, ctlName);
+        Node& d = ctl->addChild(model.empty() ? name : model);
+        if (!model.empty()) d.addString("device_model", model);
+        if (!serial.empty()) d.addString("device_serial", serial);
+        if (!rev.empty()) d.addString("device_revision", rev);
+        if (bytes && (!optical || sectors > 0)) {
+            d.addString("size", formatSize(bytes));
+            d.addString("size_in_bytes", std::to_string(bytes));
+            d.addString("bsd_name", "disk" + std::to_string(diskNo++));
+        }
+        d.addString("removable_media", attr(blk + "/removable") == "1" ? "yes" : "no");
+        d.addString("detachable_drive", "no");
+        if (!optical)
+            d.addString("spsata_medium_type", attr(blk + "/queue/rotational") == "0" ? "Solid State" : "Rotational");
+    }
+}
+
+// ---- network ----
+
+std::string hexToIPv4(const std::string& h) {
+    unsigned long v = std::strtoul(h.c_str(), nullptr, 16);
+    struct in_addr a;
+    a.s_addr = static_cast<in_addr_t>(v);  // /proc/net/route holds network order as a host number
+    char buf[INET_ADDRSTRLEN];
+    return inet_ntop(AF_INET, &a, buf, sizeof buf) ? buf : "";
+}
+
+std::string ipv4Router(const std::string& ifname) {
+    std::istringstream in(readFile("/proc/net/route"));
+    std::string line;
+    std::getline(in, line);
+    while (std::getline(in, line)) {
+        std::istringstream f(line);
+        std::string iface, dest, gw;
+        if (f >> iface >> dest >> gw && iface == ifname && dest == "00000000" && gw != "00000000")
+            return hexToIPv4(gw);
+    }
+    return std::string();
+}
+
+std::string ipv6Router(const std::string& ifname) {
+    std::istringstream in(readFile("/proc/net/ipv6_route"));
+    std::string line;
+    while (std::getline(in, line)) {
+        std::istringstream f(line);
+        std::string dst, dlen, src, slen, hop, metric, ref, use, flags, dev;
+        if (!(f >> dst >> dlen >> src >> slen >> hop >> metric >> ref >> use >> flags >> dev)) continue;
+        if (dev != ifname || dlen != "00" || dst != std::string(32, '0') || hop == std::string(32, '0') || hop.size() != 32)
+            continue;
+        unsigned char a[16];
+        for (int i = 0; i < 16; ++i) a[i] = static_cast<unsigned char>(std::strtoul(hop.substr(i * 2, 2).c_str(), nullptr, 16));
+        char buf[INET6_ADDRSTRLEN];
+        if (inet_ntop(AF_INET6, a, buf, sizeof buf)) return buf;
+    }
+    return std::string();
+}
+
+bool usesDhcp(const std::string& ifname, const std::string& ifindex) {
+    const std::string files[] = {"/run/systemd/netif/leases/" + ifindex, "/var/lib/dhcp/dhclient." + ifname + ".leases",
+                                 "/var/lib/dhclient/dhclient-" + ifname + ".leases", "/run/dhclient." + ifname + ".pid",
+                                 "/var/lib/dhcpcd/" + ifname + ".lease"};
+    for (const std::string& f : files)
+        if (exists(f)) return true;
+    return false;
+}
+
+struct Addrs {
+    std::vector<std::string> v4, masks, v6, prefixes;
+};
+
+int prefixLength(const unsigned char* m, int n) {
+    int bits = 0;
+    for (int i = 0; i < n; ++i)
+        for (int b = 7; b >= 0; --b)
+            if (m[i] & (1 << b)) ++bits;
+    return bits;
+}
+
+void addNetwork(Node* sp) {
+    std::map<std::string, Addrs> addrs;
+    struct ifaddrs* list = nullptr;
+    if (::getifaddrs(&list) == 0) {
+        for (struct ifaddrs* a = list; a; a = a->ifa_next) {
+            if (!a->ifa_addr || !a->ifa_name) continue;
+            char buf[INET6_ADDRSTRLEN];
+            Addrs& x = addrs[a->ifa_name];
+            if (a->ifa_addr->sa_family == AF_INET) {
+                const auto* in = reinterpret_cast<const struct sockaddr_in*>(a->ifa_addr);
+                if (inet_ntop(AF_INET, &in->sin_addr, buf, sizeof buf)) x.v4.push_back(buf);
+                if (a->ifa_netmask) {
+                    const auto* m = reinterpret_cast<const struct sockaddr_in*>(a->ifa_netmask);
+                    if (inet_ntop(AF_INET, &m->sin_addr, buf, sizeof buf)) x.masks.push_back(buf);
+                }
+            } else if (a->ifa_addr->sa_family == AF_INET6) {
+                const auto* in = reinterpret_cast<const struct sockaddr_in6*>(a->ifa_addr);
+                if (inet_ntop(AF_INET6, &in->sin6_addr, buf, sizeof buf)) x.v6.push_back(buf);
+                if (a->ifa_netmask) {
+                    const auto* m = reinterpret_cast<const struct sockaddr_in6*>(a->ifa_netmask);
+                    x.prefixes.push_back(std::to_string(prefixLength(m->sin6_addr.s6_addr, 16)));
+                }
+            }
+        }
+        ::freeifaddrs(list);
+    }
+    std::vector<std::string> servers, search;
+    {
+        std::istringstream in(readFile("/etc/resolv.conf"));
+        std::string line;
+        while (std::getline(in, line)) {
+            std::istringstream f(line);
+            std::string k, v;
+            f >> k;
+            if (k == "nameserver" && f >> v) servers.push_back(v);
+            else if (k == "search" || k == "domain") {
+                if (k == "search") search.clear();
+                while (f >> v) search.push_back(v);
+            }
+        }
+    }
+    std::vector<std::pair<int, std::string>> ifs;
+    for (const std::string& n : listDir("/sys/class/net")) {
+        if (n == "lo" || attr("/sys/class/net/" + n + "/type") == "772") continue;
+        ifs.emplace_back(std::atoi(attr("/sys/class/net/" + n + "/ifindex").c_str()), n);
+    }
+    std::sort(ifs.begin(), ifs.end());
+    if (ifs.empty()) return;
+    Node& sec = sp->addChild("SPNetworkDataType");
+    int order = 0;
+    for (const auto& p : ifs) {
+        const std::string& n = p.second;
+        std::string base = "/sys/class/net/" + n;
+        int arphrd = std::atoi(attr(base + "/type").c_str());
+        std::string kind = "Ethernet";
+        if (exists(base + "/wireless") || exists(base + "/phy80211")) kind = "AirPort";
+        else if (exists(base + "/bridge")) kind = "Bridge";
+        else if (exists("/proc/net/vlan/" + n)) kind = "VLAN";
+        else if (arphrd == 512) kind = "PPP";
+        else if (arphrd != 1) kind = "Other";
+        Node& s = sec.addChild(n);
+        s.addString("type", kind == "PPP" ? "PPP (PPPSerial)" : kind);
+        s.addString("hardware", kind == "PPP" ? "Modem" : kind);
+        s.addString("interface", n);
+        const Addrs& a = addrs[n];
+        bool assigned = !a.v4.empty();
+        s.addString("ip_assigned", assigned ? "yes" : "no");
+        if (assigned) s.addList("ip_address", a.v4);
+        s.addInt("spnetwork_service_order", order++);
+        if (assigned) {
+            Node& v4 = s.addChild("IPv4");
+            v4.addList("Addresses", a.v4);
+            v4.addString("ConfigMethod", usesDhcp(n, std::to_string(p.first)) ? "DHCP" : "Manual");
+            v4.addString("InterfaceName", n);
+            std::string r = ipv4Router(n);
+            if (!r.empty()) v4.addString("Router", r);
+            v4.addList("SubnetMasks", a.masks);
+        }
+        if (!a.v6.empty()) {
+            Node& v6 = s.addChild("IPv6");
+            v6.addList("Addresses", a.v6);
+            v6.addString("ConfigMethod", "Automatic");
+            v6.addString("InterfaceName", n);
+            v6.addList("PrefixLength", a.prefixes);
+            std::string r = ipv6Router(n);
+            if (!r.empty()) v6.addString("Router", r);
+        }
+        if ((assigned || !a.v6.empty()) && !servers.empty()) {
+            Node& dns = s.addChild("DNS");
+            dns.addList("ServerAddresses", servers);
+            if (!search.empty()) dns.addList("SearchDomains", search);
+        }
+        std::string mac = attr(base + "/address");
+        if (arphrd == 1 && !mac.empty()) {
+            Node& e = s.addChild("Ethernet");
+            e.addString("MAC Address", mac);
+            long speed = std::atol(attr(base + "/speed").c_str());
+            std::string duplex = attr(base + "/duplex");
+            if (!duplex.empty() && duplex != "unknown") e.addList("MediaOptions", {duplex + "-duplex"});
+            e.addString("MediaSubType", speed > 0 ? std::to_string(speed) + "baseT" : "autoselect");
+        }
+    }
+}
+
+// ---- I/O registry ----
+
+void addRegistry(Node* root) {
+    Node tops;
+    Node& r = tops.addChild("Root");
+    std::string version = readFile("/proc/version", 4096);
+    version = trim(version.substr(0, version.find('\n')));
+    if (!version.empty()) r.addString("IOKitBuildVersion", version);
+    Smbios smb = readSmbios();
+    bool haveTable = !smb.table.empty() && smb.table.size() <= MAX_DATA;
+    Node& classes = r.addChild("IOKitDiagnostics").addChild("Classes");
+    classes.addInt("IORegistryEntry", 1);
+    classes.addInt("IOPlatformExpertDevice", 1);
+    classes.addInt("AppleACPIPlatformExpert", haveTable ? 1 : 0);
+    classes.addInt("AppleSMBIOS", haveTable ? 1 : 0);
+
+    const std::string dmi = "/sys/class/dmi/id/";
+    std::string product = attr(dmi + "product_name");
+    Node& pe = r.addChild(product.empty() ? "Linux" : product);
+    pe.addString("IOObjectClass", "IOPlatformExpertDevice");
+    if (!product.empty()) pe.addString("model", product);
+    std::string vendor = attr(dmi + "sys_vendor");
+    if (!vendor.empty()) pe.addString("manufacturer", vendor);
+    std::string serial = attr(dmi + "product_serial");
+    if (!serial.empty()) pe.addString("IOPlatformSerialNumber", serial);
+    std::string uuid = attr(dmi + "product_uuid");
+    for (char& ch : uuid) ch = static_cast<char>(std::toupper(static_cast<unsigned char>(ch)));
+    if (!uuid.empty()) pe.addString("IOPlatformUUID", uuid);
+    if (haveTable) {
+        Node& smbios = pe.addChild("AppleACPIPlatformExpert").addChild("bios").addChild("AppleSMBIOS");
+        smbios.addString("IOObjectClass", "AppleSMBIOS");
+        smbios.addData("SMBIOS", smb.table);
+        if (!smb.entry.empty()) smbios.addData("SMBIOS-EPS", smb.entry);
+    }
+    placeRegistry(root, std::move(tops));
+}
+
+}  // namespace
+
+bool gatherLive(const char* helper, Node* root, std::string* err) {
+    (void)err;
+    if (std::strcmp(helper, "iokit") == 0) {
+        addRegistry(root);
+        return true;
+    }
+    Node& sp = root->addChild("SystemProfiler");
+    Smbios smb = readSmbios();
+    addHardware(&sp, smb);
+    addSoftware(&sp);
+    if (!smb.table.empty()) addMemory(&sp, smb.table);
+    addDisks(&sp);
+    addNetwork(&sp);
+    return true;
+}
+
+}  // namespace report

@@ -1,0 +1,82 @@
+// From the converters' tree to the variant tree, and the helper programs' output.
+#include "Report.h"
+#include "ReportVt.h"
+
+#include "host.h"
+#include "vtree.h"
+
+#include <cstdio>
+#include <cstring>
+
+namespace report {
+
+static void fill(VtNode* out, const Node& in) {
+    for (const Value& v : in.values) {
+        switch (v.type) {
+        case 'i': out->addInt(v.name.c_str(), v.i); break;
+        case 'f': out->addReal(v.name.c_str(), v.f); break;
+        case 'd':
+            out->addData(v.name.c_str(), reinterpret_cast<const unsigned char*>(v.s.data()),
+                         static_cast<unsigned>(v.s.size()));
+            break;
+        default: out->addString(v.name.c_str(), v.s.c_str()); break;
+        }
+    }
+    for (const Node& c : in.children) fill(out->addNode(c.name.c_str()), c);
+}
+
+VtNode* toVtTree(const Node& root) {
+    VtNode* out = new VtNode("");
+    fill(out, root);
+    return out;
+}
+
+std::string renderResponse(int result, const char* message, const Node* root) {
+    std::FILE* f = std::tmpfile();
+    if (!f) return std::string();
+    vtDumpResponse(f, result, message);
+    if (root) {
+        VtNode* vt = toVtTree(*root);
+        vtDumpTree(f, vt);
+        delete vt;
+    }
+    std::string out;
+    long size = std::ftell(f);
+    if (size > 0) {
+        out.resize(static_cast<std::size_t>(size));
+        std::rewind(f);
+        if (std::fread(&out[0], 1, out.size(), f) != out.size()) out.clear();
+    }
+    std::fclose(f);
+    return out;
+}
+
+std::string helperOutput(const char* helper, const char* fromFile) {
+    std::string err;
+    Node root;
+    if (fromFile) {
+        std::FILE* f = std::fopen(fromFile, "rb");
+        if (!f) return renderResponse(1, (std::string("cannot open ") + fromFile).c_str(), nullptr);
+        std::string data;
+        char buf[65536];
+        std::size_t n;
+        while ((n = std::fread(buf, 1, sizeof buf, f)) > 0) data.append(buf, n);
+        std::fclose(f);
+        if (!convertReport(helper, data.data(), data.size(), &root, &err))
+            return renderResponse(1, (std::string(fromFile) + ": " + err).c_str(), nullptr);
+        return renderResponse(0, nullptr, &root);
+    }
+    host::Backend* b = host::backend();
+    if (std::strcmp(host::mode(), "replay") == 0) {
+        std::string out;
+        if (b->helperOutput(helper, &out)) return out;
+        return renderResponse(2, "no recorded output in the bundle", nullptr);
+    }
+    std::string out;
+    if (gatherLive(helper, &root, &err)) out = renderResponse(0, nullptr, &root);
+    else out = renderResponse(1, err.c_str(), nullptr);
+    if (std::strcmp(host::mode(), "record") == 0) b->saveHelperOutput(helper, out);
+    return out;
+}
+
+}  // namespace report
