@@ -144,10 +144,11 @@ std::string formatSize(std::uint64_t bytes) {
         v /= 1000.0;
         ++u;
     }
+    // system_profiler gives KB whole, MB with one decimal, GB and up with two, and
+    // drops trailing zeros: "209.7 MB", "650 MB", "250.06 GB".
     char buf[64];
-    std::snprintf(buf, sizeof buf, "%.2f", v);
+    std::snprintf(buf, sizeof buf, "%.*f", u <= 1 ? 0 : u == 2 ? 1 : 2, v);
     std::string s = buf;
-    // system_profiler drops trailing zeros: "209.7 MB", "650 MB".
     while (!s.empty() && s.back() == '0') s.pop_back();
     if (!s.empty() && s.back() == '.') s.pop_back();
     return s + " " + units[u];
