@@ -1,0 +1,126 @@
+// Replay bundles of real Macs (tests/data/bundles, made by tools/make_bundles.py from
+// saved outputs; each bundle.txt names its sources). Replay goes through the same
+// code as a live scan: the layer's calls, and the helper programs run by the
+// library's own helper runner.
+#include "ReportVt.h"
+#include "VtProcess.h"
+#include "VtStream.h"
+#include "host.h"
+#include "vtree.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+#include <memory>
+#include <sstream>
+#include <string>
+#include <unistd.h>
+
+namespace {
+
+const std::string BUNDLES = std::string(INVSCAN_TEST_DATA) + "/bundles/";
+
+struct Machine {
+    const char* bundle;
+    bool sysprof, iokit;
+    const char* path;   // dotted path in the helper's tree, or a sysctl name
+    const char* name;   // value name, or null for a sysctl
+    const char* text;
+};
+
+const Machine MACHINES[] = {
+    {"macmini3-1-10.6.8", true, false, "SystemProfiler.SPHardwareDataType.hardware_overview", "machine_model", "Macmini3,1"},
+    {"macmini3-1-10.6.8", true, false, "machdep.cpu.brand_string", nullptr, "Intel(R) Core(TM)2 Duo CPU     P7550  @ 2.26GHz"},
+    {"macbookair10-1-m1-11.2.3", true, false, "SystemProfiler.SPSoftwareDataType.os_overview", "os_version", "macOS 11.2.3 (20D91)"},
+    {"macbookair10-1-m1-11.2.3", true, false, "machdep.cpu.brand_string", nullptr, "Apple M1"},
+    {"imac7-1-10.6.4", true, false, "SystemProfiler.SPHardwareDataType.hardware_overview", "serial_number", "W8805BRDX89"},
+    {"powermac11-2-10.5.8", true, false, "SystemProfiler.SPHardwareDataType.hardware_overview", "cpu_type", "PowerPC G5 (1.1)"},
+    {"macbookpro-2011-10.7.5", true, false, "SystemProfiler.SPSoftwareDataType.os_overview", "kernel_version", "Darwin 11.4.2"},
+    {"macbookpro11-1-10.12", true, false, "SystemProfiler.SPHardwareDataType.hardware_overview", "machine_model", "MacBookPro11,1"},
+    {"macbook2-1-registry", false, true, "IOKit.Root.MacBook2,1", "IOPlatformSerialNumber", "W87305UMYA8"},
+    {"kbrazil-mac-10.14.6", false, false, "machdep.cpu.brand_string", nullptr, "Intel(R) Core(TM) i5-8279U CPU @ 2.40GHz"},
+};
+
+std::string slurp(const std::string& path) {
+    std::ifstream f(path.c_str(), std::ios::binary);
+    std::ostringstream s;
+    s << f.rdbuf();
+    return s.str();
+}
+
+class Bundles : public ::testing::Test {
+protected:
+    void TearDown() override {
+        host::useLive();
+        unsetenv("KOR_HOMEDIR");
+    }
+};
+
+TEST_F(Bundles, ReplayGivesEachMachineItsRecordedAnswers) {
+    std::string helperDir = std::string(INVSCAN_BINARY_DIR) + "/bin/";
+    if (access((helperDir + "sysprof").c_str(), X_OK) != 0) GTEST_SKIP() << "helpers not built";
+    setenv("KOR_HOMEDIR", INVSCAN_BINARY_DIR, 1);
+    for (const Machine& m : MACHINES) {
+        std::string dir = BUNDLES + m.bundle;
+        ASSERT_TRUE(host::useReplay(dir.c_str())) << dir;
+        // The helpers run as child processes and follow the replay through the
+        // environment; the library reads them as it reads a live helper.
+        std::unique_ptr<VtExecInfo> sp(vtExecCommand("sysprof"));
+        std::unique_ptr<VtExecInfo> io(vtExecCommand("iokit"));
+        ASSERT_TRUE(sp && io);
+        EXPECT_EQ(m.sysprof ? 0 : 2, sp->result) << m.bundle;
+        EXPECT_EQ(m.iokit ? 0 : 2, io->result) << m.bundle;
+        if (m.sysprof) {
+            std::string saved = slurp(dir + "/helpers/sysprof");
+            VtIStream_Memory in(saved.data(), saved.size());
+            std::unique_ptr<VtExecInfo> direct(vtParseProgramOutput(&in));
+            EXPECT_TRUE(vtNodeEquals(direct->tree, sp->tree)) << m.bundle;
+        }
+        if (m.name) {
+            VtExecInfo* info = std::strncmp(m.path, "IOKit", 5) == 0 ? io.get() : sp.get();
+            EXPECT_STREQ(m.text, vtGetValue(info, m.path, m.name, "<missing>")) << m.bundle;
+        } else {
+            char buf[256] = {0};
+            std::size_t len = sizeof buf - 1;
+            ASSERT_EQ(0, host::sysctlbyname(m.path, buf, &len)) << m.bundle;
+            EXPECT_STREQ(m.text, buf) << m.bundle;
+        }
+    }
+}
+
+TEST_F(Bundles, CommandsMountsAndKernelValuesOfOneMachine) {
+    ASSERT_TRUE(host::useReplay((BUNDLES + "kbrazil-mac-10.14.6").c_str()));
+    std::int64_t mem = 0;
+    std::size_t len = sizeof mem;
+    ASSERT_EQ(0, host::sysctlbyname("hw.memsize", &mem, &len));
+    EXPECT_EQ(17179869184LL, mem);
+    int mib[2] = {CTL_HW, HW_MEMSIZE};
+    mem = 0;
+    ASSERT_EQ(0, host::sysctl(mib, 2, &mem, &len));
+    EXPECT_EQ(17179869184LL, mem);
+    std::int32_t l2 = 0;
+    len = sizeof l2;
+    int l2mib[2] = {CTL_HW, HW_L2CACHESIZE};
+    ASSERT_EQ(0, host::sysctl(l2mib, 2, &l2, &len));
+    EXPECT_EQ(262144, l2);
+    host::Utsname u;
+    ASSERT_EQ(0, host::uname(&u));
+    EXPECT_STREQ("x86_64", u.machine);
+    host::Statfs* m = nullptr;
+    ASSERT_EQ(6, host::getmntinfo(&m, MNT_NOWAIT));
+    EXPECT_STREQ("apfs", m[0].f_fstypename);
+    EXPECT_STREQ("/", m[0].f_mntonname);
+    EXPECT_EQ(976490576u, m[0].f_blocks);
+    EXPECT_STREQ("map auto_home", m[4].f_mntfromname);
+    std::FILE* p = host::popen("ifconfig -a 2>/dev/null", "r");
+    ASSERT_NE(nullptr, p);
+    char line[512];
+    ASSERT_NE(nullptr, std::fgets(line, sizeof line, p));
+    EXPECT_EQ(0, std::strncmp(line, "lo0: flags=", 11));
+    EXPECT_EQ(0, host::pclose(p));
+    EXPECT_EQ(nullptr, host::fopen("/etc/resolv.conf", "r"));  // not in the sources
+}
+
+}  // namespace
