@@ -537,7 +537,7 @@ const zelEnumDef MONITOR_STATUS_ENUMS_DEF[] = {
 
 // USB base class codes of the device descriptor.
 const zelEnumDef USB_DEVICE_CLASS_ENUM_DEF[] = {
-    {0x00, "Defined at Interface level"},
+    {0x00, "Use class information in the Interface Descriptors"},
     {0x01, "Audio"},
     {0x02, "Communications and CDC Control"},
     {0x03, "Human Interface Device"},
