@@ -18,27 +18,6 @@ static_assert(sizeof(void*) != 4 || sizeof(zelGroupDef) == 28, "group row is 7 w
 
 namespace {
 
-// A table longer than this has lost its terminator.
-constexpr unsigned long kMaxRows = 1000;
-
-unsigned long enumRows(const zelEnumDef* e) {
-    unsigned long n = 0;
-    while (n < kMaxRows && e[n].value != ZEL_DEF_END) ++n;
-    return n;
-}
-
-const char* enumText(const zelEnumDef* e, unsigned long value) {
-    for (unsigned long i = 0; i < kMaxRows && e[i].value != ZEL_DEF_END; ++i)
-        if (e[i].value == value) return e[i].name;
-    return nullptr;
-}
-
-unsigned long attribRows(const zelAttribDef* a) {
-    unsigned long n = 0;
-    while (n < kMaxRows && a[n].id != ZEL_DEF_END) ++n;
-    return n;
-}
-
 struct EnumCase {
     const char* name;
     const zelEnumDef* table;
@@ -63,7 +42,7 @@ const EnumCase kEnums[] = {
 TEST(CatalogEnums, CountsTerminatorAndOrder) {
     for (const EnumCase& c : kEnums) {
         SCOPED_TRACE(c.name);
-        const unsigned long n = enumRows(c.table);
+        const unsigned long n = zelEnumCount(c.table);
         ASSERT_EQ(n, c.count);
         EXPECT_EQ(c.table[n].name, nullptr);
         for (unsigned long i = 0; i < n; ++i) {
@@ -97,7 +76,7 @@ TEST(CatalogEnums, DenseRanges) {
     for (const Range& r : ranges) {
         SCOPED_TRACE(r.name);
         for (uint32_t v = r.first; v <= r.last; ++v) {
-            EXPECT_NE(enumText(r.table, v), nullptr) << v;
+            EXPECT_NE(zelEnumText(r.table, v), nullptr) << v;
         }
     }
 }
@@ -199,7 +178,7 @@ const Spot kSpots[] = {
 
 TEST(CatalogEnums, SpotChecksAgainstPublishedLists) {
     for (const Spot& s : kSpots) {
-        const char* got = enumText(s.table, s.value);
+        const char* got = zelEnumText(s.table, s.value);
         if (s.text == nullptr) {
             EXPECT_EQ(got, nullptr) << "value " << s.value << " should be absent";
         } else {
@@ -210,11 +189,11 @@ TEST(CatalogEnums, SpotChecksAgainstPublishedLists) {
 }
 
 TEST(CatalogEnums, KeyRanges) {
-    for (unsigned long i = 0; i < enumRows(PROCESSOR_FAMILY_ENUM_DEF); ++i) {
+    for (unsigned long i = 0; i < zelEnumCount(PROCESSOR_FAMILY_ENUM_DEF); ++i) {
         const uint32_t v = PROCESSOR_FAMILY_ENUM_DEF[i].value;
         EXPECT_TRUE(v >= 1 && v <= 0xFD) << v;  // FEh defers to the two-byte field
     }
-    for (unsigned long i = 0; i < enumRows(FILE_SYSTEM_TYPE_ENUM_DEF); ++i) {
+    for (unsigned long i = 0; i < zelEnumCount(FILE_SYSTEM_TYPE_ENUM_DEF); ++i) {
         const uint32_t v = FILE_SYSTEM_TYPE_ENUM_DEF[i].value;
         EXPECT_TRUE(v <= 0xFF || (v >= 256 && v <= 282) || v == 65535) << v;
     }
@@ -254,16 +233,15 @@ const OtherGroup kOtherGroups[] = {
 };
 
 const zelAttribDef* findAttrib(const zelAttribDef* a, uint32_t id) {
-    for (unsigned long i = 0; i < kMaxRows && a[i].id != ZEL_DEF_END; ++i)
-        if (a[i].id == id) return &a[i];
+    for (; a->id != ZEL_DEF_END; ++a)
+        if (a->id == id) return a;
     return nullptr;
 }
 
 TEST(CatalogOtherGroups, AttributeTablesAreWellFormed) {
     for (const OtherGroup& g : kOtherGroups) {
         SCOPED_TRACE(g.name);
-        const unsigned long n = attribRows(g.attribs);
-        ASSERT_LT(n, kMaxRows) << "no terminator";
+        const unsigned long n = zelAttribCount(g.attribs);
         EXPECT_GE(n, 5u);
         EXPECT_LE(n, 15u);
         EXPECT_EQ(g.attribs[n].name, nullptr);
@@ -287,7 +265,7 @@ TEST(CatalogOtherGroups, AttributeTablesAreWellFormed) {
                 EXPECT_EQ(a.maxLength, 0u);
             }
             if (a.enumDef != nullptr) {
-                EXPECT_GT(enumRows(a.enumDef), 0u);
+                EXPECT_GT(zelEnumCount(a.enumDef), 0u);
             }
         }
     }
