@@ -24,7 +24,7 @@ const zelEnumDef ZEL_ATTRIB_SMBIOS_ENCLOSURE_TYPE_ENUM_DEF[] = {
     {16, "Lunch Box"},
     {17, "Main Server Chassis"},
     {18, "Expansion Chassis"},
-    {19, "SubChassis"},
+    {19, "Sub Chassis"},
     {20, "Bus Expansion Chassis"},
     {21, "Peripheral Chassis"},
     {22, "RAID Chassis"},
