@@ -84,7 +84,7 @@ TEST(CatalogEnums, DenseRanges) {
 struct Spot {
     const zelEnumDef* table;
     uint32_t value;
-    const char* text;  // null: the value must be absent
+    const char* text; // null: the value must be absent
 };
 
 const Spot kSpots[] = {
@@ -156,7 +156,7 @@ const Spot kSpots[] = {
     {PROCESSOR_FAMILY_ENUM_DEF, 0x83, "AMD Athlon 64 Processor Family"},
     {PROCESSOR_FAMILY_ENUM_DEF, 0xA1, "Quad-Core Intel Xeon processor 3200 Series"},
     {PROCESSOR_FAMILY_ENUM_DEF, 0xB2, "Pentium 4 Processor"},
-    {PROCESSOR_FAMILY_ENUM_DEF, 0xBE, nullptr},  // ambiguous: K7 or Core 2
+    {PROCESSOR_FAMILY_ENUM_DEF, 0xBE, nullptr}, // ambiguous: K7 or Core 2
     {PROCESSOR_FAMILY_ENUM_DEF, 0xBF, "Intel Core 2 Duo Processor"},
     {PROCESSOR_FAMILY_ENUM_DEF, 0xC9, "G4"},
     {PROCESSOR_FAMILY_ENUM_DEF, 0xFB, "i960"},
@@ -192,7 +192,7 @@ TEST(CatalogEnums, SpotChecksAgainstPublishedLists) {
 TEST(CatalogEnums, KeyRanges) {
     for (unsigned long i = 0; i < zelEnumCount(PROCESSOR_FAMILY_ENUM_DEF); ++i) {
         const uint32_t v = PROCESSOR_FAMILY_ENUM_DEF[i].value;
-        EXPECT_TRUE(v >= 1 && v <= 0xFD) << v;  // FEh defers to the two-byte field
+        EXPECT_TRUE(v >= 1 && v <= 0xFD) << v; // FEh defers to the two-byte field
     }
     for (unsigned long i = 0; i < zelEnumCount(FILE_SYSTEM_TYPE_ENUM_DEF); ++i) {
         const uint32_t v = FILE_SYSTEM_TYPE_ENUM_DEF[i].value;
@@ -296,4 +296,4 @@ TEST(CatalogOtherGroups, ProcessorUsesTheSmbiosLists) {
     EXPECT_EQ(socket->enumDef, PROCESSOR_INTERFACE_ENUM_DEF);
 }
 
-}  // namespace
+} // namespace

@@ -4,6 +4,9 @@
 // it is keyed by; tests cross-check counts and a sample of rows.
 #include "ZelDefs.h"
 
+// One row per line, so that each can be checked against its list.
+// clang-format off
+
 // SMBIOS System Enclosure (type 3) chassis types.
 const zelEnumDef ZEL_ATTRIB_SMBIOS_ENCLOSURE_TYPE_ENUM_DEF[] = {
     {1, "Other"},
@@ -564,3 +567,4 @@ const zelEnumDef USB_DEVICE_IS_HUB_ENUM_DEF[] = {
     {1, "Yes"},
     {ZEL_DEF_END, nullptr},
 };
+// clang-format on

@@ -3,6 +3,9 @@
 // words in the style of the scanned groups; ids count from 1 in table order.
 #include "ZelCatalogOther.h"
 
+// One row per line, so that each can be checked against its list.
+// clang-format off
+
 // Cluster (after CIM_Cluster).
 const zelAttribDef CLUSTER_ATTRS_DEF[] = {
     {1, "Name", ZEL_STRING, 64, nullptr},
@@ -364,3 +367,4 @@ const zelAttribDef USB_ATTRS_DEF[] = {
     {ZEL_DEF_END, nullptr, 0, 0, nullptr},
 };
 const uint32_t USB_KEYS_DEF[] = {1, ZEL_DEF_END};
+// clang-format on
