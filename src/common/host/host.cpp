@@ -371,6 +371,7 @@ std::string formatLine(const Fields& fields) {
         if (i) l += '\t';
         l += escape(fields[i]);
     }
+    if (!l.empty() && l[0] == '#') l.replace(0, 1, "\\x23");  // else it would read as a comment
     l += '\n';
     return l;
 }

@@ -18,8 +18,12 @@ const PValue* PValue::get(const std::string& key) const {
 
 // ---- tree ----
 
+// Names are capped so that a value line (name, type, value) always fits the dump
+// reader's line buffer.
+const std::size_t MAX_NAME = 1024;
+
 std::string safeNodeName(const std::string& n) {
-    std::string o = n;
+    std::string o = n.substr(0, MAX_NAME);
     for (char& c : o)
         if (c == '\n' || c == '\r' || c == '\0') c = ' ';
     return o;
@@ -34,7 +38,7 @@ std::string safeValueName(const std::string& n) {
     // a node, comment or error, and splits a value line at its first ':'.
     std::size_t b = 0;
     while (b < n.size() && !isAlnum(n[b])) ++b;
-    std::string o = n.substr(b);
+    std::string o = n.substr(b, MAX_NAME);
     for (char& c : o)
         if (c == ':' || c == '=') c = '_';
         else if (c == '\n' || c == '\r' || c == '\0') c = ' ';
