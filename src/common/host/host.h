@@ -19,6 +19,14 @@
 #include <netdb.h>
 #include <string>
 
+#if defined(__APPLE__)
+// The system's definitions of the constants below come first, so that ours are
+// never seen next to theirs.
+#include <mach/mach.h>
+#include <sys/mount.h>
+#include <sys/sysctl.h>
+#endif
+
 namespace host {
 
 typedef int kern_return_t;

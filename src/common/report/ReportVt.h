@@ -22,6 +22,10 @@ std::string renderResponse(int result, const char* message, const Node* root);
 // the machine (and kept in the bundle when recording).
 std::string helperOutput(const char* helper, const char* fromFile);
 
+// Adds the memory section (wrapper item and one node per slot) from the memory
+// devices of an SMBIOS structure table; nothing when the table has none.
+void addMemoryModules(Node* systemProfiler, const std::string& smbiosTable);
+
 // Gathers the live report of this platform; false with a reason when nothing could
 // be read. Implemented per platform.
 bool gatherLive(const char* helper, Node* root, std::string* err);
