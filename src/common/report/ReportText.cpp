@@ -4,6 +4,7 @@
 #include "Report.h"
 
 #include <cstdlib>
+#include <map>
 #include <cstring>
 
 namespace report {
@@ -213,12 +214,15 @@ const Label LABELS[] = {
 };
 
 const Label* findLabel(const std::string& dataType, const std::string& node, const std::string& label) {
-    std::string scoped = dataType + "/" + node;
-    for (const Label& l : LABELS)
-        if (label == l.label && scoped == l.scope) return &l;
-    for (const Label& l : LABELS)
-        if (label == l.label && dataType == l.scope) return &l;
-    return nullptr;
+    static const std::map<std::string, const Label*> index = [] {
+        std::map<std::string, const Label*> m;
+        for (const Label& l : LABELS) m.emplace(std::string(l.scope) + '\n' + l.label, &l);
+        return m;
+    }();
+    // A sub-node's own label (IPv4 / Router) before the section's (Router).
+    auto it = index.find(dataType + "/" + node + '\n' + label);
+    if (it == index.end()) it = index.find(dataType + '\n' + label);
+    return it == index.end() ? nullptr : it->second;
 }
 
 std::vector<std::string> splitList(const std::string& v) {

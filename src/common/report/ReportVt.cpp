@@ -6,6 +6,7 @@
 #include "vtree.h"
 
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 
 namespace report {
@@ -32,7 +33,10 @@ VtNode* toVtTree(const Node& root) {
 }
 
 std::string renderResponse(int result, const char* message, const Node* root) {
-    std::FILE* f = std::tmpfile();
+    // The dump writer prints to a stream; a memory stream keeps this off the disk.
+    char* buf = nullptr;
+    std::size_t size = 0;
+    std::FILE* f = ::open_memstream(&buf, &size);
     if (!f) return std::string();
     vtDumpResponse(f, result, message);
     if (root) {
@@ -40,14 +44,9 @@ std::string renderResponse(int result, const char* message, const Node* root) {
         vtDumpTree(f, vt);
         delete vt;
     }
-    std::string out;
-    long size = std::ftell(f);
-    if (size > 0) {
-        out.resize(static_cast<std::size_t>(size));
-        std::rewind(f);
-        if (std::fread(&out[0], 1, out.size(), f) != out.size()) out.clear();
-    }
     std::fclose(f);
+    std::string out(buf ? buf : "", size);
+    std::free(buf);
     return out;
 }
 
