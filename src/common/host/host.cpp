@@ -1,5 +1,8 @@
 // Backend selection and the pieces every backend shares: the sysctl answer rules and
 // the bundle's text encoding and file access.
+#ifndef _FILE_OFFSET_BITS
+#define _FILE_OFFSET_BITS 64  // 64-bit sizes and inode numbers on 32-bit Linux too
+#endif
 #include "host.h"
 #include "host_internal.h"
 

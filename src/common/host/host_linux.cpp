@@ -1,6 +1,9 @@
 // Linux answers to the Darwin-named calls, from /proc, /sys, sysinfo, statvfs and
 // the mount table. Names that Linux cannot answer fail with ENOENT as an unknown
 // sysctl name does on Darwin.
+#ifndef _FILE_OFFSET_BITS
+#define _FILE_OFFSET_BITS 64  // 64-bit sizes and inode numbers on 32-bit Linux too
+#endif
 #include "host_internal.h"
 
 #include <cerrno>

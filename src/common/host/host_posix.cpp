@@ -1,4 +1,7 @@
 // Live answers that every POSIX system gives the same way.
+#ifndef _FILE_OFFSET_BITS
+#define _FILE_OFFSET_BITS 64  // 64-bit sizes and inode numbers on 32-bit Linux too
+#endif
 #include "host_internal.h"
 
 #include <clocale>

@@ -2,6 +2,9 @@
 // layout the replay backend reads. Answers are appended as they are given, so a
 // scan that stops half way still leaves a usable bundle; within one process each
 // key is written once (replay takes the first line of a key anyway).
+#ifndef _FILE_OFFSET_BITS
+#define _FILE_OFFSET_BITS 64  // 64-bit sizes and inode numbers on 32-bit Linux too
+#endif
 #include "host_internal.h"
 
 #include <arpa/inet.h>

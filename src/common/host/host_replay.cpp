@@ -2,6 +2,9 @@
 // directory descriptor with names this code derives itself, so a hostile bundle can
 // make answers wrong but cannot make replay read anywhere else. A missing or
 // unreadable entry answers as the live call fails.
+#ifndef _FILE_OFFSET_BITS
+#define _FILE_OFFSET_BITS 64  // 64-bit sizes and inode numbers on 32-bit Linux too
+#endif
 #include "host_internal.h"
 
 #include <arpa/inet.h>

@@ -1,10 +1,14 @@
 // On Linux the two reports are gathered from /sys, /proc and /etc and given the
 // shape of their Mac counterparts, so that the groups read both alike. A source that
 // is missing or unreadable (DMI data often needs root) only leaves its part out.
+#ifndef _FILE_OFFSET_BITS
+#define _FILE_OFFSET_BITS 64  // 64-bit sizes and inode numbers on 32-bit Linux too
+#endif
 #include "ReportVt.h"
 
 #include <algorithm>
 #include <arpa/inet.h>
+#include <cctype>
 #include <climits>
 #include <cmath>
 #include <cstdio>
@@ -45,10 +49,7 @@ std::string trim(const std::string& s) {
 
 std::string attr(const std::string& path) { return trim(readFile(path, 4096)); }
 
-bool exists(const std::string& path) {
-    struct stat st;
-    return ::stat(path.c_str(), &st) == 0;
-}
+bool exists(const std::string& path) { return ::access(path.c_str(), F_OK) == 0; }
 
 std::vector<std::string> listDir(const std::string& path) {
     std::vector<std::string> out;
