@@ -15,6 +15,7 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
+#include <vector>
 
 namespace host {
 
@@ -24,10 +25,15 @@ bool Backend::saveHelperOutput(const char*, const std::string&) { return false; 
 
 namespace {
 
-Backend* g_current = nullptr;   // what the free functions use
-Backend* g_owned = nullptr;     // replay / record backend we made (kept alive: helpers
-                                // and groups may still hold pointers into it)
+Backend* g_current = nullptr;  // what the free functions use
 bool g_chosen = false;
+
+// Replay and record backends made here. One that is replaced stays alive: callers
+// may still hold a stream or a mount list it handed out.
+void keep(Backend* b) {
+    static std::vector<Backend*>* made = new std::vector<Backend*>();
+    made->push_back(b);
+}
 
 void choose() {
     if (g_chosen) return;
@@ -36,9 +42,9 @@ void choose() {
     const char* replay = std::getenv("INVSCAN_REPLAY");
     const char* record = std::getenv("INVSCAN_RECORD");
     if (replay && *replay) {
-        if (Backend* b = newReplayBackend(replay)) g_current = g_owned = b;
+        if (Backend* b = newReplayBackend(replay)) keep(g_current = b);
     } else if (record && *record) {
-        if (Backend* b = newRecordBackend(liveBackend(), record)) g_current = g_owned = b;
+        if (Backend* b = newRecordBackend(liveBackend(), record)) keep(g_current = b);
     }
 }
 
@@ -61,7 +67,7 @@ bool useReplay(const char* dir) {
     Backend* b = newReplayBackend(dir);
     if (!b) return false;
     g_chosen = true;
-    g_current = g_owned = b;  // an earlier owned backend is leaked on purpose: see above
+    keep(g_current = b);
     ::setenv("INVSCAN_REPLAY", dir, 1);
     ::unsetenv("INVSCAN_RECORD");
     return true;
@@ -72,7 +78,7 @@ bool useRecord(const char* dir) {
     Backend* b = newRecordBackend(liveBackend(), dir);
     if (!b) return false;
     g_chosen = true;
-    g_current = g_owned = b;
+    keep(g_current = b);
     ::setenv("INVSCAN_RECORD", dir, 1);
     ::unsetenv("INVSCAN_REPLAY");
     return true;
