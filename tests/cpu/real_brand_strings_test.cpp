@@ -127,7 +127,7 @@ TEST(RealBrandStrings, ResolveAsExpected) {
 
 // The Mac mini capture, read as the kernel gives it.
 TEST(RealBrandStrings, MacMiniCapture) {
-    std::ifstream in(INVSCAN_TEST_DATA "/cpu/sysctl-macmini-10.6-p7550.txt");
+    std::ifstream in(INVSCAN_TEST_DATA "/cpu/macmini-p7550.sysctl");
     ASSERT_TRUE(in);
     std::string line, brand;
     unsigned long signature = 0;
