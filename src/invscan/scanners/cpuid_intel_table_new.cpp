@@ -59,6 +59,7 @@ bool isAlpha(char c) { return std::isalpha(static_cast<unsigned char>(c)) != 0; 
 bool checkModel(const char* brand, const char* model, size_t len) {
     const char* first = nullptr;
     for (const char* p = std::strchr(brand, ' '); p; p = std::strchr(p + 1, ' ')) {
+        if (len > 0 && p[1] != model[0]) continue;
         if (std::strncmp(p + 1, model, len) != 0) continue;
         // strncmp matched len characters, so p[1 + len] is at most the terminator.
         if (p[1 + len] == ' ') return true;
@@ -230,9 +231,12 @@ bool IntelLookupNewTable(PhysicalProcessor& proc) {
     INTEL_DEBUG("IntelLookupNewTable() STARTING brandstring='%s' signature=0x%X speed=%d\n",
                 brand, sig, speed);
 
+    // The brand check depends on the code alone: once per code, not once per row.
+    bool brandOk[10];
+    for (int code = 0; code < 10; ++code) brandOk[code] = IntelCheckBrand(brand, code);
+    auto brandMatches = [&](const IntelModelRow& r) { return r.brand < 10 && brandOk[r.brand]; };
     auto brandAndModel = [&](const IntelModelRow& r) {
-        return IntelCheckBrand(brand, static_cast<int>(r.brand)) &&
-               IntelCheckModelNumber(brand, r.model);
+        return brandMatches(r) && IntelCheckModelNumber(brand, r.model);
     };
 
     int last = -1;
@@ -247,21 +251,24 @@ bool IntelLookupNewTable(PhysicalProcessor& proc) {
         INTEL_DEBUG("IntelGuessFamily() FINISHED family = %d\n", guessIndex);
         if (guess) {
             int n = countHits([&](const IntelModelRow& r) {
-                return brandAndModel(r) && std::strcmp(r.family, guess) == 0;
+                return brandMatches(r) && std::strcmp(r.family, guess) == 0 &&
+                       IntelCheckModelNumber(brand, r.model);
             }, last);
             INTEL_DEBUG("IntelLookupNewTable() ITERATION 1A hits=%d\n", n);
             if (n == 1) selected = last;
         }
         if (selected < 0 && speed > 0) {
             int n = countHits([&](const IntelModelRow& r) {
-                return brandAndModel(r) && speedMatches(r, speed);
+                return brandMatches(r) && speedMatches(r, speed) &&
+                       IntelCheckModelNumber(brand, r.model);
             }, last);
             INTEL_DEBUG("IntelLookupNewTable() ITERATION 1B hits=%d\n", n);
             if (n == 1) selected = last;
         }
         if (selected < 0) {
             int n = countHits([&](const IntelModelRow& r) {
-                return brandAndModel(r) && signatureMatches(r, sig);
+                return brandMatches(r) && signatureMatches(r, sig) &&
+                       IntelCheckModelNumber(brand, r.model);
             }, last);
             INTEL_DEBUG("IntelLookupNewTable() ITERATION 1C hits=%d\n", n);
             if (n == 1) selected = last;
@@ -271,7 +278,7 @@ bool IntelLookupNewTable(PhysicalProcessor& proc) {
     if (selected < 0) {
         // "i5 CPU M 520" for the row 520M: number and letters stand apart.
         int n = countHits([&](const IntelModelRow& r) {
-            if (!IntelCheckBrand(brand, static_cast<int>(r.brand)) || !speedMatches(r, speed))
+            if (!brandMatches(r) || !speedMatches(r, speed))
                 return false;
             const size_t stripped = strippedLength(r.model);
             const char* suffix = modelSuffix(r.model);
@@ -288,8 +295,8 @@ bool IntelLookupNewTable(PhysicalProcessor& proc) {
         INTEL_DEBUG("IntelLookupNewTable() check for incorrectly branded Core iX...\n");
         int n = countHits([&](const IntelModelRow& r) {
             if (r.brand != 5 && r.brand != 6 && r.brand != 7 && r.brand != 9) return false;
-            if (!IntelCheckModelNumber(brand, r.model)) return false;
-            return (r.signature == 0 && speedMatches(r, speed)) || r.signature == sig;
+            if (!((r.signature == 0 && speedMatches(r, speed)) || r.signature == sig)) return false;
+            return IntelCheckModelNumber(brand, r.model);
         }, last);
         INTEL_DEBUG("IntelLookupNewTable() check for incorrectly branded Core iX result = %d\n",
                     n);
@@ -298,8 +305,7 @@ bool IntelLookupNewTable(PhysicalProcessor& proc) {
 
     if (selected < 0 && speed >= 1) {
         auto brandSigSpeed = [&](const IntelModelRow& r) {
-            return IntelCheckBrand(brand, static_cast<int>(r.brand)) &&
-                   signatureMatches(r, sig) && speedMatches(r, speed);
+            return brandMatches(r) && signatureMatches(r, sig) && speedMatches(r, speed);
         };
         int first = -1;
         const int n2 = countHits(brandSigSpeed, last);
@@ -333,8 +339,8 @@ bool IntelLookupNewTable(PhysicalProcessor& proc) {
         }
         if (selected < 0) {
             int n = countHits([&](const IntelModelRow& r) {
-                return IntelCheckModelNumber(brand, r.model) && signatureMatches(r, sig) &&
-                       speedMatches(r, speed);
+                return signatureMatches(r, sig) && speedMatches(r, speed) &&
+                       IntelCheckModelNumber(brand, r.model);
             }, last);
             INTEL_DEBUG("IntelLookupNewTable() ITERATION 3 hits=%d\n", n);
             if (n == 1) selected = last;
