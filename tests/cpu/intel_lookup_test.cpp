@@ -32,6 +32,7 @@ TEST(IntelMHz, FromBrandString) {
         {"", -1},
         {"x 99999999999999999999GHz", 1000000000},  // saturates instead of overflowing
         {"x 1.5MHz 2.0GHz", 1},  // MHz is looked for first
+        {"x 7777777777MHz", 1000000000},  // found by the fuzzer: used to wrap negative
     };
     for (const auto& c : cases) EXPECT_EQ(IntelGetMHzFromBrandstring(c.brand), c.mhz) << c.brand;
     EXPECT_EQ(IntelGetMHzFromBrandstring(nullptr), -1);

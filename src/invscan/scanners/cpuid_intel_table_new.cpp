@@ -9,6 +9,7 @@
 
 #include "Toolbox.h"
 
+#include <algorithm>
 #include <cctype>
 #include <climits>
 #include <cstdarg>
@@ -181,14 +182,14 @@ int IntelGetMHzFromBrandstring(const char* brand) {
     while (p > brand && (isDigit(p[-1]) || p[-1] == '.')) --p;
 
     // Saturate: a real clock has a handful of digits, garbage may have hundreds.
-    const long kCap = 1000000000L;
-    long whole = 0;
+    const long long kCap = 1000000000LL;
+    long long whole = 0;
     const char* q = p;
-    for (; q < end && isDigit(*q); ++q) whole = whole >= kCap ? kCap : whole * 10 + (*q - '0');
+    for (; q < end && isDigit(*q); ++q) whole = std::min(kCap, whole * 10 + (*q - '0'));
     if (whole < 1) return -1;
     if (factor == 1) return static_cast<int>(whole);
 
-    long frac = 0;
+    long long frac = 0;
     int fracDigits = 0;
     const char* f = q;
     if (q < end && *q == '.') {
@@ -199,7 +200,7 @@ int IntelGetMHzFromBrandstring(const char* brand) {
     if (whole > kCap / 1000) return static_cast<int>(kCap);
     if (fracDigits == 0) return static_cast<int>(whole * 1000);
     if (fracDigits < 4) {
-        static const long kScale[] = {1, 100, 10, 1};
+        static const long long kScale[] = {1, 100, 10, 1};
         return static_cast<int>(whole * 1000 + frac * kScale[fracDigits]);
     }
     char text[64];
