@@ -94,16 +94,16 @@ std::string valueText(const unsigned char* block) {
     return text;
 }
 
-typedef std::vector<std::pair<unsigned long, std::string>> Row;
-
-std::vector<Row> rowsOf(ZelTable* table) {
-    std::vector<Row> rows;
+// A row as "id=value;id=value;...".
+std::vector<std::string> rowsOf(ZelTable* table) {
+    std::vector<std::string> rows;
     table->reset();
     while (ZelTableRow* r = table->getNext()) {
-        Row row;
+        std::string row;
         r->reset();
         while (ZelTableAttrib* a = r->getNext())
-            row.emplace_back(a->getId(), valueText(a->getAttribPtr()));
+            row += (row.empty() ? "" : ";") + std::to_string(a->getId()) + "=" +
+                   valueText(a->getAttribPtr());
         rows.push_back(row);
     }
     return rows;
@@ -124,12 +124,12 @@ protected:
         if (savedHome.empty()) unsetenv("KOR_HOMEDIR");
         else setenv("KOR_HOMEDIR", savedHome.c_str(), 1);
     }
-    std::vector<Row> scan() {
+    std::vector<std::string> scan() {
         PhysicalProcessorGroup group;
         ZelTable* table = group.getTable();
         EXPECT_EQ(table->getGroupId(), 44u);
         EXPECT_EQ(table->getGroupVersion(), 1u);
-        std::vector<Row> rows = rowsOf(table);
+        std::vector<std::string> rows = rowsOf(table);
         delete table;
         return rows;
     }
@@ -144,136 +144,75 @@ std::string data(const char* name) { return std::string(INVSCAN_TEST_DATA "/cpu/
 
 // Real Macs, no snapshot: the kernel values alone.
 TEST_F(PhysicalProcessorGroupTest, RealMacCaptures) {
-    const struct {
-        const char* capture;
-        std::vector<Row> rows;
-    } cases[] = {
+    const struct { const char* capture; const char* row; } cases[] = {
         // MacBook Pro 2014: a part newer than the table. The kernel's per-package counts
-        // are the family's maximum (8 cores, 16 threads) while the machine has 4 and 8.
+        // are the family's maximum (8 cores, 16 threads); the machine has 4 and 8.
         {"macbookpro-i7-4980HQ.sysctl",
-         {{{1, "1"}, {2, "8"}, {3, "2"}, {4, "Intel"}, {5, "Unknown"}, {6, "Unknown"},
-           {7, "2800"}, {8, "256"}, {9, "6144"},
-           {10, "Intel(R) Core(TM) i7-4980HQ CPU @ 2.80GHz"}, {11, "40661"}, {12, "Y"},
-           {13, "8"}, {14, "4"}}}},
+         "1=1;2=8;3=2;4=Intel;5=Unknown;6=Unknown;7=2800;8=256;9=6144;"
+         "10=Intel(R) Core(TM) i7-4980HQ CPU @ 2.80GHz;11=40661;12=Y;13=8;14=4"},
         // Mac mini 2018 in a one-processor virtual machine.
         {"macmini-i7-8700B-vm.sysctl",
-         {{{1, "1"}, {2, "1"}, {3, "1"}, {4, "Intel"}, {5, "Unknown"}, {6, "Unknown"},
-           {7, "3200"}, {8, "256"}, {9, "12288"},
-           {10, "Intel(R) Core(TM) i7-8700B CPU @ 3.20GHz"}, {11, "906EA"}, {12, "Y"},
-           {13, "1"}, {14, "1"}}}},
-        // Mac mini 2009, machdep.cpu.* only: no package count (one row, no guesses),
-        // L2 from machdep.cpu.cache.size as it stands, no 64-bit flag, and nothing to
-        // share out as active.
+         "1=1;2=1;3=1;4=Intel;5=Unknown;6=Unknown;7=3200;8=256;9=12288;"
+         "10=Intel(R) Core(TM) i7-8700B CPU @ 3.20GHz;11=906EA;12=Y;13=1;14=1"},
+        // Mac mini 2009, machdep.cpu.* only: no package count (one row, no guesses), L2
+        // from machdep.cpu.cache.size as it stands, no 64-bit flag, nothing active.
         {"macmini-p7550.sysctl",
-         {{{1, "1"}, {2, "2"}, {3, "1"}, {4, "Intel"}, {5, "Core2 Duo Mobile"}, {6, "P7550"},
-           {7, "2260"}, {8, "3072"}, {9, "0"},
-           {10, "Intel(R) Core(TM)2 Duo CPU     P7550  @ 2.26GHz"}, {11, "1067A"}, {12, "N"},
-           {13, "0"}, {14, "0"}}}},
-    };
+         "1=1;2=2;3=1;4=Intel;5=Core2 Duo Mobile;6=P7550;7=2260;8=3072;9=0;"
+         "10=Intel(R) Core(TM)2 Duo CPU     P7550  @ 2.26GHz;11=1067A;12=N;13=0;14=0"}};
     for (const auto& c : cases) {
         kernel.values.clear();
         kernel.load(data(c.capture));
-        EXPECT_EQ(scan(), c.rows) << c.capture;
+        EXPECT_EQ(scan(), std::vector<std::string>{c.row}) << c.capture;
     }
 }
 
-TEST_F(PhysicalProcessorGroupTest, ActiveCountsAreSharedOutOverPackages) {
-    // A two-package Mac Pro with two of its eight cores disabled.
-    MacInfo::setSysProf(sysprofWithCpuType("Quad-Core Intel Xeon"));
-    kernel.set("machdep.cpu.vendor", "GenuineIntel");
-    kernel.set("machdep.cpu.brand_string", "Intel(R) Xeon(R) CPU           E5462  @ 2.80GHz");
-    kernel.set("machdep.cpu.signature", "67190");  // 0x10676
-    kernel.set("hw.packages", "2");
-    kernel.set("hw.logicalcpu_max", "6");
-    kernel.set("hw.physicalcpu_max", "6");
-    kernel.set("machdep.cpu.cores_per_package", "4");
-    kernel.set("machdep.cpu.logical_per_package", "4");
-    kernel.set("6.20", "12582912");
-    kernel.set("hw.cpu64bit_capable", "1");
-    const std::vector<Row> rows = scan();
-    ASSERT_EQ(rows.size(), 2u);
-    const Row common = {{2, "4"}, {3, "1"}, {4, "Intel"}, {5, "Quad-Core Xeon"}, {6, "E5462"},
-                        {7, "2800"}, {8, "12288"}, {9, "0"},
-                        {10, "Intel(R) Xeon(R) CPU           E5462  @ 2.80GHz"}, {11, "10676"},
-                        {12, "Y"}};
-    for (unsigned i = 0; i < 2; ++i) {
-        Row expected = {{1, std::to_string(i + 1)}};
-        expected.insert(expected.end(), common.begin(), common.end());
-        expected.push_back({13, i == 0 ? "4" : "2"});
-        expected.push_back({14, i == 0 ? "4" : "2"});
-        EXPECT_EQ(rows[i], expected);
-    }
-}
-
-TEST_F(PhysicalProcessorGroupTest, PowerPC) {
+TEST_F(PhysicalProcessorGroupTest, HandMadeMachines) {
     const struct {
-        const char* cpuType;
-        const char* ncpu;
-        const char* l2;
-        std::vector<Row> rows;
+        const char* what;
+        const char* cpuType;  // null: no snapshot
+        std::vector<std::pair<const char*, const char*>> sysctl;
+        std::vector<std::string> rows;
     } cases[] = {
-        // Power Mac G5 (PowerMac11,2) of the corpus: one dual-core package, 1 MB L2.
-        {"PowerPC G5 (1.1)", "2", "1048576",
-         {{{1, "1"}, {2, "2"}, {3, "1"}, {4, "Apple Inc."}, {5, "PowerPC"}, {6, "G5"},
-           {7, "0"}, {8, "1024"}, {9, "0"}, {10, "PowerPC G5 (1.1)"}, {12, "Y"}, {13, "2"},
-           {14, "2"}}}},
-        // A G4 with 256 KB: one core, and 64-bit "Y" as for every PowerPC.
-        {"PowerPC G4  (1.1)", "1", "262144",
-         {{{1, "1"}, {2, "1"}, {3, "1"}, {4, "Apple Inc."}, {5, "PowerPC"}, {6, "G4"},
-           {7, "0"}, {8, "256"}, {9, "0"}, {10, "PowerPC G4  (1.1)"}, {12, "Y"}, {13, "1"},
-           {14, "1"}}}},
-        // Two single-core G4 packages.
-        {"PowerPC G4 (3.3)", "2", "262144",
-         {{{1, "1"}, {2, "1"}, {3, "1"}, {4, "Apple Inc."}, {5, "PowerPC"}, {6, "G4"},
-           {7, "0"}, {8, "256"}, {9, "0"}, {10, "PowerPC G4 (3.3)"}, {12, "Y"}, {13, "1"},
-           {14, "1"}},
-          {{1, "2"}, {2, "1"}, {3, "1"}, {4, "Apple Inc."}, {5, "PowerPC"}, {6, "G4"},
-           {7, "0"}, {8, "256"}, {9, "0"}, {10, "PowerPC G4 (3.3)"}, {12, "Y"}, {13, "1"},
-           {14, "1"}}}},
-    };
+        {"two-package Mac Pro with two of eight cores disabled", "Quad-Core Intel Xeon",
+         {{"machdep.cpu.brand_string", "Intel(R) Xeon(R) CPU E5462 @ 2.80GHz"},
+          {"machdep.cpu.signature", "67190"}, {"hw.packages", "2"}, {"hw.logicalcpu_max", "6"},
+          {"hw.physicalcpu_max", "6"}, {"machdep.cpu.cores_per_package", "4"},
+          {"machdep.cpu.logical_per_package", "4"}, {"6.20", "12582912"},
+          {"hw.cpu64bit_capable", "1"}},
+         {"1=1;2=4;3=1;4=Intel;5=Quad-Core Xeon;6=E5462;7=2800;8=12288;9=0;"
+          "10=Intel(R) Xeon(R) CPU E5462 @ 2.80GHz;11=10676;12=Y;13=4;14=4",
+          "1=2;2=4;3=1;4=Intel;5=Quad-Core Xeon;6=E5462;7=2800;8=12288;9=0;"
+          "10=Intel(R) Xeon(R) CPU E5462 @ 2.80GHz;11=10676;12=Y;13=2;14=2"}},
+        // The corpus's Power Mac G5 (PowerMac11,2): one dual-core package, 1 MB L2.
+        {"Power Mac G5", "PowerPC G5 (1.1)", {{"6.3", "2"}, {"6.20", "1048576"}},
+         {"1=1;2=2;3=1;4=Apple Inc.;5=PowerPC;6=G5;7=0;8=1024;9=0;10=PowerPC G5 (1.1);"
+          "12=Y;13=2;14=2"}},
+        {"dual G4, 256 KB L2", "PowerPC G4  (1.1)", {{"6.3", "2"}, {"6.20", "262144"}},
+         {"1=1;2=1;3=1;4=Apple Inc.;5=PowerPC;6=G4;7=0;8=256;9=0;10=PowerPC G4  (1.1);12=Y;13=1;14=1",
+          "1=2;2=1;3=1;4=Apple Inc.;5=PowerPC;6=G4;7=0;8=256;9=0;10=PowerPC G4  (1.1);12=Y;13=1;14=1"}},
+        {"per-package counts guessed from the totals; signature 0 left out", nullptr,
+         {{"machdep.cpu.vendor", "GenuineIntel"}, {"hw.packages", "2"},
+          {"hw.physicalcpu_max", "8"}, {"hw.logicalcpu_max", "16"}, {"machdep.cpu.signature", "0"}},
+         {"1=1;2=4;3=2;4=Intel;5=Unknown;6=Unknown;7=0;8=0;9=0;10=;12=N;13=8;14=4",
+          "1=2;2=4;3=2;4=Intel;5=Unknown;6=Unknown;7=0;8=0;9=0;10=;12=N;13=8;14=4"}},
+        {"nothing known", nullptr, {},
+         {"1=1;2=0;3=0;4=Unknown;5=Unknown;6=Unknown;7=0;8=0;9=0;10=;12=N"}}};
     for (const auto& c : cases) {
         kernel.values.clear();
-        MacInfo::setSysProf(sysprofWithCpuType(c.cpuType));
-        kernel.set("6.3", c.ncpu);
-        kernel.set("6.20", c.l2);
-        EXPECT_EQ(scan(), c.rows) << c.cpuType;
+        for (const auto& kv : c.sysctl) kernel.set(kv.first, kv.second);
+        MacInfo::setSysProf(c.cpuType ? sysprofWithCpuType(c.cpuType) : nullptr);
+        EXPECT_EQ(scan(), c.rows) << c.what;
     }
-}
-
-TEST_F(PhysicalProcessorGroupTest, EstimatesFromPackageCount) {
-    // No per-package counts from the kernel and no table row: derived from the totals.
-    kernel.set("machdep.cpu.vendor", "GenuineIntel");
-    kernel.set("hw.packages", "2");
-    kernel.set("hw.physicalcpu_max", "8");
-    kernel.set("hw.logicalcpu_max", "16");
-    kernel.set("machdep.cpu.signature", "0");
-    const std::vector<Row> rows = scan();
-    ASSERT_EQ(rows.size(), 2u);
-    const Row expected = {{1, "2"}, {2, "4"}, {3, "2"}, {4, "Intel"}, {5, "Unknown"},
-                          {6, "Unknown"}, {7, "0"}, {8, "0"}, {9, "0"}, {10, ""},
-                          {12, "N"}, {13, "8"}, {14, "4"}};
-    EXPECT_EQ(rows[1], expected);  // signature 0 leaves attribute 11 out
-}
-
-TEST_F(PhysicalProcessorGroupTest, NothingKnown) {
-    const std::vector<Row> rows = scan();
-    const std::vector<Row> expected = {{{1, "1"}, {2, "0"}, {3, "0"}, {4, "Unknown"},
-                                        {5, "Unknown"}, {6, "Unknown"}, {7, "0"}, {8, "0"},
-                                        {9, "0"}, {10, ""}, {12, "N"}}};
-    EXPECT_EQ(rows, expected);
 }
 
 TEST_F(PhysicalProcessorGroupTest, KernelValueHelpers) {
-    kernel.set("hw.packages", "2");
     kernel.set("6.3", "4");
     kernel.set("machdep.cpu.vendor", "GenuineIntel");
     kernel.set("hw.cpufrequency", "2800000000");  // does not fit 4 bytes
-    EXPECT_EQ(PhysicalProcessorGroup::getIntValue("hw.packages"), 2);
-    EXPECT_EQ(PhysicalProcessorGroup::getIntValue("hw.missing"), -1);
-    EXPECT_EQ(PhysicalProcessorGroup::getIntValue(nullptr), -1);
     EXPECT_EQ(PhysicalProcessorGroup::getIntValue(CTL_HW, HW_NCPU), 4);
     EXPECT_EQ(PhysicalProcessorGroup::getIntValue(CTL_HW, HW_L3CACHESIZE), -1);
     EXPECT_EQ(PhysicalProcessorGroup::getIntValue("hw.cpufrequency"), -1);
+    EXPECT_EQ(PhysicalProcessorGroup::getIntValue(nullptr), -1);
     EXPECT_EQ(PhysicalProcessorGroup::getStringValue("machdep.cpu.vendor"), "GenuineIntel");
     EXPECT_EQ(PhysicalProcessorGroup::getStringValue("machdep.cpu.brand_string"), "");
 }
