@@ -37,7 +37,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     // message that filled the line can lose its last byte.
     size_t a = std::strlen(info->message), b = std::strlen(back->message);
     if (b > a || a - b > 1 || std::strncmp(info->message, back->message, b) != 0) std::abort();
-    if ((info->tree != nullptr) != (back->tree != nullptr)) std::abort();
+    // A tree that was read is written and read again; without one, the rewritten
+    // response has an empty dump, which reads as an empty root.
+    if (!back->tree || (!info->tree && (back->tree->values || back->tree->children)))
+        std::abort();
     std::free(text);
     delete back;
     delete info;
