@@ -24,5 +24,7 @@
 #include "HWConfig.h"
 #include "GroupFactory.h"
 #include "ScanInfoGroup.h"
+#include "cpuid_intel_table_new.h"
+#include "PhysicalProcessorGroup.h"
 
 #endif
