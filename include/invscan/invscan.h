@@ -17,8 +17,14 @@
 #include "ZelRender.h"
 #include "md5.h"
 #include "Toolbox.h"
+#include "vtree.h"
+#include "VtStream.h"
+#include "VtProcess.h"
+#include "MacInfo.h"
 #include "HWConfig.h"
 #include "GroupFactory.h"
 #include "ScanInfoGroup.h"
+#include "cpuid_intel_table_new.h"
+#include "PhysicalProcessorGroup.h"
 
 #endif

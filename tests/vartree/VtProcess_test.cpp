@@ -78,14 +78,6 @@ TEST(VtResponse, BadDumpKeepsHeader) {
     EXPECT_EQ(info->tree, nullptr);
 }
 
-TEST(VtResponse, WriterSide) {
-    testing::internal::CaptureStdout();
-    vtDumpResponse(0, nullptr);
-    vtDumpResponse(3, "partial data");
-    std::fflush(stdout);
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), "1.0 0\n1.0 3 partial data\n");
-}
-
 // A scratch folder with helper scripts; KOR_HOMEDIR points at it while it lives.
 class HelperDir {
 public:

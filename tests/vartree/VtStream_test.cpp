@@ -59,14 +59,4 @@ TEST(VtILineStream, LinesAcrossBufferRefills) {
     EXPECT_EQ(lines[4], "end");
 }
 
-TEST(VtStreamUnix, ClosedDescriptor) {
-    VtIStream_Unix in(-1);
-    char buf[4];
-    EXPECT_EQ(in.read(buf, sizeof buf), 0);
-    in.close();
-    EXPECT_EQ(in.fd(), -1);
-    VtOStream_Unix out(-1);
-    EXPECT_EQ(out.write("x", 1), 0);
-}
-
 } // namespace

@@ -3,6 +3,7 @@
 #include "CcLog.h"
 #include "File.h"
 #include "KorCfg.h"
+#include "PhysicalProcessorGroup.h"
 #include "ScanInfoGroup.h"
 
 #include <cstdio>
@@ -52,6 +53,9 @@ ZelGroup* GroupFactory::getZELGroup(unsigned long id) {
     switch (id) {
     case ZEL_GROUP_SCAN_INFO:
         group = new ScanInfoGroup();
+        break;
+    case ZEL_GROUP_PHYS_PROC:
+        group = new PhysicalProcessorGroup();
         break;
     default:
         break;
