@@ -123,4 +123,34 @@ TEST_F(Bundles, CommandsMountsAndKernelValuesOfOneMachine) {
     EXPECT_EQ(nullptr, host::fopen("/etc/resolv.conf", "r"));  // not in the sources
 }
 
+std::string run(const std::string& cmd) {
+    std::string out;
+    if (std::FILE* p = ::popen(cmd.c_str(), "r")) {
+        char buf[4096];
+        std::size_t n;
+        while ((n = std::fread(buf, 1, sizeof buf, p)) > 0) out.append(buf, n);
+        ::pclose(p);
+    }
+    return out;
+}
+
+TEST_F(Bundles, WhatAHelperRecordsItReplays) {
+    std::string bin = std::string(INVSCAN_BINARY_DIR) + "/bin/";
+    if (access((bin + "sysprof").c_str(), X_OK) != 0) GTEST_SKIP() << "helpers not built";
+    char tmpl[] = "/tmp/invscan-rec-XXXXXX";
+    ASSERT_NE(nullptr, mkdtemp(tmpl));
+    std::string dir = std::string(tmpl) + "/bundle";
+    for (const char* helper : {"sysprof", "iokit"}) {
+        std::string live = run(bin + helper + " --record " + dir);
+        ASSERT_EQ(0, live.compare(0, 6, "1.0 0\n")) << helper;
+        EXPECT_EQ(live, slurp(dir + "/helpers/" + helper)) << helper;
+        EXPECT_EQ(live, run(bin + helper + " --replay " + dir)) << helper;
+    }
+    EXPECT_EQ(0, slurp(dir + "/bundle.txt").compare(0, 16, "invscan-bundle 1"));
+    // A saved report that is not one gives a failure response, not a crash.
+    EXPECT_EQ(0, run(bin + "iokit --from " + dir + "/bundle.txt").compare(0, 6, "1.0 1 "));
+    EXPECT_EQ(0, run(bin + "sysprof --from /nonexistent").compare(0, 6, "1.0 1 "));
+    ASSERT_EQ(0, std::system((std::string("rm -rf ") + tmpl).c_str()));
+}
+
 }  // namespace
