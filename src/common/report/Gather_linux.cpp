@@ -456,7 +456,12 @@ void addNetwork(Node* sp) {
     }
     std::vector<std::pair<int, std::string>> ifs;
     for (const std::string& n : listDir("/sys/class/net")) {
-        if (n == "lo" || attr("/sys/class/net/" + n + "/type") == "772") continue;
+        std::string base = "/sys/class/net/" + n;
+        if (n == "lo" || attr(base + "/type") == "772") continue;
+        // Virtual interfaces that are down and unaddressed (ifb, dummy) are no service.
+        const Addrs& a = addrs[n];
+        if (!exists(base + "/device") && a.v4.empty() && a.v6.empty() && attr(base + "/operstate") == "down")
+            continue;
         ifs.emplace_back(std::atoi(attr("/sys/class/net/" + n + "/ifindex").c_str()), n);
     }
     std::sort(ifs.begin(), ifs.end());
