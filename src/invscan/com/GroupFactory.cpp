@@ -1,0 +1,203 @@
+#include "GroupFactory.h"
+
+#include "CcLog.h"
+#include "File.h"
+#include "KorCfg.h"
+#include "ScanInfoGroup.h"
+
+#include <cstdio>
+
+namespace {
+const char* const SRC = "./../../../src/invscan/com/GroupFactory";
+
+std::string narrow(const String& s) {
+    return s.toMultiByte();
+}
+}  // namespace
+
+GroupFactory* GroupFactory::getInstance() {
+    static GroupFactory* instance = nullptr;
+    if (!instance) instance = new GroupFactory();
+    return instance;
+}
+
+// The QCM and processor objects are not deleted here: they outlive the arrays.
+GroupFactory::~GroupFactory() = default;
+
+bool GroupFactory::initialise() {
+    CcLogWrapper* log = getCcLogHw();
+    log->traceMidEntry(__LINE__, SRC, "initialise", "hardware ");
+    setHWConfigFile();
+    log->traceMidExit(__LINE__, SRC, "initialise", "hardware");
+    return true;
+}
+
+void GroupFactory::setHWConfigFile() {
+    CcLogWrapper* log = getCcLogHw();
+    log->traceMidEntry(__LINE__, SRC, "setHWConfigFile()", "hardware");
+    String file = KorCfg::getKey(String("hwscanner.config_file"));
+    String dir = KorCfg::getKey(String("config_dir"));
+    m_HWConfigFile = dir + File::pathSeparator +
+                     (file.length() >= 1 ? file : String("KorHWConfig.xml"));
+    if (log->isOn())
+        log->traceMidExit(__LINE__, SRC, "setHWConfigFile()", "hardware m_HWConfigFile = %s",
+                          narrow(m_HWConfigFile).c_str());
+}
+
+ZelGroup* GroupFactory::getZELGroup(unsigned long id) {
+    CcLogWrapper* log = getCcLogHw();
+    log->traceMidEntry(__LINE__, SRC, "getZELGroup()", "hardware %s %d", "Table id =",
+                       static_cast<int>(id));
+    ZelGroup* group = nullptr;
+    switch (id) {
+    case ZEL_GROUP_SCAN_INFO:
+        group = new ScanInfoGroup();
+        break;
+    default:
+        break;
+    }
+    log->traceMidExit(__LINE__, SRC, "getZELGroup()", "hardware %s %d", "Finished group =",
+                      static_cast<int>(id));
+    return group;
+}
+
+ZelGroup* GroupFactory::getGroup(const String& name) {
+    CcLogWrapper* log = getCcLogHw();
+    if (log->isOn())
+        log->traceMidEntry(__LINE__, SRC, "getGroup", "hardware groupName=%s",
+                           narrow(name).c_str());
+    unsigned long id = getGroupIdFromName(name);
+    ZelGroup* group = id ? getZELGroup(id) : nullptr;
+    if (group) {
+        group->setGlobalAttrs(&m_globalAttrs);
+        group->setGroupAttrs(&m_groupAttrs[name]);
+    }
+    log->traceMidExit(__LINE__, SRC, "getGroup", "hardware groupId=%ld", static_cast<long>(id));
+    return group;
+}
+
+int GroupFactory::getAllGroups(std::list<String>& names) {
+    CcLogWrapper* log = getCcLogHw();
+    log->traceMidEntry(__LINE__, SRC, "getAllGroups", "hardware ");
+    for (const zelGroupDef* g = GROUPS_DEF; g->id != ZEL_DEF_END; ++g) {
+        // Ids 100 and 26 are never offered.
+        if (g->id == 100 || g->id == 26) continue;
+        names.push_back(String(g->name));
+        log->traceMAX(__LINE__, SRC, "getAllGroups", "hardware group = %s", g->name);
+    }
+    log->traceMidExit(__LINE__, SRC, "getAllGroups", "hardware result=%d", 0);
+    return 0;
+}
+
+int GroupFactory::loadNodeFromFile(const String& path, int kind) {
+    CcLogWrapper* log = getCcLogHw();
+    const char* op = "loadNodeFromFile";
+    std::string p = narrow(path);
+    log->traceMidEntry(__LINE__, SRC, op, "hardware");
+    int result = 0;
+    log->traceMAX(__LINE__, SRC, op, "hardware Open config file %s for read", p.c_str());
+    std::FILE* f = std::fopen(p.c_str(), "r");
+    if (!f) {
+        log->traceMIN(__LINE__, SRC, op, "hardware ERROR! Failed to open file %s for reading",
+                      p.c_str());
+        result = 5;
+    } else {
+        std::fclose(f);
+        Node* node = nullptr;
+        int status = 0;
+        if (kind == 1) {
+            ParseNodeSink sink;
+            log->traceMAX(__LINE__, SRC, op, "hardware After ParseNodeSink()");
+            XmlKorParser parser(path, &sink);
+            log->traceMAX(__LINE__, SRC, op, "hardware After new XmlKorParser()");
+            status = parser.getStatus();
+            node = status == 0 ? sink.getNode(1) : nullptr;
+            log->traceMAX(__LINE__, SRC, op, "hardware After sink->getNode()");
+        } else if (kind == 5 || kind == 6) {
+            HWParseNodeSink sink;
+            log->traceMAX(__LINE__, SRC, op, "hardware After HWParseNodeSink()");
+            HWXmlKorParser parser(path, &sink);
+            log->traceMAX(__LINE__, SRC, op, "hardware After new HWXmlKorParser()");
+            status = parser.getStatus();
+            node = status == 0 ? sink.getNode(kind) : nullptr;
+            log->traceMAX(__LINE__, SRC, op, "hardware After sink->getNode()");
+        }
+        if (kind == 1 || kind == 5 || kind == 6) {
+            log->traceMAX(__LINE__, SRC, op, "hardware %s is %d", "korparser status", status);
+            if (status != 0) {
+                log->traceMIN(__LINE__, SRC, op, "hardware ERROR! Failed to parse the xmlfile %s",
+                              p.c_str());
+                result = 2;
+            } else if (!node) {
+                result = -1;
+            } else {
+                if (kind == 1)
+                    getHWGroupFromNode(node);
+                else if (kind == 5)
+                    getProcessorFromNode(node);
+                else
+                    getQCMFromNode(node);
+                log->traceMAX(__LINE__, SRC, op, "hardware After parsing config file %s",
+                              p.c_str());
+            }
+            delete node;
+        }
+    }
+    log->traceMidExit(__LINE__, SRC, op, "hardware return =%d", result);
+    return result;
+}
+
+void GroupFactory::getHWGroupFromNode(const Node* node) {
+    if (!node) return;
+    CcLogWrapper* log = getCcLogHw();
+    const char* op = "getHWGroupFromNode";
+    const StringMap& attrs = node->getAttributes();
+    String key, value;
+    if (node->getName() == String("Hardware")) {
+        for (int i = 0; attrs.getEntry(i, key, value); ++i) {
+            m_globalAttrs.emplace_back(key, value);
+            if (log->isOn())
+                log->traceMAX(__LINE__, SRC, op, "hardware get global attribute %s=%s",
+                              narrow(key).c_str(), narrow(value).c_str());
+        }
+        for (int i = 0; i < node->getChildCount(); ++i) getHWGroupFromNode(node->getChild(i));
+    } else if (node->getName() == String("Group")) {
+        String name;
+        ZelAttrList list;
+        for (int i = 0; attrs.getEntry(i, key, value); ++i) {
+            if (key == String("Name")) {
+                name = value;
+                m_groupNames.push_back(name);
+                log->traceMAX(__LINE__, SRC, op, "hardware %s",
+                              "add a new element to the group...");
+            } else {
+                list.emplace_back(key, value);
+                if (log->isOn())
+                    log->traceMAX(__LINE__, SRC, op, "hardware get group attribute %s=%s",
+                                  narrow(key).c_str(), narrow(value).c_str());
+            }
+        }
+        if (name.length() > 0) m_groupAttrs[name] = list;
+    }
+}
+
+void GroupFactory::getQCMFromNode(const Node* node) {
+    if (!node || node->getName() != String("QCMs")) return;
+    for (int i = 0; i < node->getChildCount(); ++i) {
+        const Node* child = node->getChild(i);
+        if (child->getName() != String("QCM")) continue;
+        m_qcms.push_back(new QCMInfo(child));
+        getCcLogHw()->traceMAX(__LINE__, SRC, "getQCMFromNode", "hardware add a new element");
+    }
+}
+
+void GroupFactory::getProcessorFromNode(const Node* node) {
+    if (!node || node->getName() != String("Processors")) return;
+    for (int i = 0; i < node->getChildCount(); ++i) {
+        const Node* child = node->getChild(i);
+        if (child->getName() != String("Processor")) continue;
+        m_processors.push_back(new ProcessorInfo(child));
+        getCcLogHw()->traceMAX(__LINE__, SRC, "getProcessorFromNode",
+                               "hardware add a new element");
+    }
+}

@@ -1,0 +1,197 @@
+#include "ZelRender.h"
+
+#include "ZelTableRow.h"
+
+#include <clocale>
+#include <cstdint>
+#include <cstring>
+#include <cwchar>
+#include <string>
+#include <vector>
+
+#ifndef INVSCAN_BUILD_DATE
+#define INVSCAN_BUILD_DATE "00/01/01"
+#endif
+#ifndef INVSCAN_BUILD_TIME
+#define INVSCAN_BUILD_TIME "00:00:00"
+#endif
+
+extern "C" {
+const char VMQT_BuildDate[] = INVSCAN_BUILD_DATE;
+const char VMQT_BuildTime[] = INVSCAN_BUILD_TIME;
+}
+
+const char* getBuildDateVMQT() {
+    static char buffer[32];
+    static bool unformatted = true;
+    if (unformatted) {
+        std::snprintf(buffer, sizeof buffer, "20%s-%s.000000", VMQT_BuildDate, VMQT_BuildTime);
+        buffer[4] = '-';
+        buffer[7] = '-';
+        buffer[13] = '.';
+        buffer[16] = '.';
+        unformatted = false;
+    }
+    buffer[31] = '\0';
+    return buffer;
+}
+
+wchar_t* dmtf_escape(const wchar_t* text) {
+    if (!text || !*text) return const_cast<wchar_t*>(text);
+    size_t len = std::wcslen(text);
+    wchar_t* out = new wchar_t[4 * len + 1];
+    size_t o = 0;
+    static const wchar_t hex[] = L"0123456789abcdef";
+    for (size_t i = 0; i < len; ++i) {
+        wchar_t c = text[i];
+        if (c == L'\\' || c == L'"') {
+            out[o++] = L'\\';
+            out[o++] = c;
+        } else if (c >= 1 && c <= 31) {
+            out[o++] = L'\\';
+            out[o++] = L'x';
+            out[o++] = hex[(c >> 4) & 0xF];
+            out[o++] = hex[c & 0xF];
+        } else {
+            out[o++] = c;
+        }
+    }
+    out[o] = 0;
+    return out;
+}
+
+void PrintZelFloat(std::FILE* file, double value) {
+    const char* current = std::setlocale(LC_NUMERIC, nullptr);
+    std::string saved = current ? current : "C";
+    std::setlocale(LC_NUMERIC, "C");
+    std::fprintf(file ? file : stdout, "%f", value);
+    std::setlocale(LC_NUMERIC, saved.c_str());
+}
+
+void PrintOctetStringToFile(std::FILE* file, const unsigned char* bytes, unsigned long count) {
+    std::fputc('"', file);
+    for (unsigned long i = 0; i < count; ++i) std::fprintf(file, "%02X", bytes[i]);
+    std::fputc('"', file);
+}
+
+void PrintZelStringToFile(std::FILE* file, const unsigned char* counted) {
+    uint32_t n = zelGet32(counted);
+    if (n < 1) return;
+    // The characters may sit at any alignment in a caller's buffer: copy them out.
+    std::vector<wchar_t> text(n);
+    for (uint32_t i = 0; i < n; ++i)
+        text[i] = static_cast<wchar_t>(zelGet32(counted + 4 + 4 * static_cast<size_t>(i)));
+    text[n - 1] = 0;
+    wchar_t* escaped = dmtf_escape(text.data());
+    std::fprintf(file, "%ls", escaped);
+    if (escaped != text.data()) delete[] escaped;
+}
+
+void PrintZelTimeBlockToFile(std::FILE* file, const unsigned char* block) {
+    for (int i = 0; i < ZEL_DATETIME_LEN; ++i) std::fputc(block[i], file);
+}
+
+namespace {
+
+uint64_t get64(const unsigned char* p) {
+    return static_cast<uint64_t>(zelGet32(p)) | static_cast<uint64_t>(zelGet32(p + 4)) << 32;
+}
+
+double getReal(const unsigned char* p, uint32_t type) {
+    if (type == ZEL_FLOAT) {
+        uint32_t bits = zelGet32(p);
+        float f;
+        std::memcpy(&f, &bits, 4);
+        return f;
+    }
+    uint64_t bits = get64(p);
+    double d;
+    std::memcpy(&d, &bits, 8);
+    return d;
+}
+
+// The value forms that the file writer and the dump share.
+bool printCommonValue(std::FILE* f, uint32_t type, const unsigned char* v) {
+    switch (type) {
+    case ZEL_UQUAD:
+        // Only the first word, read as signed.
+        std::fprintf(f, "%ld", static_cast<long>(static_cast<int32_t>(zelGet32(v))));
+        return true;
+    case ZEL_FLOAT:
+    case ZEL_DOUBLE:
+        PrintZelFloat(f, getReal(v, type));
+        return true;
+    case ZEL_STRING:
+        if (zelGet32(v) != 0) PrintZelStringToFile(f, v);
+        return true;
+    case ZEL_OCTETSTRING:
+        if (zelGet32(v) != 0) PrintOctetStringToFile(f, v + 4, zelGet32(v));
+        return true;
+    case ZEL_DATETIME:
+        PrintZelTimeBlockToFile(f, v);
+        return true;
+    default:
+        return false;
+    }
+}
+
+}  // namespace
+
+void PrintZelAttribValueToFile(std::FILE* file, const unsigned char* block) {
+    uint32_t type = zelGet32(block + 8);
+    const unsigned char* v = block + ZEL_ATTRIB_HEADER;
+    switch (type) {
+    case ZEL_UCHAR:
+        std::fprintf(file, "0x%02X", v[0]);
+        break;
+    case ZEL_USHORT:
+        std::fprintf(file, "%d", v[0] | v[1] << 8);
+        break;
+    case ZEL_ULONG:
+        std::fprintf(file, "%lu", static_cast<unsigned long>(zelGet32(v)));
+        break;
+    case ZEL_ULONGLONG:
+        std::fprintf(file, "%llu", static_cast<unsigned long long>(get64(v)));
+        break;
+    case ZEL_LONGLONG:
+        std::fprintf(file, "%lld", static_cast<long long>(get64(v)));
+        break;
+    default:
+        printCommonValue(file, type, v);
+        break;
+    }
+}
+
+void PrintZelAttribValue(const unsigned char* block) {
+    uint32_t type = zelGet32(block + 8);
+    const unsigned char* v = block + ZEL_ATTRIB_HEADER;
+    std::printf("\n\t\t---len      : %lu", static_cast<unsigned long>(zelGet32(block)));
+    std::printf("\n\t\t   attribId : x%08X", static_cast<unsigned>(zelGet32(block + 4)));
+    std::printf("\n\t\t   zel_type : %lu (%s)", static_cast<unsigned long>(type),
+                getZelAttribTypeAsString(type));
+    std::printf("\n\t\t   value    : ");
+    switch (type) {
+    case ZEL_UCHAR:
+        std::printf("0x%02X", v[0]);
+        break;
+    case ZEL_USHORT:
+        std::printf("%d (0x%04X)", v[0] | v[1] << 8, static_cast<unsigned>(v[0] | v[1] << 8));
+        break;
+    case ZEL_ULONG:
+        std::printf("%lu (0x%08X)", static_cast<unsigned long>(zelGet32(v)),
+                    static_cast<unsigned>(zelGet32(v)));
+        break;
+    // 64-bit values show only their low word in hexadecimal, right-aligned in 16.
+    case ZEL_ULONGLONG:
+        std::printf("%llu (0x%16X)", static_cast<unsigned long long>(get64(v)),
+                    static_cast<unsigned>(zelGet32(v)));
+        break;
+    case ZEL_LONGLONG:
+        std::printf("%lld (0x%16X)", static_cast<long long>(get64(v)),
+                    static_cast<unsigned>(zelGet32(v)));
+        break;
+    default:
+        if (!printCommonValue(stdout, type, v)) std::printf("Unknown attrib value type");
+        break;
+    }
+}

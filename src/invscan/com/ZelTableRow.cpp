@@ -1,0 +1,224 @@
+#include "ZelTableRow.h"
+
+#include "ZelRender.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <cwchar>
+#include <vector>
+
+static_assert(sizeof(wchar_t) == 4, "counted strings hold 32-bit characters");
+
+namespace {
+
+void put64(unsigned char* p, uint64_t v) {
+    zelPut32(p, static_cast<uint32_t>(v));
+    zelPut32(p + 4, static_cast<uint32_t>(v >> 32));
+}
+
+template <typename T>
+void putBytes(unsigned char* p, T v) {
+    static_assert(sizeof(T) == 4 || sizeof(T) == 8, "IEEE float or double");
+    if (sizeof(T) == 4) {
+        uint32_t bits;
+        std::memcpy(&bits, &v, 4);
+        zelPut32(p, bits);
+    } else {
+        uint64_t bits;
+        std::memcpy(&bits, &v, 8);
+        put64(p, bits);
+    }
+}
+
+}  // namespace
+
+unsigned char* ZelTableAttrib::allocate(unsigned long id, uint32_t type, size_t valueBytes) {
+    size_t total = ZEL_ATTRIB_HEADER + valueBytes;
+    m_block = new unsigned char[total];
+    std::memset(m_block, 0, total);
+    zelPut32(m_block, static_cast<uint32_t>(total));
+    zelPut32(m_block + 4, static_cast<uint32_t>(id));
+    zelPut32(m_block + 8, type);
+    return m_block + ZEL_ATTRIB_HEADER;
+}
+
+ZelTableAttrib::ZelTableAttrib(unsigned long id, unsigned char value) {
+    *allocate(id, ZEL_UCHAR, 1) = value;
+}
+
+ZelTableAttrib::ZelTableAttrib(unsigned long id, unsigned short value) {
+    unsigned char* p = allocate(id, ZEL_USHORT, 2);
+    p[0] = static_cast<unsigned char>(value);
+    p[1] = static_cast<unsigned char>(value >> 8);
+}
+
+ZelTableAttrib::ZelTableAttrib(unsigned long id, long timeValue) {
+    TimeToZelDateTime(timeValue, allocate(id, ZEL_DATETIME, ZEL_DATETIME_LEN));
+}
+
+ZelTableAttrib::ZelTableAttrib(unsigned long id, unsigned long value) {
+    zelPut32(allocate(id, ZEL_ULONG, 4), static_cast<uint32_t>(value));
+}
+
+ZelTableAttrib::ZelTableAttrib(unsigned long id, unsigned long long value) {
+    put64(allocate(id, ZEL_ULONGLONG, 8), value);
+}
+
+ZelTableAttrib::ZelTableAttrib(unsigned long id, long long value) {
+    put64(allocate(id, ZEL_LONGLONG, 8), static_cast<uint64_t>(value));
+}
+
+ZelTableAttrib::ZelTableAttrib(unsigned long id, double value) {
+    putBytes(allocate(id, ZEL_DOUBLE, 8), value);
+}
+
+ZelTableAttrib::ZelTableAttrib(unsigned long id, float value) {
+    putBytes(allocate(id, ZEL_FLOAT, 4), value);
+}
+
+ZelTableAttrib::ZelTableAttrib(unsigned long id, uquad value) {
+    unsigned char* p = allocate(id, ZEL_UQUAD, 8);
+    zelPut32(p, value.first);
+    zelPut32(p + 4, value.second);
+}
+
+ZelTableAttrib::ZelTableAttrib(unsigned long id, const unsigned char* bytes,
+                               unsigned long length) {
+    if (!bytes) length = 0;
+    unsigned char* p = allocate(id, ZEL_OCTETSTRING, 4 + static_cast<size_t>(length));
+    zelPut32(p, static_cast<uint32_t>(length));
+    if (length) std::memcpy(p + 4, bytes, length);
+}
+
+ZelTableAttrib::ZelTableAttrib(unsigned long id, const char* text) {
+    unsigned long size = SizeAsZelString(text);
+    unsigned char* p = allocate(id, ZEL_STRING, size);
+    unsigned long offset = 0, start = 0;
+    StringToZelString(text, p, size / 4 - 1, offset, start);
+}
+
+ZelTableAttrib::~ZelTableAttrib() {
+    delete[] m_block;
+    m_block = nullptr;
+}
+
+unsigned long ZelTableAttrib::getId() const {
+    return m_block ? zelGet32(m_block + 4) : 0;
+}
+
+unsigned long ZelTableAttrib::getType() const {
+    return m_block ? zelGet32(m_block + 8) : ZEL_NO_TYPE;
+}
+
+void ZelTableAttrib::toString() const {
+    if (m_block) PrintZelAttribValue(m_block);
+}
+
+ZelTableRow::~ZelTableRow() {
+    Link* l = m_head;
+    while (l) {
+        Link* next = l->next;
+        delete l->attrib;
+        delete l;
+        l = next;
+    }
+    m_head = m_tail = m_cursor = nullptr;
+    m_count = 0;
+}
+
+int ZelTableRow::addAttrib(ZelTableAttrib* attrib) {
+    Link* l = new Link{attrib, nullptr};
+    if (m_tail)
+        m_tail->next = l;
+    else
+        m_head = l;
+    m_tail = l;
+    ++m_count;
+    return 1;
+}
+
+ZelTableAttrib* ZelTableRow::getNext() {
+    Link* next = m_cursor ? m_cursor->next : m_head;
+    if (!next) return nullptr;
+    m_cursor = next;
+    return next->attrib;
+}
+
+void ZelTableRow::toString() const {
+    std::printf("\n\t Attribs=%lu", m_count);
+    for (Link* l = m_head; l; l = l->next)
+        if (l->attrib) l->attrib->toString();
+}
+
+void TimeToZelDateTime(long timeValue, unsigned char* block) {
+    std::time_t t = static_cast<std::time_t>(timeValue);
+    std::tm tmv;
+    if (!localtime_r(&t, &tmv)) {
+        std::memset(block, 0, 4);
+        return;
+    }
+    auto digits = [](unsigned char* p, int value, int width) {
+        for (int i = width - 1; i >= 0; --i) {
+            p[i] = static_cast<unsigned char>('0' + value % 10);
+            value /= 10;
+        }
+    };
+    digits(block, tmv.tm_year + 1900, 4);
+    block[4] = '-';
+    digits(block + 5, tmv.tm_mon + 1, 2);
+    block[7] = '-';
+    digits(block + 8, tmv.tm_mday, 2);
+    block[10] = '-';
+    digits(block + 11, tmv.tm_hour, 2);
+    block[13] = '.';
+    digits(block + 14, tmv.tm_min, 2);
+    block[16] = '.';
+    digits(block + 17, tmv.tm_sec, 2);
+    block[19] = '.';
+    std::memset(block + 20, '0', 6);
+}
+
+unsigned long SizeofZelString(const unsigned char* counted) {
+    return counted ? 4UL * zelGet32(counted) + 4UL : 0;
+}
+
+unsigned long SizeAsZelString(const char* text) {
+    if (!text || !*text) return 8;
+    return 4UL * static_cast<unsigned long>(std::strlen(text)) + 8UL;
+}
+
+unsigned long StringToZelString(const char* text, unsigned char* dest, unsigned long limit,
+                                unsigned long& offset, unsigned long& start) {
+    start = offset;
+    // limit: room in 32-bit slots after the count word, terminator included.
+    size_t n = 0;
+    std::vector<wchar_t> wide;
+    if (text && *text && limit > 1) {
+        wide.resize(limit);
+        size_t r = std::mbstowcs(wide.data(), text, limit - 1);
+        if (r == limit - 1 && r > 0) wide[r] = 0;
+        // An unconvertible text is stored byte by byte rather than lost.
+        if (r == static_cast<size_t>(-1)) {
+            r = 0;
+            for (const char* p = text; *p && r < limit - 1; ++p)
+                wide[r++] = static_cast<wchar_t>(static_cast<unsigned char>(*p));
+        }
+        n = r;
+    }
+    zelPut32(dest, static_cast<uint32_t>(n + 1));
+    for (size_t i = 0; i < n; ++i) zelPut32(dest + 4 + 4 * i, static_cast<uint32_t>(wide[i]));
+    zelPut32(dest + 4 + 4 * n, 0);
+    unsigned long size = 4UL * static_cast<unsigned long>(n + 1) + 4UL;
+    offset += size;
+    return size;
+}
+
+const char* getZelAttribTypeAsString(unsigned long code) {
+    static const char* const names[] = {
+        nullptr,         "ZEL_UCHAR",     "ZEL_USHORT",      "ZEL_ULONG",
+        "ZEL_UQUAD",     "ZEL_FLOAT",     "ZEL_DOUBLE",      "ZEL_STRING",
+        "ZEL_OCTETSTRING", "ZEL_DATETIME", "ZEL_ULONGLONG", "ZEL_LONGLONG"};
+    if (code >= 1 && code <= 11) return names[code];
+    return "Undefined Attrib Type";
+}

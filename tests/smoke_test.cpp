@@ -1,3 +1,0 @@
-#include <gtest/gtest.h>
-#include "String.h"
-TEST(Smoke, Builds) { EXPECT_EQ(String("a").length(), 1u); }
