@@ -1,0 +1,254 @@
+// Helper-program execution and the response protocol.
+#include "VtProcess.h"
+
+#include "CcLog.h"
+
+#include <cerrno>
+#include <csignal>
+#include <cstdlib>
+#include <cstring>
+#include <fcntl.h>
+#include <string>
+#include <sys/types.h>
+#include <sys/wait.h>
+#include <unistd.h>
+#include <vector>
+
+namespace {
+
+const char* const VT_PROCESS_SOURCE = "./../../../src/common/vartree/VtProcess";
+
+// Pipe whose ends are not inherited by other children of this process; the helper
+// gets its ends through dup2, which clears the flag.
+void openPipe(int fds[2]) {
+    if (::pipe(fds) != 0) {
+        fds[0] = fds[1] = -1;
+        return;
+    }
+    ::fcntl(fds[0], F_SETFD, FD_CLOEXEC);
+    ::fcntl(fds[1], F_SETFD, FD_CLOEXEC);
+}
+
+void closeFd(int& fd) {
+    if (fd != -1) ::close(fd);
+    fd = -1;
+}
+
+} // namespace
+
+VtProcess::VtProcess() {
+    openPipe(m_stdinPipe);
+    openPipe(m_stdoutPipe);
+    openPipe(m_stderrPipe);
+    m_stdin = new VtOStream_Unix(m_stdinPipe[1]);
+    m_stdout = new VtIStream_Unix(m_stdoutPipe[0]);
+    m_stderr = new VtIStream_Unix(m_stderrPipe[0]);
+}
+
+VtProcess::~VtProcess() {
+    delete m_stdin;
+    delete m_stdout;
+    delete m_stderr;
+    closeUnusedHandles();
+}
+
+void VtProcess::closeUnusedHandles() {
+    closeFd(m_stdinPipe[0]);
+    closeFd(m_stdoutPipe[1]);
+    closeFd(m_stderrPipe[1]);
+}
+
+void VtProcess::closeStreams() {
+    m_stdin->close();
+    m_stdout->close();
+    m_stderr->close();
+    m_stdinPipe[1] = m_stdoutPipe[0] = m_stderrPipe[0] = -1;
+}
+
+VtProcess* VtProcess::create(const char* path, const char* args) {
+    if (!path) return nullptr;
+    VtProcess* proc = new VtProcess;
+    if (proc->m_stdinPipe[0] == -1 || proc->m_stdoutPipe[0] == -1 ||
+        proc->m_stderrPipe[0] == -1) {
+        proc->closeStreams();
+        delete proc;
+        return nullptr;
+    }
+
+    // The argument vector is built before the fork, so that the child only calls
+    // async-signal-safe functions.
+    std::string pathCopy(path);
+    std::string argCopy(args ? args : "");
+    std::vector<char*> argv;
+    argv.push_back(&pathCopy[0]);
+    char* save = nullptr;
+    for (char* word = strtok_r(&argCopy[0], " ", &save);
+         word && argv.size() <= static_cast<size_t>(MAX_ARGS);
+         word = strtok_r(nullptr, " ", &save))
+        argv.push_back(word);
+    argv.push_back(nullptr);
+
+    pid_t pid = ::fork();
+    if (pid < 0) {
+        proc->closeStreams();
+        delete proc;
+        return nullptr;
+    }
+    if (pid == 0) {
+        ::dup2(proc->m_stdinPipe[0], 0);
+        ::dup2(proc->m_stdoutPipe[1], 1);
+        ::dup2(proc->m_stderrPipe[1], 2);
+        ::execv(argv[0], argv.data());
+        // _exit, not exit: the parent's unflushed stdio buffers must not be written
+        // a second time by the child.
+        ::_exit(-1);
+    }
+    proc->m_pid = static_cast<int>(pid);
+    proc->closeUnusedHandles();
+    return proc;
+}
+
+int VtProcess::exitValue() { return m_exitCode; }
+
+int VtProcess::waitFor() {
+    if (m_pid <= 0 || m_exitCode != -1) return exitValue();
+    int status = 0;
+    for (;;) {
+        pid_t r = ::waitpid(m_pid, &status, 0);
+        if (r == m_pid) {
+            if (WIFEXITED(status)) m_exitCode = WEXITSTATUS(status);
+            // Reaped: the pid may now belong to another process.
+            m_pid = -1;
+            break;
+        }
+        if (r < 0 && errno == EINTR) continue;
+        break;
+    }
+    return exitValue();
+}
+
+int VtProcess::destroy() {
+    if (m_pid <= 0) return m_pid;
+    int rc = ::kill(m_pid, SIGKILL);
+    if (rc == 0) {
+        int status = 0;
+        while (::waitpid(m_pid, &status, 0) < 0 && errno == EINTR) {
+        }
+    }
+    m_pid = -1;
+    m_exitCode = -1;
+    return rc;
+}
+
+// ---------------------------------------------------------------------------------
+// Response protocol
+
+namespace {
+
+inline bool isDigitChar(char c) { return c >= '0' && c <= '9'; }
+inline bool isBlank(char c) { return c == ' ' || c == '\t'; }
+
+// atoi that saturates instead of overflowing.
+int headerInt(const char* p) {
+    long long v = 0;
+    bool neg = false;
+    while (*p == ' ' || (*p >= '\t' && *p <= '\r')) ++p;
+    if (*p == '+' || *p == '-') neg = *p++ == '-';
+    while (isDigitChar(*p)) {
+        v = v * 10 + (*p++ - '0');
+        if (v > 2147483648LL) v = 2147483648LL;
+    }
+    if (neg) v = -v;
+    if (v > 2147483647LL) v = 2147483647LL;
+    return static_cast<int>(v);
+}
+
+} // namespace
+
+VtExecInfo* vtParseProgramOutput(VtIStream* in) {
+    VtExecInfo* info = new VtExecInfo;
+    if (!in) return info;
+    VtILineStream lines(in);
+    char header[256];
+    do {
+        if (!lines.getline(header, sizeof header, -1)) return info;
+    } while (header[0] == ';');
+
+    const char* p = header;
+    int major = headerInt(p);
+    while (isDigitChar(*p)) ++p;
+    int minor = -1;
+    if (*p == '.' && isDigitChar(p[1])) {
+        ++p;
+        minor = headerInt(p);
+        while (isDigitChar(*p)) ++p;
+        while (isBlank(*p)) ++p;
+    }
+    int result = -1;
+    const char* message = "";
+    if (isDigitChar(*p)) {
+        result = headerInt(p);
+        while (isDigitChar(*p)) ++p;
+        while (isBlank(*p)) ++p;
+        message = p;
+    }
+    if (result < 0 || minor < 0 || major <= 0) return info;
+
+    info->result = result;
+    info->major = major;
+    info->minor = minor;
+    info->message = vtStrDup(message);
+    info->tree = vtParseNodeDump(&lines);
+    return info;
+}
+
+VtExecInfo* vtExecProgram(const char* path) {
+    CcLogWrapper* log = getCcLogHw();
+    log->traceMidEntry(__LINE__, VT_PROCESS_SOURCE, "vtExecProgram()", "hardware %s",
+                       path ? path : "(null)");
+    VtProcess* proc = VtProcess::create(path, nullptr);
+    if (!proc) {
+        log->traceMIN(__LINE__, VT_PROCESS_SOURCE, "vtExecProgram()",
+                      "hardware ERROR! Failed to start %s", path ? path : "(null)");
+        return nullptr;
+    }
+    VtExecInfo* info = vtParseProgramOutput(proc->getStdout());
+    // Closing our ends first lets a helper that still writes (after a bad header or
+    // dump) fail on the pipe instead of blocking, so the wait cannot hang on it.
+    proc->closeStreams();
+    int code = proc->waitFor();
+    delete proc;
+    log->traceMidExit(__LINE__, VT_PROCESS_SOURCE, "vtExecProgram()",
+                      "hardware %s exit=%d result=%d tree=%s", path ? path : "(null)", code,
+                      info->result, info->tree ? "yes" : "no");
+    return info;
+}
+
+VtExecInfo* vtExecCommand(const char* command) {
+    if (!command) return nullptr;
+    std::string path;
+    const char* home = std::getenv("KOR_HOMEDIR");
+    if (home) {
+        path = home;
+        path += "/bin/";
+        path += command;
+    } else {
+        path = command;
+    }
+    return vtExecProgram(path.c_str());
+}
+
+int vtExecTest(const char* command) {
+    VtExecInfo* info = vtExecCommand(command);
+    if (info && info->result >= 0) {
+        std::printf("Command '%s' executed successfully\n", command);
+        std::printf("VT version = %d.%d, result = %d, message = %s\n", info->major, info->minor,
+                    info->result, info->message ? info->message : "");
+        if (info->tree) vtDumpNode(info->tree, 0);
+        delete info;
+        return 0;
+    }
+    delete info;
+    std::fprintf(stderr, "*** Fatal: could not execute '%s'\n", command ? command : "(null)");
+    return 1;
+}

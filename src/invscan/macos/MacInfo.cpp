@@ -1,0 +1,50 @@
+// Cached helper snapshots.
+#include "MacInfo.h"
+
+#include "CcLog.h"
+#include "VtProcess.h"
+
+namespace {
+
+const char* const MACINFO_SOURCE = "./../../../src/invscan/macos/MacInfo";
+
+VtExecInfo* vt_sysprof = nullptr;
+VtExecInfo* vt_iokit = nullptr;
+
+VtExecInfo* snapshot(VtExecInfo*& cache, const char* command, const char* op) {
+    CcLogWrapper* log = getCcLogHw();
+    if (!cache) {
+        log->traceMidEntry(__LINE__, MACINFO_SOURCE, op, "hardware running %s", command);
+        cache = vtExecCommand(command);
+        if (!cache) {
+            log->traceMIN(__LINE__, MACINFO_SOURCE, op, "hardware ERROR! Could not start %s",
+                          command);
+            return nullptr;
+        }
+    }
+    if (cache->result != 0 || !cache->tree) {
+        log->traceMIN(__LINE__, MACINFO_SOURCE, op,
+                      "hardware ERROR! %s gave result %d%s", command, cache->result,
+                      cache->tree ? "" : " and no tree");
+        // Nobody else holds a failed record: drop it, and retry on the next call.
+        delete cache;
+        cache = nullptr;
+        return nullptr;
+    }
+    return cache;
+}
+
+void replace(VtExecInfo*& cache, VtExecInfo* info) {
+    if (cache != info) delete cache;
+    cache = info;
+}
+
+} // namespace
+
+VtExecInfo* MacInfo::getSysProf() { return snapshot(vt_sysprof, "sysprof", "getSysProf()"); }
+
+VtExecInfo* MacInfo::getIoKit() { return snapshot(vt_iokit, "iokit", "getIoKit()"); }
+
+void MacInfo::setSysProf(VtExecInfo* info) { replace(vt_sysprof, info); }
+
+void MacInfo::setIoKit(VtExecInfo* info) { replace(vt_iokit, info); }
