@@ -9,7 +9,7 @@
 #include <cstdint>
 #include <cstdio>
 
-class VtNode;
+struct VtNode;
 
 // Placeholder texts of BIOS setups, null-terminated.
 extern "C" INVSCAN_API const char* bogus_strings[];

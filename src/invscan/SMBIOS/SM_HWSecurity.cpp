@@ -6,10 +6,13 @@
 static const char* const kFile = "./../../../src/invscan/SMBIOS/SM_HWSecurity";
 
 uint32_t SM_HWSecurity(uint16_t* powerOn, uint16_t* keyboard) {
+    return SM_HWSecurityOf(globalSMBIOSTable, powerOn, keyboard);
+}
+
+uint32_t SM_HWSecurityOf(const SMBIOSTable* t, uint16_t* powerOn, uint16_t* keyboard) {
     getCcLogHw()->traceMidEntry(__LINE__, kFile, "SM_HWSecurity()", "hardware %s", "SM_HWSecurity");
     uint16_t p = 3, k = 3;
     uint32_t rc = 1;
-    SMBIOSTable* t = globalSMBIOSTable;
     SMBIOSTable24Data* r = (t && t->isAvailable()) ? t->getTable24() : nullptr;
     if (r) {
         int16_t s = static_cast<signed char>(static_cast<unsigned char>(r->getHWSecStatus()));

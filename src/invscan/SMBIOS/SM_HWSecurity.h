@@ -11,4 +11,8 @@
 // as a signed value before the shift. Callers fold values above 3.
 INVSCAN_API uint32_t SM_HWSecurity(uint16_t* powerOn, uint16_t* keyboard);
 
+class SMBIOSTable;
+// Same over a given table (null or unavailable: nothing found).
+INVSCAN_API uint32_t SM_HWSecurityOf(const SMBIOSTable* table, uint16_t* powerOn, uint16_t* keyboard);
+
 #endif

@@ -3,6 +3,8 @@
 #include "CcLog.h"
 #include "File.h"
 #include "KorCfg.h"
+#include "SMBIOSGroup.h"
+#include "SMBIOSTable.h"
 #include "ScanInfoGroup.h"
 
 #include <cstdio>
@@ -28,6 +30,7 @@ bool GroupFactory::initialise() {
     CcLogWrapper* log = getCcLogHw();
     log->traceMidEntry(__LINE__, SRC, "initialise", "hardware ");
     setHWConfigFile();
+    SMBIOSTable::initializeGlobalTable(1);
     log->traceMidExit(__LINE__, SRC, "initialise", "hardware");
     return true;
 }
@@ -52,6 +55,9 @@ ZelGroup* GroupFactory::getZELGroup(unsigned long id) {
     switch (id) {
     case ZEL_GROUP_SCAN_INFO:
         group = new ScanInfoGroup();
+        break;
+    case ZEL_GROUP_SMBIOS:
+        group = new SMBIOSGroup();
         break;
     default:
         break;
