@@ -3,8 +3,12 @@
 #define INVSCAN_TESTS_SMBIOS_BUILDER_H
 
 #include "SMBIOSTable.h"
+#include "ZelTable.h"
+
+#include <gtest/gtest.h>
 
 #include <cstdint>
+#include <map>
 #include <memory>
 #include <string>
 #include <vector>
@@ -76,5 +80,37 @@ struct GlobalTableScope {
         globalSMBIOSTable = nullptr;
     }
 };
+
+inline unsigned long zelGet32At(const unsigned char* p) {
+    return p[0] | (p[1] << 8) | (p[2] << 16) | (static_cast<unsigned long>(p[3]) << 24);
+}
+
+// The first row of a table as attribute id -> value: strings as text (ASCII), 32-bit
+// values in decimal. Checks that the ids come in ascending order.
+inline std::map<unsigned long, std::string> groupRow(ZelTable* table) {
+    std::map<unsigned long, std::string> out;
+    if (!table) return out;
+    table->reset();
+    ZelTableRow* row = table->getNext();
+    if (!row) return out;
+    row->reset();
+    unsigned long last = 0;
+    while (ZelTableAttrib* a = row->getNext()) {
+        EXPECT_GT(a->getId(), last) << "attributes in id order";
+        last = a->getId();
+        const unsigned char* p = a->getAttribPtr();
+        std::string v;
+        if (a->getType() == ZEL_STRING) {
+            // Counted wide string after the 12-byte header: count (terminator included),
+            // then 32-bit units.
+            unsigned long count = zelGet32At(p + 12);
+            for (unsigned long i = 0; i + 1 < count; ++i) v.push_back(static_cast<char>(zelGet32At(p + 16 + 4 * i)));
+        } else {
+            v = std::to_string(zelGet32At(p + 12));
+        }
+        out[a->getId()] = v;
+    }
+    return out;
+}
 
 #endif

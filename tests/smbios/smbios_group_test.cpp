@@ -14,37 +14,6 @@
 
 namespace {
 
-unsigned long get32(const unsigned char* p) {
-    return p[0] | (p[1] << 8) | (p[2] << 16) | (static_cast<unsigned long>(p[3]) << 24);
-}
-
-// Attribute id -> value text (strings) or decimal (unsigned 32-bit).
-std::map<unsigned long, std::string> rowOf(ZelTable* table) {
-    std::map<unsigned long, std::string> out;
-    if (!table) return out;
-    table->reset();
-    ZelTableRow* row = table->getNext();
-    if (!row) return out;
-    row->reset();
-    std::vector<unsigned long> order;
-    while (ZelTableAttrib* a = row->getNext()) {
-        order.push_back(a->getId());
-        const unsigned char* p = a->getAttribPtr();
-        std::string v;
-        if (a->getType() == ZEL_STRING) {
-            // Counted wide string after the 12-byte header: 32-bit count (terminator
-            // included), then 32-bit units.
-            unsigned long count = get32(p + 12);
-            for (unsigned long i = 0; i + 1 < count; ++i) v.push_back(static_cast<char>(get32(p + 16 + 4 * i)));
-        } else {
-            v = std::to_string(get32(p + 12));
-        }
-        out[a->getId()] = v;
-    }
-    for (size_t i = 1; i < order.size(); ++i) EXPECT_LT(order[i - 1], order[i]) << "attributes in id order";
-    return out;
-}
-
 std::string md5Of(const std::string& s) {
     char* d = md5_checksum(s.c_str());
     std::string r = d ? d : "";
@@ -109,7 +78,7 @@ TEST(SMBIOSGroup, Rows) {
         ASSERT_NE(table, nullptr) << m.name;
         EXPECT_EQ(table->getGroupId(), 24u);
         EXPECT_EQ(table->getRowCount(), 1u);
-        EXPECT_EQ(rowOf(table), m.want) << m.name;
+        EXPECT_EQ(groupRow(table), m.want) << m.name;
         delete table;
     }
 }
@@ -128,7 +97,7 @@ TEST(SMBIOSGroup, FactoryHandsOutTheGroup) {
     ZelGroup* g = GroupFactory::getInstance()->getZELGroup(24);
     ASSERT_NE(g, nullptr);
     ZelTable* table = g->getTable();
-    auto row = rowOf(table);
+    auto row = groupRow(table);
     EXPECT_EQ(row[5], "QEMU");
     EXPECT_EQ(row[6], "Standard PC");
     EXPECT_EQ(row[20], "3");
