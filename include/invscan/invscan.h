@@ -11,6 +11,7 @@
 #include "Node.h"
 #include "XmlKorParser.h"
 #include "ZelDefs.h"
+#include "ZelCatalogOther.h"
 #include "ZelTableRow.h"
 #include "ZelTable.h"
 #include "ZelRender.h"

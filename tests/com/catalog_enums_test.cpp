@@ -1,0 +1,299 @@
+// Checks of the enumeration texts and of the attribute tables of the groups this
+// platform does not scan. The spot checks were taken from the published lists (DMTF
+// SMBIOS, DMTF CIM, partition-type lists, USB class codes), not from the tables.
+#include "ZelCatalogOther.h"
+#include "ZelDefs.h"
+
+#include <gtest/gtest.h>
+
+#include <cstddef>
+#include <cstring>
+#include <set>
+#include <string>
+
+// The catalogue is laid out in 32-bit words on the system's own 32-bit platform.
+static_assert(sizeof(void*) != 4 || sizeof(zelEnumDef) == 8, "enum row is 2 words");
+static_assert(sizeof(void*) != 4 || sizeof(zelAttribDef) == 20, "attribute row is 5 words");
+static_assert(sizeof(void*) != 4 || sizeof(zelGroupDef) == 28, "group row is 7 words");
+
+namespace {
+
+struct EnumCase {
+    const char* name;
+    const zelEnumDef* table;
+    unsigned long count;
+};
+
+const EnumCase kEnums[] = {
+    {"ZEL_ATTRIB_SMBIOS_ENCLOSURE_TYPE_ENUM_DEF", ZEL_ATTRIB_SMBIOS_ENCLOSURE_TYPE_ENUM_DEF, 25},
+    {"ADAPTER_TYPE_ENUM_DEF", ADAPTER_TYPE_ENUM_DEF, 18},
+    {"OS_TYPE_ENUM_DEF", OS_TYPE_ENUM_DEF, 72},
+    {"STORAGE_TYPE_ENUM_DEF", STORAGE_TYPE_ENUM_DEF, 69},
+    {"FILE_SYSTEM_TYPE_ENUM_DEF", FILE_SYSTEM_TYPE_ENUM_DEF, 105},
+    {"PROCESSOR_FAMILY_ENUM_DEF", PROCESSOR_FAMILY_ENUM_DEF, 126},
+    {"PROCESSOR_INTERFACE_ENUM_DEF", PROCESSOR_INTERFACE_ENUM_DEF, 25},
+    {"POINTING_DEVICE_TYPE_ENUM_DEF", POINTING_DEVICE_TYPE_ENUM_DEF, 9},
+    {"MODEM_DEVTYPE_ENUMS_DEF", MODEM_DEVTYPE_ENUMS_DEF, 5},
+    {"MONITOR_STATUS_ENUMS_DEF", MONITOR_STATUS_ENUMS_DEF, 17},
+    {"USB_DEVICE_CLASS_ENUM_DEF", USB_DEVICE_CLASS_ENUM_DEF, 19},
+    {"USB_DEVICE_IS_HUB_ENUM_DEF", USB_DEVICE_IS_HUB_ENUM_DEF, 2},
+};
+
+TEST(CatalogEnums, CountsTerminatorAndOrder) {
+    for (const EnumCase& c : kEnums) {
+        SCOPED_TRACE(c.name);
+        const unsigned long n = zelEnumCount(c.table);
+        ASSERT_EQ(n, c.count);
+        EXPECT_EQ(c.table[n].name, nullptr);
+        for (unsigned long i = 0; i < n; ++i) {
+            ASSERT_NE(c.table[i].name, nullptr) << "row " << i;
+            EXPECT_GT(std::strlen(c.table[i].name), 0u) << "row " << i;
+            // Rows ascend, which also makes every value unique.
+            if (i > 0) {
+                EXPECT_LT(c.table[i - 1].value, c.table[i].value) << "row " << i;
+            }
+        }
+    }
+}
+
+// Lists keyed by a dense range of the standard: any dropped or doubled row shows as a
+// gap.
+TEST(CatalogEnums, DenseRanges) {
+    struct Range {
+        const char* name;
+        const zelEnumDef* table;
+        uint32_t first, last;
+    };
+    const Range ranges[] = {
+        {"enclosure", ZEL_ATTRIB_SMBIOS_ENCLOSURE_TYPE_ENUM_DEF, 1, 25},
+        {"os type", OS_TYPE_ENUM_DEF, 1, 72},
+        {"storage type", STORAGE_TYPE_ENUM_DEF, 1, 69},
+        {"processor interface", PROCESSOR_INTERFACE_ENUM_DEF, 1, 25},
+        {"pointing device", POINTING_DEVICE_TYPE_ENUM_DEF, 1, 9},
+        {"monitor status", MONITOR_STATUS_ENUMS_DEF, 1, 17},
+        {"file systems without a partition byte", FILE_SYSTEM_TYPE_ENUM_DEF, 256, 282},
+    };
+    for (const Range& r : ranges) {
+        SCOPED_TRACE(r.name);
+        for (uint32_t v = r.first; v <= r.last; ++v) {
+            EXPECT_NE(zelEnumText(r.table, v), nullptr) << v;
+        }
+    }
+}
+
+struct Spot {
+    const zelEnumDef* table;
+    uint32_t value;
+    const char* text; // null: the value must be absent
+};
+
+const Spot kSpots[] = {
+    // SMBIOS chassis types.
+    {ZEL_ATTRIB_SMBIOS_ENCLOSURE_TYPE_ENUM_DEF, 1, "Other"},
+    {ZEL_ATTRIB_SMBIOS_ENCLOSURE_TYPE_ENUM_DEF, 3, "Desktop"},
+    {ZEL_ATTRIB_SMBIOS_ENCLOSURE_TYPE_ENUM_DEF, 9, "Laptop"},
+    {ZEL_ATTRIB_SMBIOS_ENCLOSURE_TYPE_ENUM_DEF, 10, "Notebook"},
+    {ZEL_ATTRIB_SMBIOS_ENCLOSURE_TYPE_ENUM_DEF, 13, "All in One"},
+    {ZEL_ATTRIB_SMBIOS_ENCLOSURE_TYPE_ENUM_DEF, 17, "Main Server Chassis"},
+    {ZEL_ATTRIB_SMBIOS_ENCLOSURE_TYPE_ENUM_DEF, 19, "Sub Chassis"},
+    {ZEL_ATTRIB_SMBIOS_ENCLOSURE_TYPE_ENUM_DEF, 23, "Rack Mount Chassis"},
+    {ZEL_ATTRIB_SMBIOS_ENCLOSURE_TYPE_ENUM_DEF, 24, "Sealed-case PC"},
+    {ZEL_ATTRIB_SMBIOS_ENCLOSURE_TYPE_ENUM_DEF, 25, "Multi-system chassis"},
+    {ZEL_ATTRIB_SMBIOS_ENCLOSURE_TYPE_ENUM_DEF, 0, nullptr},
+    {ZEL_ATTRIB_SMBIOS_ENCLOSURE_TYPE_ENUM_DEF, 26, nullptr},
+    // Adapter types: no 18.
+    {ADAPTER_TYPE_ENUM_DEF, 3, "Ethernet Adapter"},
+    {ADAPTER_TYPE_ENUM_DEF, 10, "PPP Adapter"},
+    {ADAPTER_TYPE_ENUM_DEF, 15, "Character Syncronous Adapter"},
+    {ADAPTER_TYPE_ENUM_DEF, 17, "FDDI Adapter"},
+    {ADAPTER_TYPE_ENUM_DEF, 18, nullptr},
+    {ADAPTER_TYPE_ENUM_DEF, 19, "Loopback Adapter"},
+    // CIM OSType plus one.
+    {OS_TYPE_ENUM_DEF, 1, "Unknown"},
+    {OS_TYPE_ENUM_DEF, 3, "MACOS"},
+    {OS_TYPE_ENUM_DEF, 13, "OS/2"},
+    {OS_TYPE_ENUM_DEF, 19, "WINNT"},
+    {OS_TYPE_ENUM_DEF, 30, "Solaris"},
+    {OS_TYPE_ENUM_DEF, 37, "LINUX"},
+    {OS_TYPE_ENUM_DEF, 43, "FreeBSD"},
+    {OS_TYPE_ENUM_DEF, 59, "Windows 2000"},
+    {OS_TYPE_ENUM_DEF, 63, "TPF"},
+    {OS_TYPE_ENUM_DEF, 64, "Windows Millenium"},
+    {OS_TYPE_ENUM_DEF, 65, "Windows XP"},
+    {OS_TYPE_ENUM_DEF, 67, "Linux PPC"},
+    {OS_TYPE_ENUM_DEF, 72, "Windows 7"},
+    // CIM MediaType plus one.
+    {STORAGE_TYPE_ENUM_DEF, 1, "Unknown"},
+    {STORAGE_TYPE_ENUM_DEF, 3, "Tape Cartridge"},
+    {STORAGE_TYPE_ENUM_DEF, 17, "CD-ROM"},
+    {STORAGE_TYPE_ENUM_DEF, 23, "DVD"},
+    {STORAGE_TYPE_ENUM_DEF, 29, "Floppy/Diskette"},
+    {STORAGE_TYPE_ENUM_DEF, 30, "Hard Disk"},
+    {STORAGE_TYPE_ENUM_DEF, 57, "LTO Ultrium"},
+    {STORAGE_TYPE_ENUM_DEF, 67, "Tape - DST Large"},
+    // Partition-type bytes, and the codes the partition scan reports.
+    {FILE_SYSTEM_TYPE_ENUM_DEF, 0x00, "Empty"},
+    {FILE_SYSTEM_TYPE_ENUM_DEF, 0x01, "DOS 12-bit FAT"},
+    {FILE_SYSTEM_TYPE_ENUM_DEF, 0x05, "DOS extended partition"},
+    {FILE_SYSTEM_TYPE_ENUM_DEF, 0x07, "NTFS / HPFS"},
+    {FILE_SYSTEM_TYPE_ENUM_DEF, 0x0E, "Microsoft 16-bit FAT"},
+    {FILE_SYSTEM_TYPE_ENUM_DEF, 0x82, "Linux swap / Solaris"},
+    {FILE_SYSTEM_TYPE_ENUM_DEF, 0x83, "Linux native"},
+    {FILE_SYSTEM_TYPE_ENUM_DEF, 0xAF, "HFS / HFS+"},
+    {FILE_SYSTEM_TYPE_ENUM_DEF, 0xEE, "EFI GPT protective"},
+    {FILE_SYSTEM_TYPE_ENUM_DEF, 256, "High performance file system"},
+    {FILE_SYSTEM_TYPE_ENUM_DEF, 260, "network file system"},
+    {FILE_SYSTEM_TYPE_ENUM_DEF, 264, "CD-ROM file system"},
+    {FILE_SYSTEM_TYPE_ENUM_DEF, 282, "samba file system"},
+    {FILE_SYSTEM_TYPE_ENUM_DEF, 65535, "UNKNOWN"},
+    // SMBIOS processor families.
+    {PROCESSOR_FAMILY_ENUM_DEF, 0x01, "Other"},
+    {PROCESSOR_FAMILY_ENUM_DEF, 0x0B, "Intel Pentium processor"},
+    {PROCESSOR_FAMILY_ENUM_DEF, 0x0E, "Pentium processor with MMX technology"},
+    {PROCESSOR_FAMILY_ENUM_DEF, 0x18, "AMD Duron Processor Family"},
+    {PROCESSOR_FAMILY_ENUM_DEF, 0x28, "Intel Core Duo processor"},
+    {PROCESSOR_FAMILY_ENUM_DEF, 0x2B, "Intel Atom processor"},
+    {PROCESSOR_FAMILY_ENUM_DEF, 0x83, "AMD Athlon 64 Processor Family"},
+    {PROCESSOR_FAMILY_ENUM_DEF, 0xA1, "Quad-Core Intel Xeon processor 3200 Series"},
+    {PROCESSOR_FAMILY_ENUM_DEF, 0xB2, "Pentium 4 Processor"},
+    {PROCESSOR_FAMILY_ENUM_DEF, 0xBE, nullptr}, // ambiguous: K7 or Core 2
+    {PROCESSOR_FAMILY_ENUM_DEF, 0xBF, "Intel Core 2 Duo Processor"},
+    {PROCESSOR_FAMILY_ENUM_DEF, 0xC9, "G4"},
+    {PROCESSOR_FAMILY_ENUM_DEF, 0xFB, "i960"},
+    {PROCESSOR_FAMILY_ENUM_DEF, 0xFE, nullptr},
+    // SMBIOS processor upgrade, pointing device; USB classes; CIM lists.
+    {PROCESSOR_INTERFACE_ENUM_DEF, 0x04, "ZIF Socket"},
+    {PROCESSOR_INTERFACE_ENUM_DEF, 0x0E, "Socket A (Socket 462)"},
+    {PROCESSOR_INTERFACE_ENUM_DEF, 0x15, "Socket LGA775"},
+    {PROCESSOR_INTERFACE_ENUM_DEF, 0x19, "Socket LGA1366"},
+    {POINTING_DEVICE_TYPE_ENUM_DEF, 7, "Touch Pad"},
+    {USB_DEVICE_CLASS_ENUM_DEF, 0x08, "Mass Storage"},
+    {USB_DEVICE_CLASS_ENUM_DEF, 0x09, "Hub"},
+    {USB_DEVICE_CLASS_ENUM_DEF, 0x04, nullptr},
+    {USB_DEVICE_CLASS_ENUM_DEF, 0xFF, "Vendor Specific"},
+    {USB_DEVICE_IS_HUB_ENUM_DEF, 1, "Yes"},
+    {MODEM_DEVTYPE_ENUMS_DEF, 2, "Internal Modem"},
+    {MONITOR_STATUS_ENUMS_DEF, 3, "Running/Full Power"},
+    {MONITOR_STATUS_ENUMS_DEF, 15, "Power Save - Standby"},
+};
+
+TEST(CatalogEnums, SpotChecksAgainstPublishedLists) {
+    for (const Spot& s : kSpots) {
+        const char* got = zelEnumText(s.table, s.value);
+        if (s.text == nullptr) {
+            EXPECT_EQ(got, nullptr) << "value " << s.value << " should be absent";
+        } else {
+            ASSERT_NE(got, nullptr) << "value " << s.value << " missing, expected " << s.text;
+            EXPECT_STREQ(got, s.text) << "value " << s.value;
+        }
+    }
+}
+
+TEST(CatalogEnums, KeyRanges) {
+    for (unsigned long i = 0; i < zelEnumCount(PROCESSOR_FAMILY_ENUM_DEF); ++i) {
+        const uint32_t v = PROCESSOR_FAMILY_ENUM_DEF[i].value;
+        EXPECT_TRUE(v >= 1 && v <= 0xFD) << v; // FEh defers to the two-byte field
+    }
+    for (unsigned long i = 0; i < zelEnumCount(FILE_SYSTEM_TYPE_ENUM_DEF); ++i) {
+        const uint32_t v = FILE_SYSTEM_TYPE_ENUM_DEF[i].value;
+        EXPECT_TRUE(v <= 0xFF || (v >= 256 && v <= 282) || v == 65535) << v;
+    }
+}
+
+struct OtherGroup {
+    const char* name;
+    const zelAttribDef* attribs;
+    const uint32_t* keys;
+};
+
+const OtherGroup kOtherGroups[] = {
+    {"cluster", CLUSTER_ATTRS_DEF, CLUSTER_KEYS_DEF},
+    {"cluster node", CLUSTER_NODE_ATTRS_DEF, CLUSTER_NODE_KEYS_DEF},
+    {"CPU meters", CPU_METERS_ATTRS_DEF, CPU_METERS_KEYS_DEF},
+    {"disk partition", DISK_PARTITION_ATTRS_DEF, DISK_PARTITION_KEYS_DEF},
+    {"enclosure", ENCLOSURE_ATTRS_DEF, ENCLOSURE_KEYS_DEF},
+    {"installed patches", INSTALLED_PATCHES_ATTRS_DEF, INSTALLED_PATCHES_KEYS_DEF},
+    {"installed packages", INSTALLED_PACKAGES_ATTRS_DEF, INSTALLED_PACKAGES_KEYS_DEF},
+    {"IPX address", IPX_ADDR_ATTRS_DEF, IPX_ADDRESS_KEYS_DEF},
+    {"keyboard", KEYBOARD_ATTRS_DEF, KEYBOARD_KEYS_DEF},
+    {"last user", LAST_USER_ATTRS_DEF, LAST_USER_KEYS_DEF},
+    {"logical partition", LOGICAL_PARTITION_ATTRS_DEF, LOGICAL_PARTITION_KEYS_DEF},
+    {"logical drive", LOGICAL_DRIVE_ATTRS_DEF, LOGICAL_DRIVE_KEYS_DEF},
+    {"modem", MODEM_ATTRS_DEF, MODEM_KEYS_DEF},
+    {"monitor", MONITOR_ATTRS_DEF, MONITOR_KEYS_DEF},
+    {"parallel port", PARALLEL_PORT_ATTRS_DEF, PARALLEL_PORT_KEYS_DEF},
+    {"serial port", SERIAL_PORT_ATTRS_DEF, SERIAL_PORT_KEYS_DEF},
+    {"PC card", PC_CARD_ATTRS_DEF, PC_CARD_KEYS_DEF},
+    {"PCI device", PCI_DEVICE_ATTRS_DEF, PCI_DEVICE_KEYS_DEF},
+    {"pointing device", POINTING_DEVICE_ATTRS_DEF, POINTING_DEVICE_KEYS_DEF},
+    {"printer", PRINTER_ATTRS_DEF, PRINTER_KEYS_DEF},
+    {"processor", PROCESSOR_ATTRS_DEF, PROCESSOR_KEYS_DEF},
+    {"screen saver", SCREEN_SAVER_ATTRS_DEF, SCREEN_SAVER_KEYS_DEF},
+    {"service information", SERVICE_INFO_ATTRS_DEF, SERVICE_INFO_KEYS_DEF},
+    {"USB", USB_ATTRS_DEF, USB_KEYS_DEF},
+};
+
+const zelAttribDef* findAttrib(const zelAttribDef* a, uint32_t id) {
+    for (; a->id != ZEL_DEF_END; ++a)
+        if (a->id == id) return a;
+    return nullptr;
+}
+
+TEST(CatalogOtherGroups, AttributeTablesAreWellFormed) {
+    for (const OtherGroup& g : kOtherGroups) {
+        SCOPED_TRACE(g.name);
+        const unsigned long n = zelAttribCount(g.attribs);
+        EXPECT_GE(n, 5u);
+        EXPECT_LE(n, 15u);
+        EXPECT_EQ(g.attribs[n].name, nullptr);
+        EXPECT_EQ(g.attribs[n].enumDef, nullptr);
+        std::set<uint32_t> ids;
+        std::set<std::string> names;
+        for (unsigned long i = 0; i < n; ++i) {
+            const zelAttribDef& a = g.attribs[i];
+            SCOPED_TRACE(a.name ? a.name : "(null)");
+            ASSERT_NE(a.name, nullptr);
+            EXPECT_GT(std::strlen(a.name), 0u);
+            EXPECT_TRUE(ids.insert(a.id).second) << "duplicate id " << a.id;
+            EXPECT_TRUE(names.insert(a.name).second) << "duplicate name";
+            EXPECT_TRUE(a.id >= 1 && a.id <= n) << "id " << a.id;
+            EXPECT_TRUE(a.type >= ZEL_UCHAR && a.type <= ZEL_LONGLONG) << "type " << a.type;
+            if (a.type == ZEL_STRING) {
+                EXPECT_GT(a.maxLength, 0u);
+                EXPECT_LE(a.maxLength, 255u);
+                EXPECT_EQ(a.enumDef, nullptr) << "strings are not enumerated";
+            } else {
+                EXPECT_EQ(a.maxLength, 0u);
+            }
+            if (a.enumDef != nullptr) {
+                EXPECT_GT(zelEnumCount(a.enumDef), 0u);
+            }
+        }
+    }
+}
+
+TEST(CatalogOtherGroups, KeysNameExistingAttributes) {
+    for (const OtherGroup& g : kOtherGroups) {
+        SCOPED_TRACE(g.name);
+        unsigned long k = 0;
+        std::set<uint32_t> seen;
+        for (; k < 16 && g.keys[k] != ZEL_DEF_END; ++k) {
+            EXPECT_NE(findAttrib(g.attribs, g.keys[k]), nullptr) << "key " << g.keys[k];
+            EXPECT_TRUE(seen.insert(g.keys[k]).second) << "key " << g.keys[k] << " twice";
+        }
+        EXPECT_GE(k, 1u);
+        EXPECT_LT(k, 16u) << "no terminator";
+    }
+}
+
+TEST(CatalogOtherGroups, ProcessorUsesTheSmbiosLists) {
+    const zelAttribDef* family = findAttrib(PROCESSOR_ATTRS_DEF, 4);
+    const zelAttribDef* socket = findAttrib(PROCESSOR_ATTRS_DEF, 12);
+    ASSERT_NE(family, nullptr);
+    ASSERT_NE(socket, nullptr);
+    EXPECT_EQ(family->enumDef, PROCESSOR_FAMILY_ENUM_DEF);
+    EXPECT_EQ(family->type, static_cast<uint32_t>(ZEL_ULONG));
+    EXPECT_EQ(socket->enumDef, PROCESSOR_INTERFACE_ENUM_DEF);
+}
+
+} // namespace
