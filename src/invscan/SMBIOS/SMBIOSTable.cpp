@@ -8,8 +8,10 @@
 
 static const char* const kFile = "./../../../src/invscan/SMBIOS/SMBIOSTable";
 
-extern "C" const char* bogus_strings[] = {"Not Available", "This is OEM", "System Manufacturer",
-                                          "System Model", "No Asset Information", nullptr};
+extern "C" {
+const char* bogus_strings[] = {"Not Available", "This is OEM", "System Manufacturer", "System Model",
+                               "No Asset Information", nullptr};
+}
 
 SMBIOSTable* globalSMBIOSTable = nullptr;
 static int refCount = 0;
