@@ -4,6 +4,7 @@
 
 #include "SMBIOSTable.h"
 #include "ZelTable.h"
+#include "vtree.h"
 
 #include <gtest/gtest.h>
 
@@ -80,6 +81,23 @@ struct GlobalTableScope {
         globalSMBIOSTable = nullptr;
     }
 };
+
+// A fake I/O-registry snapshot with the SMBIOS bytes where the platform puts them.
+inline VtExecInfo* snapshotWith(const std::vector<uint8_t>& table, bool withClasses = true) {
+    VtExecInfo* info = new VtExecInfo();
+    info->result = 0;
+    info->tree = new VtNode("");
+    VtNode* root = info->tree->addNode("IOKit")->addNode("Root");
+    VtNode* classes = root->addNode("IOKitDiagnostics")->addNode("Classes");
+    classes->addInt("AppleSMBIOS", withClasses ? 1 : 0);
+    classes->addInt("AppleACPIPlatformExpert", 1);
+    root->addNode("IOResources");
+    VtNode* smb = root->addNode("MacBookPro5,1")->addNode("AppleACPIPlatformExpert")->addNode("bios")->addNode(
+        "AppleSMBIOS");
+    smb->addString("SMBIOS-EPS", "not this one");
+    smb->addData("SMBIOS", table.data(), static_cast<unsigned>(table.size()));
+    return info;
+}
 
 inline unsigned long zelGet32At(const unsigned char* p) {
     return p[0] | (p[1] << 8) | (p[2] << 16) | (static_cast<unsigned long>(p[3]) << 24);

@@ -1,8 +1,15 @@
 // The processor summary walk over hand-built tables.
+#include "MacInfo.h"
 #include "smbios.h"
 #include "smbios_builder.h"
 
 #include <gtest/gtest.h>
+
+#include <cstdio>
+#include <string>
+
+#include <sys/stat.h>
+#include <unistd.h>
 
 namespace {
 
@@ -92,6 +99,49 @@ TEST(SmbiosSummary, GetString) {
     EXPECT_STREQ(getString(s, end, 2, out, sizeof out), "a rathe");
     EXPECT_STREQ(getString(s, end, 3, out, sizeof out), "");
     EXPECT_STREQ(getString(s, end, 0, out, sizeof out), "");
+}
+
+}  // namespace
+
+namespace {
+
+TEST(SmbiosSummary, FromTheSnapshotWithDebugDumps) {
+    TableBuilder b;
+    b.add(4, proc(3, 0x41, 100, 3800, 3400, 4, 4, 8), {"CPU0", "Intel", "Core"}).end();
+    MacInfo::setIoKit(snapshotWith(b.bytes));
+    char old[4096];
+    ASSERT_NE(getcwd(old, sizeof old), nullptr);
+    std::string dir = testing::TempDir() + "smbios_dumps";
+    mkdir(dir.c_str(), 0700);
+    ASSERT_EQ(chdir(dir.c_str()), 0);
+    setSmbiosDebug(2);
+    SmbiosInfo info;
+    testing::internal::CaptureStderr();
+    EXPECT_TRUE(getSmbiosInfo(info));
+    std::string log = testing::internal::GetCapturedStderr();
+    setSmbiosDebug(0);
+    // The snapshot has no entry point: version 2.4, so cores and threads stay unread.
+    EXPECT_EQ(info.version[0], 2);
+    EXPECT_EQ(info.version[1], 4);
+    EXPECT_EQ(info.numTotalPackages, 1);
+    EXPECT_EQ(info.numTotalCores, -1);
+    EXPECT_EQ(info.cpuClockMHz, 3400);
+    EXPECT_NE(log.find("SMBIOS SUMMARY:"), std::string::npos);
+    std::string base = "smbios_" + std::to_string(getpid());
+    struct stat st;
+    ASSERT_EQ(stat((base + ".raw").c_str(), &st), 0);
+    EXPECT_EQ(static_cast<size_t>(st.st_size), b.bytes.size());
+    ASSERT_EQ(stat((base + ".txt").c_str(), &st), 0);
+    std::remove((base + ".raw").c_str());
+    std::remove((base + ".txt").c_str());
+    ASSERT_EQ(chdir(old), 0);
+    rmdir(dir.c_str());
+
+    MacInfo::setIoKit(snapshotWith(b.bytes, false));
+    EXPECT_FALSE(getSmbiosInfo(info));
+    EXPECT_EQ(info.numTotalPackages, -1);
+    EXPECT_TRUE(info.chips.empty());
+    MacInfo::setIoKit(nullptr);
 }
 
 }  // namespace

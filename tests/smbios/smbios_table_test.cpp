@@ -273,23 +273,6 @@ TEST(SMBIOSTableFile, WrongFormatEndsTheProcess) {
     std::remove(path.c_str());
 }
 
-// A fake I/O-registry snapshot with the SMBIOS bytes where the platform puts them.
-VtExecInfo* snapshotWith(const std::vector<uint8_t>& table, bool withClasses = true) {
-    VtExecInfo* info = new VtExecInfo();
-    info->result = 0;
-    info->tree = new VtNode("");
-    VtNode* root = info->tree->addNode("IOKit")->addNode("Root");
-    VtNode* classes = root->addNode("IOKitDiagnostics")->addNode("Classes");
-    classes->addInt("AppleSMBIOS", withClasses ? 1 : 0);
-    classes->addInt("AppleACPIPlatformExpert", 1);
-    root->addNode("IOResources");
-    VtNode* smb = root->addNode("MacBookPro5,1")->addNode("AppleACPIPlatformExpert")->addNode("bios")->addNode(
-        "AppleSMBIOS");
-    smb->addString("SMBIOS-EPS", "not this one");
-    smb->addData("SMBIOS", table.data(), static_cast<unsigned>(table.size()));
-    return info;
-}
-
 TEST(SMBIOSShared, SnapshotSourceAndReferenceCount) {
     TableBuilder b;
     b.add(0, type0Fields(), {"Apple Inc.", "MBP51.88Z", "12/25/2003"}).end();
