@@ -73,13 +73,17 @@ inline std::vector<uint8_t> type1Fields(uint8_t m, uint8_t p, uint8_t v, uint8_t
     return cat({{m, p, v, s}, uuid, {0x06}});
 }
 
-// Installs a table as the shared instance for the life of the object.
+// Installs a table as the shared instance for the life of the object; the instance
+// that was there (the factory's, say) comes back afterwards.
 struct GlobalTableScope {
-    explicit GlobalTableScope(std::unique_ptr<SMBIOSTable> t) { globalSMBIOSTable = t.release(); }
+    explicit GlobalTableScope(std::unique_ptr<SMBIOSTable> t) : saved(globalSMBIOSTable) {
+        globalSMBIOSTable = t.release();
+    }
     ~GlobalTableScope() {
         delete globalSMBIOSTable;
-        globalSMBIOSTable = nullptr;
+        globalSMBIOSTable = saved;
     }
+    SMBIOSTable* saved;
 };
 
 // A fake I/O-registry snapshot with the SMBIOS bytes where the platform puts them.
