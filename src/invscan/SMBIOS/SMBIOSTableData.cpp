@@ -98,18 +98,6 @@ char* SMBIOSTableData::removeInvalidChars(char* out, const char* in) {
     return out;
 }
 
-void SMBIOSTableData::dumpString(FILE* out, const char* name, const char* value) const {
-    if (!value) {
-        std::fprintf(out, "\n   %-20s: ><", name);
-        return;
-    }
-    size_t n = std::strlen(value);
-    char* clean = new char[n + 1];
-    removeInvalidChars(clean, value);
-    std::fprintf(out, "\n   %-20s: >%s<", name, clean);
-    delete[] clean;
-}
-
 void SMBIOSTableData::dump(FILE* out) const {
     std::fprintf(out, "\n\nSMBIOS Header -----------------------------------------------------------");
     std::fprintf(out, "\n   Type  : %d", type);

@@ -73,8 +73,6 @@ protected:
     // Reads the string set after the formatted area; returns the next structure's offset.
     int finishBlock(const unsigned char* bytes, int offset, int size);
 
-    void dumpString(FILE* out, const char* name, const char* value) const;
-
     int type = 0;
     int revision = 0;
     int length = 0;
