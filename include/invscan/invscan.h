@@ -17,6 +17,10 @@
 #include "ZelRender.h"
 #include "md5.h"
 #include "Toolbox.h"
+#include "vtree.h"
+#include "VtStream.h"
+#include "VtProcess.h"
+#include "MacInfo.h"
 #include "HWConfig.h"
 #include "GroupFactory.h"
 #include "ScanInfoGroup.h"
@@ -27,5 +31,7 @@
 #include "SMBIOSGroup.h"
 #include "qtvbios_mif.h"
 #include "smbios.h"
+#include "cpuid_intel_table_new.h"
+#include "PhysicalProcessorGroup.h"
 
 #endif

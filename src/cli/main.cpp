@@ -1,6 +1,7 @@
 // invscan: scans inventory groups through the library and prints their tables as
 // the tables' own text dump or as JSON.
 #include "invscan.h"
+#include "host.h"
 
 #include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
@@ -195,13 +196,16 @@ int main(int argc, char** argv) {
     CLI::App app{"invscan: hardware and software inventory scanner"};
     std::vector<std::string> groups;
     std::string format = "text";
-    std::string config, trace;
+    std::string config, trace, recordDir, replayDir;
     bool listGroups = false, version = false;
     app.add_option("-g,--group", groups, "Group to scan, by name or id (repeatable)");
     app.add_option("-f,--format", format, "Output format")
         ->check(CLI::IsMember({"text", "json"}));
     app.add_option("-c,--config", config, "Hardware configuration file (XML)");
     app.add_option("--trace", trace, "Write the trace to FILE (or 'stderr')");
+    auto* rec = app.add_option("--record", recordDir, "Record everything the scan reads into DIR");
+    app.add_option("--replay", replayDir, "Scan the host recorded in DIR instead of this one")
+        ->excludes(rec);
     app.add_flag("--list-groups", listGroups, "List the inventory groups and exit");
     app.add_flag("--version", version, "Print the version and exit");
     try {
@@ -217,6 +221,15 @@ int main(int argc, char** argv) {
     }
     if (!trace.empty() && !getCcLogHw()->setOutput(trace.c_str())) {
         std::fprintf(stderr, "invscan: cannot open trace file '%s'\n", trace.c_str());
+        return 1;
+    }
+    if (!replayDir.empty() && !host::useReplay(replayDir.c_str())) {
+        std::fprintf(stderr, "invscan: cannot replay '%s': not a readable bundle directory\n",
+                     replayDir.c_str());
+        return 1;
+    }
+    if (!recordDir.empty() && !host::useRecord(recordDir.c_str())) {
+        std::fprintf(stderr, "invscan: cannot record into '%s'\n", recordDir.c_str());
         return 1;
     }
     if (!std::getenv("KOR_HOMEDIR")) {
@@ -246,6 +259,8 @@ int main(int argc, char** argv) {
         requests.push_back(r);
     }
 
+    // The host configuration store: --config, else INVSCAN_CONFIG_DIR and
+    // INVSCAN_CONFIG_FILE, else KorHWConfig.xml in the installation's etc folder.
     if (!config.empty()) {
         size_t slash = config.find_last_of('/');
         KorCfg::setKey(String("config_dir"),
@@ -253,18 +268,29 @@ int main(int argc, char** argv) {
         KorCfg::setKey(String("hwscanner.config_file"),
                        String(slash == std::string::npos ? config.c_str()
                                                          : config.substr(slash + 1).c_str()));
+    } else {
+        const char* dir = std::getenv("INVSCAN_CONFIG_DIR");
+        const char* file = std::getenv("INVSCAN_CONFIG_FILE");
+        const char* home = std::getenv("KOR_HOMEDIR");
+        if (dir && *dir)
+            KorCfg::setKey(String("config_dir"), String(dir));
+        else if (home && *home)
+            KorCfg::setKey(String("config_dir"), String((std::string(home) + "/etc").c_str()));
+        if (file && *file) KorCfg::setKey(String("hwscanner.config_file"), String(file));
     }
     factory->initialise();
-    if (!config.empty()) {
-        String path(config.c_str());
+    const String& path = factory->getHWConfigFile();
+    std::string shown = path.toMultiByte();
+    bool present = access(shown.c_str(), F_OK) == 0;
+    if (!config.empty() || present) {
         int rc = factory->loadNodeFromFile(path, 1);
         if (rc == 5) {
-            std::fprintf(stderr, "invscan: cannot read configuration file '%s'\n", config.c_str());
+            std::fprintf(stderr, "invscan: cannot read configuration file '%s'\n", shown.c_str());
             return 1;
         }
         if (rc == 2) {
             std::fprintf(stderr, "invscan: configuration file '%s' is not valid XML\n",
-                         config.c_str());
+                         shown.c_str());
             return 1;
         }
         factory->loadNodeFromFile(path, 5);

@@ -4,7 +4,6 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
-#include <new>
 #include <unistd.h>
 
 VtIStream::~VtIStream() = default;
@@ -54,9 +53,10 @@ long VtIStream_Memory::read(char* buf, unsigned long len) {
 }
 
 VtILineStream::VtILineStream(VtIStream* in) : m_in(in) {
+    // Without a buffer the stream simply reads as empty.
     m_buf = static_cast<char*>(std::malloc(BUFFER_SIZE + 1));
-    if (!m_buf) throw std::bad_alloc();
-    m_buf[0] = '\0';
+    if (m_buf) m_buf[0] = '\0';
+    else m_eof = true;
 }
 
 VtILineStream::~VtILineStream() { std::free(m_buf); }
@@ -86,6 +86,10 @@ bool VtILineStream::fill() {
 }
 
 const char* VtILineStream::nextLine(size_t* size) {
+    if (!m_buf) {
+        if (size) *size = 0;
+        return nullptr;
+    }
     char* start;
     char* end; // the LF, or one past the last byte
     size_t scanned = 0; // bytes of the pending rest already searched for LF

@@ -415,6 +415,15 @@ inline unsigned nibble(unsigned char c) {
     return static_cast<unsigned>(c - '0');
 }
 
+char* dupN(const char* p, size_t n) {
+    char* d = static_cast<char*>(std::malloc(n + 1));
+    if (d) {
+        std::memcpy(d, p, n);
+        d[n] = '\0';
+    }
+    return d;
+}
+
 // Parses one value line (first character a letter or digit); returns the new value
 // or sets *err.
 VtVariant* parseValue(char* line, size_t lineLen, int* err) {
@@ -444,7 +453,7 @@ VtVariant* parseValue(char* line, size_t lineLen, int* err) {
     case 's':
         v = new VtVariant;
         v->type = VT_STRING;
-        v->value.s = vtStrDup(text);
+        v->value.s = dupN(text, lineLen - static_cast<size_t>(text - line));
         break;
     case 'f':
         v = new VtVariant;
@@ -495,8 +504,7 @@ VtVariant* parseValue(char* line, size_t lineLen, int* err) {
     }
     default: *err = VT_PARSE_BAD_TYPE; return nullptr;
     }
-    *colon = '\0';
-    v->name = vtStrDup(line);
+    v->name = dupN(line, static_cast<size_t>(colon - line));
     return v;
 }
 

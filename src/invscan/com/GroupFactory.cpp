@@ -3,6 +3,7 @@
 #include "CcLog.h"
 #include "File.h"
 #include "KorCfg.h"
+#include "PhysicalProcessorGroup.h"
 #include "SMBIOSGroup.h"
 #include "SMBIOSTable.h"
 #include "ScanInfoGroup.h"
@@ -58,6 +59,9 @@ ZelGroup* GroupFactory::getZELGroup(unsigned long id) {
         break;
     case ZEL_GROUP_SMBIOS:
         group = new SMBIOSGroup();
+        break;
+    case ZEL_GROUP_PHYS_PROC:
+        group = new PhysicalProcessorGroup();
         break;
     default:
         break;

@@ -17,7 +17,8 @@ public:
     static VtExecInfo* getIoKit();
 
     // Replace a cached snapshot (tests, replays). The cache takes ownership and frees
-    // the record it held; null empties it so the next call runs the helper again.
+    // the record it held, so no pointer obtained earlier may be used afterwards; null
+    // empties it so the next call runs the helper again.
     static void setSysProf(VtExecInfo* info);
     static void setIoKit(VtExecInfo* info);
 };

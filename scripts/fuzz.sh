@@ -1,0 +1,20 @@
+#!/usr/bin/env bash
+# Builds the libFuzzer targets with clang and runs each for SECONDS (default 120).
+# Usage: fuzz.sh [SECONDS] [target...]   New inputs go to build-fuzz/corpus/<target>.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+seconds="${1:-120}"; shift || true
+bash scripts/deps.sh base fuzz
+CC=clang CXX=clang++ cmake -S . -B build-fuzz -G Ninja -DINVSCAN_FUZZ=ON -DINVSCAN_TESTS=OFF >/dev/null
+cmake --build build-fuzz -j "$(nproc 2>/dev/null || echo 2)"
+targets=("$@")
+if [ "${#targets[@]}" -eq 0 ]; then
+  for f in fuzz/*.cpp; do targets+=("$(basename "$f" .cpp)"); done
+fi
+for t in "${targets[@]}"; do
+  mkdir -p "build-fuzz/corpus/$t"
+  seeds=(); [ -d "fuzz/corpus/$t" ] && seeds=("fuzz/corpus/$t")
+  echo "== fuzz_$t for ${seconds}s"
+  "build-fuzz/fuzz/fuzz_$t" -max_total_time="$seconds" -rss_limit_mb=2048 \
+    -artifact_prefix="build-fuzz/" "build-fuzz/corpus/$t" "${seeds[@]}" 2>&1 | tail -n 3
+done

@@ -1,0 +1,93 @@
+// Pieces shared by the host backends: the typed sysctl answer, the bundle's text
+// encoding and its file access. Not part of the public API.
+#ifndef INVSCAN_HOST_INTERNAL_H
+#define INVSCAN_HOST_INTERNAL_H
+
+#include "host.h"
+
+#include <map>
+#include <string>
+#include <vector>
+
+namespace host {
+
+// One sysctl answer. Type letters as in the bundle: 'i' 32-bit integer, 'q' 64-bit
+// integer, 's' NUL-terminated text, 'x' raw bytes.
+struct SysctlValue {
+    char type = 'x';
+    std::int64_t num = 0;
+    std::string bytes;  // 's' without its NUL, 'x' as is
+
+    static SysctlValue i32(std::int64_t v) { SysctlValue s; s.type = 'i'; s.num = v; return s; }
+    static SysctlValue i64(std::int64_t v) { SysctlValue s; s.type = 'q'; s.num = v; return s; }
+    static SysctlValue str(const std::string& v) { SysctlValue s; s.type = 's'; s.bytes = v; return s; }
+    static SysctlValue raw(const void* p, std::size_t n);
+};
+
+// Copies an answer out the way the Darwin kernel does: a null buffer asks for the
+// size; a 64-bit integer that fits may be read into 4 bytes; a short buffer gets
+// what fits and ENOMEM.
+int answerSysctl(const SysctlValue& v, void* oldp, std::size_t* oldlenp);
+
+// Guesses the type of bytes a live call returned (for the recorder).
+SysctlValue classifySysctl(const void* p, std::size_t n);
+
+// "6.24" for {6, 24}.
+std::string mibKey(const int* name, unsigned namelen);
+
+// Darwin-style locale category names, independent of the C library's numbering.
+const char* localeCategoryName(int category);
+
+// The calls that are the same on every POSIX system; the platform backends derive
+// from it and add the kernel values and the mount table.
+class PosixBackend : public Backend {
+public:
+    int uname(Utsname* name) override;
+    std::FILE* fopen(const char* path) override;
+    std::FILE* popen(const char* command) override;
+    int pclose(std::FILE* stream) override;
+    struct hostent* gethostbyaddr(const void* addr, unsigned len, int type) override;
+    char* setlocale(int category, const char* locale) override;
+    void tzset() override;
+    int timeZone(TimeZoneInfo* out) override;
+};
+
+// Names of the fifteen VmStatistics counters, in field order.
+const char* const* vmFieldNames();
+
+// Copies `src` into a fixed field, always terminated.
+void copyField(char* dst, std::size_t size, const char* src);
+
+namespace bundle {
+
+const char* const HEADER = "invscan-bundle 1";
+
+// Field escaping for the tab-separated tables: backslash, control bytes and DEL are
+// written as \\ \t \n \r or \xHH; everything else (UTF-8 too) stays readable.
+std::string escape(const std::string& s);
+std::string unescape(const std::string& s);
+
+// Maps a key (command, file path, helper name) to a file name of [A-Za-z0-9._%~-],
+// one path component, never "." or ".." or hidden; long keys end in a hash.
+std::string safeName(const std::string& key);
+
+// Table files: one record per line, fields separated by TAB, each escaped.
+typedef std::vector<std::string> Fields;
+std::string formatLine(const Fields& fields);
+// The first record for each first field wins; lines without a TAB are ignored.
+std::map<std::string, Fields> parseTable(const std::string& text);
+std::vector<Fields> parseLines(const std::string& text);
+
+// Bounded readers and writers over the bundle directory descriptor. `sub` is one of
+// the fixed sub-folder names or null; `name` must be a safe single component.
+// Symbolic links and anything but regular files are refused.
+const std::size_t MAX_FILE = 64u << 20;
+bool readFile(int dirfd, const char* sub, const std::string& name, std::string* out);
+bool writeFile(int dirfd, const char* sub, const std::string& name, const std::string& data);
+bool appendFile(int dirfd, const char* sub, const std::string& name, const std::string& data);
+bool isSafeComponent(const std::string& name);
+
+}  // namespace bundle
+}  // namespace host
+
+#endif

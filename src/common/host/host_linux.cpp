@@ -1,0 +1,400 @@
+// Linux answers to the Darwin-named calls, from /proc, /sys, sysinfo, statvfs and
+// the mount table. Names that Linux cannot answer fail with ENOENT as an unknown
+// sysctl name does on Darwin.
+#include "host_internal.h"
+
+#include <cerrno>
+#include <climits>
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+#include <mntent.h>
+#include <set>
+#include <sstream>
+#include <sys/statvfs.h>
+#include <sys/sysinfo.h>
+#include <sys/utsname.h>
+#include <unistd.h>
+
+namespace host {
+namespace {
+
+std::string readText(const std::string& path) {
+    std::ifstream f(path.c_str());
+    if (!f) return std::string();
+    std::ostringstream s;
+    s << f.rdbuf();
+    return s.str();
+}
+
+std::string trim(const std::string& s) {
+    std::size_t b = s.find_first_not_of(" \t\r\n");
+    if (b == std::string::npos) return std::string();
+    std::size_t e = s.find_last_not_of(" \t\r\n");
+    return s.substr(b, e - b + 1);
+}
+
+bool toInt64(const std::string& s, std::int64_t* v) {
+    std::string t = trim(s);
+    if (t.empty()) return false;
+    char* end = nullptr;
+    errno = 0;
+    long long x = std::strtoll(t.c_str(), &end, 10);
+    if (errno || end == t.c_str()) return false;
+    *v = x;
+    return true;
+}
+
+// /proc/meminfo value in bytes ("MemTotal:  16318504 kB").
+bool meminfo(const std::string& text, const char* key, std::uint64_t* bytes) {
+    std::string k = std::string(key) + ":";
+    std::size_t p = 0;
+    while ((p = text.find(k, p)) != std::string::npos) {
+        if (p == 0 || text[p - 1] == '\n') {
+            std::int64_t v;
+            std::size_t eol = text.find('\n', p);
+            std::string rest = text.substr(p + k.size(), eol == std::string::npos ? std::string::npos : eol - p - k.size());
+            if (!toInt64(rest, &v) || v < 0) return false;
+            *bytes = static_cast<std::uint64_t>(v) * (rest.find("kB") != std::string::npos ? 1024u : 1u);
+            return true;
+        }
+        p += k.size();
+    }
+    return false;
+}
+
+struct CpuFacts {
+    bool read = false;
+    std::string vendor, brand, flags;
+    std::int64_t family = -1, model = -1, stepping = -1;
+    std::int64_t logical = 0, physical = 0, packages = 0;
+    std::int64_t coresPerPackage = -1, logicalPerPackage = -1;
+    double mhz = 0;
+};
+
+const CpuFacts& cpu() {
+    static CpuFacts c;
+    if (c.read) return c;
+    c.read = true;
+    std::istringstream in(readText("/proc/cpuinfo"));
+    std::string line;
+    std::set<std::string> packages, cores;
+    std::string phys = "0";
+    while (std::getline(in, line)) {
+        std::size_t colon = line.find(':');
+        if (colon == std::string::npos) continue;
+        std::string key = trim(line.substr(0, colon));
+        std::string val = trim(line.substr(colon + 1));
+        std::int64_t n = -1;
+        if (key == "processor") {
+            ++c.logical;
+        } else if (key == "vendor_id" && c.vendor.empty()) {
+            c.vendor = val;
+        } else if (key == "model name" && c.brand.empty()) {
+            c.brand = val;
+        } else if (key == "flags" && c.flags.empty()) {
+            c.flags = " " + val + " ";
+        } else if (key == "cpu family" && c.family < 0 && toInt64(val, &n)) {
+            c.family = n;
+        } else if (key == "model" && c.model < 0 && toInt64(val, &n)) {
+            c.model = n;
+        } else if (key == "stepping" && c.stepping < 0 && toInt64(val, &n)) {
+            c.stepping = n;
+        } else if (key == "physical id") {
+            phys = val;
+            packages.insert(val);
+        } else if (key == "core id") {
+            cores.insert(phys + "/" + val);
+        } else if (key == "cpu cores" && c.coresPerPackage < 0 && toInt64(val, &n)) {
+            c.coresPerPackage = n;
+        } else if (key == "siblings" && c.logicalPerPackage < 0 && toInt64(val, &n)) {
+            c.logicalPerPackage = n;
+        } else if (key == "cpu MHz" && c.mhz == 0) {
+            c.mhz = std::atof(val.c_str());
+        }
+    }
+    if (c.logical == 0) c.logical = sysconf(_SC_NPROCESSORS_CONF);
+    c.packages = packages.empty() ? 1 : static_cast<std::int64_t>(packages.size());
+    c.physical = cores.empty() ? c.logical : static_cast<std::int64_t>(cores.size());
+    return c;
+}
+
+// Cache size in bytes of the first cache of `level` and `type` of CPU 0.
+std::int64_t cacheSize(int level, const char* type) {
+    for (int i = 0; i < 16; ++i) {
+        std::string base = "/sys/devices/system/cpu/cpu0/cache/index" + std::to_string(i) + "/";
+        std::string lv = trim(readText(base + "level"));
+        if (lv.empty()) break;
+        if (lv != std::to_string(level) || trim(readText(base + "type")) != type) continue;
+        std::string sz = trim(readText(base + "size"));
+        std::int64_t v;
+        if (!toInt64(sz, &v)) return -1;
+        if (sz.find('K') != std::string::npos) v *= 1024;
+        else if (sz.find('M') != std::string::npos) v *= 1024 * 1024;
+        return v;
+    }
+    return -1;
+}
+
+std::int64_t cpuMaxHz() {
+    std::int64_t khz;
+    if (toInt64(readText("/sys/devices/system/cpu/cpu0/cpufreq/cpuinfo_max_freq"), &khz) && khz > 0)
+        return khz * 1000;
+    if (cpu().mhz > 0) return static_cast<std::int64_t>(cpu().mhz * 1000000.0);
+    return -1;
+}
+
+bool hasFlag(const char* f) { return cpu().flags.find(std::string(" ") + f + " ") != std::string::npos; }
+
+bool lookup(const std::string& name, SysctlValue* v) {
+    const CpuFacts& c = cpu();
+    struct sysinfo si;
+    if (name == "hw.memsize" || name == "hw.physmem") {
+        if (::sysinfo(&si) != 0) return false;
+        std::uint64_t bytes = static_cast<std::uint64_t>(si.totalram) * si.mem_unit;
+        if (name == "hw.memsize") *v = SysctlValue::i64(static_cast<std::int64_t>(bytes));
+        else *v = SysctlValue::i32(bytes > INT32_MAX ? INT32_MAX : static_cast<std::int64_t>(bytes));
+        return true;
+    }
+    if (name == "hw.pagesize") { *v = SysctlValue::i64(sysconf(_SC_PAGESIZE)); return true; }
+    if (name == "vm.swapusage") {
+        std::string mi = readText("/proc/meminfo");
+        std::uint64_t total = 0, avail = 0;
+        if (!meminfo(mi, "SwapTotal", &total) || !meminfo(mi, "SwapFree", &avail)) return false;
+        XswUsage u;
+        std::memset(&u, 0, sizeof u);
+        u.xsu_total = total;
+        u.xsu_avail = avail;
+        u.xsu_used = total >= avail ? total - avail : 0;
+        u.xsu_pagesize = static_cast<std::uint32_t>(sysconf(_SC_PAGESIZE));
+        *v = SysctlValue::raw(&u, sizeof u);
+        return true;
+    }
+    if (name == "machdep.cpu.brand_string" && !c.brand.empty()) { *v = SysctlValue::str(c.brand); return true; }
+    if (name == "machdep.cpu.vendor" && !c.vendor.empty()) { *v = SysctlValue::str(c.vendor); return true; }
+    if (name == "machdep.cpu.features" && !c.flags.empty()) { *v = SysctlValue::str(trim(c.flags)); return true; }
+    if (c.family >= 0 && c.model >= 0 && c.stepping >= 0) {
+        // CPUID leaf 1 EAX from the decoded family / model / stepping.
+        std::int64_t fam = c.family, mod = c.model;
+        std::int64_t baseFam = fam >= 15 ? 15 : fam, extFam = fam >= 15 ? fam - 15 : 0;
+        if (name == "machdep.cpu.signature") {
+            *v = SysctlValue::i32((extFam << 20) | ((mod >> 4) << 16) | (baseFam << 8) | ((mod & 15) << 4) |
+                                  (c.stepping & 15));
+            return true;
+        }
+        if (name == "machdep.cpu.family") { *v = SysctlValue::i32(fam); return true; }
+        if (name == "machdep.cpu.model") { *v = SysctlValue::i32(mod); return true; }
+        if (name == "machdep.cpu.stepping") { *v = SysctlValue::i32(c.stepping); return true; }
+        if (name == "machdep.cpu.extfamily") { *v = SysctlValue::i32(extFam); return true; }
+        if (name == "machdep.cpu.extmodel") { *v = SysctlValue::i32(mod >> 4); return true; }
+    }
+    if (name == "machdep.cpu.cores_per_package" && c.coresPerPackage > 0) { *v = SysctlValue::i32(c.coresPerPackage); return true; }
+    if (name == "machdep.cpu.logical_per_package" && c.logicalPerPackage > 0) { *v = SysctlValue::i32(c.logicalPerPackage); return true; }
+    if (name == "machdep.cpu.core_count") { *v = SysctlValue::i32(c.physical); return true; }
+    if (name == "machdep.cpu.thread_count") { *v = SysctlValue::i32(c.logical); return true; }
+    if (name == "machdep.cpu.cache.size") {
+        std::int64_t l2 = cacheSize(2, "Unified");
+        if (l2 < 0) return false;
+        *v = SysctlValue::i32(l2 >> 10);  // kilobytes, as Darwin gives it
+        return true;
+    }
+    if (name == "hw.packages") { *v = SysctlValue::i32(c.packages); return true; }
+    if (name == "hw.physicalcpu_max" || name == "hw.physicalcpu") { *v = SysctlValue::i32(c.physical); return true; }
+    if (name == "hw.logicalcpu_max" || name == "hw.ncpu") { *v = SysctlValue::i32(c.logical); return true; }
+    if (name == "hw.logicalcpu" || name == "hw.activecpu") { *v = SysctlValue::i32(sysconf(_SC_NPROCESSORS_ONLN)); return true; }
+    struct { const char* n; int level; const char* type; } caches[] = {
+        {"hw.l1icachesize", 1, "Instruction"}, {"hw.l1dcachesize", 1, "Data"},
+        {"hw.l2cachesize", 2, "Unified"}, {"hw.l3cachesize", 3, "Unified"}};
+    for (const auto& k : caches) {
+        if (name == k.n) {
+            std::int64_t s = cacheSize(k.level, k.type);
+            if (s < 0) return false;
+            *v = SysctlValue::i64(s);
+            return true;
+        }
+    }
+    if (name == "hw.cpufrequency" || name == "hw.cpufrequency_max") {
+        std::int64_t hz = cpuMaxHz();
+        if (hz <= 0) return false;
+        *v = SysctlValue::i64(hz);
+        return true;
+    }
+    if (name == "hw.cpu64bit_capable" || name == "hw.optional.x86_64") {
+        struct utsname u;
+        bool x86 = !c.vendor.empty();
+        if (name == "hw.optional.x86_64" && !x86) return false;
+        bool is64 = x86 ? hasFlag("lm")
+                        : (::uname(&u) == 0 && (std::strstr(u.machine, "64") != nullptr));
+        *v = SysctlValue::i32(is64 ? 1 : 0);
+        return true;
+    }
+    if (name == "hw.byteorder") {
+        const std::uint16_t one = 1;
+        *v = SysctlValue::i32(*reinterpret_cast<const unsigned char*>(&one) ? 1234 : 4321);
+        return true;
+    }
+    struct utsname u;
+    if (::uname(&u) == 0) {
+        if (name == "hw.machine") { *v = SysctlValue::str(u.machine); return true; }
+        if (name == "kern.ostype") { *v = SysctlValue::str(u.sysname); return true; }
+        if (name == "kern.osrelease") { *v = SysctlValue::str(u.release); return true; }
+        if (name == "kern.version") { *v = SysctlValue::str(u.version); return true; }
+        if (name == "kern.hostname") { *v = SysctlValue::str(u.nodename); return true; }
+    }
+    if (name == "hw.model") {
+        std::string m = trim(readText("/sys/class/dmi/id/product_name"));
+        if (m.empty()) return false;
+        *v = SysctlValue::str(m);
+        return true;
+    }
+    return false;
+}
+
+const char* mibName(const int* mib, unsigned n) {
+    if (n != 2) return nullptr;
+    if (mib[0] == CTL_HW) {
+        switch (mib[1]) {
+        case HW_NCPU: return "hw.ncpu";
+        case HW_PHYSMEM: return "hw.physmem";
+        case HW_PAGESIZE: return "hw.pagesize";
+        case HW_CPU_FREQ: return "hw.cpufrequency";
+        case HW_L2CACHESIZE: return "hw.l2cachesize";
+        case HW_L3CACHESIZE: return "hw.l3cachesize";
+        case HW_MEMSIZE: return "hw.memsize";
+        default: return nullptr;  // HW_BUS_FREQ has no Linux source
+        }
+    }
+    if (mib[0] == CTL_VM && mib[1] == VM_SWAPUSAGE) return "vm.swapusage";
+    return nullptr;
+}
+
+// Linux names whose Darwin twin exists; pseudo file systems are reported as devfs so
+// that the partition scan passes over them.
+std::string darwinFsType(const std::string& type, const std::string& dir) {
+    static const char* const pseudo[] = {
+        "proc", "sysfs", "cgroup", "cgroup2", "devpts", "devtmpfs", "securityfs", "debugfs",
+        "tracefs", "pstore", "bpf", "mqueue", "hugetlbfs", "configfs", "fusectl", "binfmt_misc",
+        "rpc_pipefs", "nsfs", "efivarfs", "selinuxfs", "autofs", "ramfs", "nfsd", "devfs"};
+    for (const char* p : pseudo)
+        if (type == p) return "devfs";
+    if (type == "tmpfs" && (dir == "/dev" || dir.compare(0, 5, "/dev/") == 0 || dir == "/run" ||
+                            dir.compare(0, 5, "/run/") == 0 || dir.compare(0, 5, "/sys/") == 0 ||
+                            dir.compare(0, 6, "/proc/") == 0))
+        return "devfs";
+    if (type == "nfs4" || type == "nfs") return "nfs";
+    if (type == "cifs" || type == "smb3" || type == "smbfs") return "smbfs";
+    if (type == "iso9660") return "cd9660";
+    if (type == "vfat" || type == "msdos" || type == "fat") return "msdos";
+    if (type == "hfsplus" || type == "hfs") return "hfs";
+    if (type == "ntfs3" || type == "ntfs") return "ntfs";
+    return type;
+}
+
+class LinuxBackend : public PosixBackend {
+public:
+    const char* name() const override { return "linux"; }
+
+    int sysctlbyname(const char* name, void* oldp, std::size_t* oldlenp) override {
+        SysctlValue v;
+        if (!lookup(name, &v)) {
+            errno = ENOENT;
+            return -1;
+        }
+        return answerSysctl(v, oldp, oldlenp);
+    }
+
+    int sysctl(const int* mib, unsigned n, void* oldp, std::size_t* oldlenp) override {
+        const char* nm = mibName(mib, n);
+        if (!nm) {
+            errno = ENOENT;
+            return -1;
+        }
+        return sysctlbyname(nm, oldp, oldlenp);
+    }
+
+    kern_return_t hostPageSize(std::size_t* pageSize) override {
+        long p = sysconf(_SC_PAGESIZE);
+        if (p <= 0) return KERN_FAILURE;
+        *pageSize = static_cast<std::size_t>(p);
+        return KERN_SUCCESS;
+    }
+
+    kern_return_t hostStatistics(VmStatistics* info) override {
+        std::string mi = readText("/proc/meminfo");
+        long page = sysconf(_SC_PAGESIZE);
+        std::uint64_t freeB = 0, active = 0, inactive = 0;
+        if (page <= 0 || !meminfo(mi, "MemFree", &freeB) || !meminfo(mi, "Active", &active) ||
+            !meminfo(mi, "Inactive", &inactive))
+            return KERN_FAILURE;
+        std::uint64_t wired = 0, x = 0;
+        const char* wiredKeys[] = {"Unevictable", "KernelStack", "PageTables", "SUnreclaim"};
+        for (const char* k : wiredKeys)
+            if (meminfo(mi, k, &x)) wired += x;
+        std::memset(info, 0, sizeof *info);
+        auto pages = [page](std::uint64_t b) {
+            std::uint64_t p = b / static_cast<std::uint64_t>(page);
+            return static_cast<std::uint32_t>(p > UINT32_MAX ? UINT32_MAX : p);
+        };
+        info->free_count = pages(freeB);
+        info->active_count = pages(active);
+        info->inactive_count = pages(inactive);
+        info->wire_count = pages(wired);
+        std::istringstream vm(readText("/proc/vmstat"));
+        std::string key;
+        unsigned long long val;
+        while (vm >> key >> val) {
+            std::uint32_t v32 = static_cast<std::uint32_t>(val);
+            if (key == "pgfault") info->faults = v32;
+            else if (key == "pswpin") info->pageins = v32;
+            else if (key == "pswpout") info->pageouts = v32;
+        }
+        return KERN_SUCCESS;
+    }
+
+    bool mounts(Statfs** out, int* count) override {
+        std::FILE* f = ::setmntent("/proc/self/mounts", "r");
+        if (!f) f = ::setmntent("/etc/mtab", "r");
+        if (!f) return false;
+        m_mounts.clear();
+        struct mntent ent;
+        char buf[4096];
+        while (::getmntent_r(f, &ent, buf, sizeof buf)) {
+            Statfs s;
+            std::memset(&s, 0, sizeof s);
+            std::string type = darwinFsType(ent.mnt_type, ent.mnt_dir);
+            copyField(s.f_fstypename, sizeof s.f_fstypename, type.c_str());
+            copyField(s.f_mntonname, sizeof s.f_mntonname, ent.mnt_dir);
+            copyField(s.f_mntfromname, sizeof s.f_mntfromname, ent.mnt_fsname);
+            struct statvfs sv;
+            if (type != "devfs" && ::statvfs(ent.mnt_dir, &sv) == 0) {
+                // statfs counts in f_bsize units; statvfs counts in f_frsize units.
+                unsigned long unit = sv.f_frsize ? sv.f_frsize : sv.f_bsize;
+                s.f_bsize = static_cast<std::uint32_t>(unit);
+                s.f_iosize = static_cast<std::int32_t>(sv.f_bsize);
+                s.f_blocks = sv.f_blocks;
+                s.f_bfree = sv.f_bfree;
+                s.f_bavail = sv.f_bavail;
+                s.f_files = sv.f_files;
+                s.f_ffree = sv.f_ffree;
+                s.f_flags = static_cast<std::uint32_t>(sv.f_flag & 1);  // MNT_RDONLY
+            }
+            m_mounts.push_back(s);
+        }
+        ::endmntent(f);
+        *out = m_mounts.empty() ? nullptr : &m_mounts[0];
+        *count = static_cast<int>(m_mounts.size());
+        return true;
+    }
+
+private:
+    std::vector<Statfs> m_mounts;
+};
+
+}  // namespace
+
+Backend* liveBackend() {
+    static LinuxBackend b;
+    return &b;
+}
+
+}  // namespace host

@@ -1,0 +1,237 @@
+// Wraps a live backend and writes every answer into a bundle directory, in the
+// layout the replay backend reads. Answers are appended as they are given, so a
+// scan that stops half way still leaves a usable bundle; within one process each
+// key is written once (replay takes the first line of a key anyway).
+#include "host_internal.h"
+
+#include <arpa/inet.h>
+#include <cerrno>
+#include <clocale>
+#include <cstring>
+#include <ctime>
+#include <fcntl.h>
+#include <set>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace host {
+namespace {
+
+std::string hexOf(const std::string& b) {
+    static const char H[] = "0123456789abcdef";
+    std::string o;
+    for (unsigned char c : b) {
+        o += H[c >> 4];
+        o += H[c & 15];
+    }
+    return o;
+}
+
+bool mkdirs(const std::string& path) {
+    std::string cur;
+    std::size_t p = 0;
+    while (p <= path.size()) {
+        std::size_t s = path.find('/', p);
+        if (s == std::string::npos) s = path.size();
+        cur = path.substr(0, s);
+        if (!cur.empty() && ::mkdir(cur.c_str(), 0755) != 0 && errno != EEXIST) return false;
+        p = s + 1;
+    }
+    struct stat st;
+    return ::stat(path.c_str(), &st) == 0 && S_ISDIR(st.st_mode);
+}
+
+std::string readAll(std::FILE* f) {
+    std::string s;
+    char buf[8192];
+    std::size_t n;
+    while ((n = std::fread(buf, 1, sizeof buf, f)) > 0 && s.size() < bundle::MAX_FILE) s.append(buf, n);
+    return s;
+}
+
+std::FILE* memoryFile(const std::string& data) {
+    std::FILE* f = std::tmpfile();
+    if (!f) return nullptr;
+    if (!data.empty()) std::fwrite(data.data(), 1, data.size(), f);
+    std::rewind(f);
+    return f;
+}
+
+class RecordBackend : public Backend {
+public:
+    RecordBackend(Backend* inner, int dirfd) : m_in(inner), m_dir(dirfd) {
+        std::string head;
+        if (!bundle::readFile(m_dir, nullptr, "bundle.txt", &head)) {
+            char when[64] = "";
+            std::time_t now = std::time(nullptr);
+            struct tm tmv;
+            if (::gmtime_r(&now, &tmv)) std::strftime(when, sizeof when, "%Y-%m-%dT%H:%M:%SZ", &tmv);
+            bundle::writeFile(m_dir, nullptr, "bundle.txt",
+                              std::string(bundle::HEADER) + "\n# recorded " + when + " from the " +
+                                  inner->name() + " backend\n");
+        }
+    }
+    ~RecordBackend() override { ::close(m_dir); }
+    const char* name() const override { return "record"; }
+
+    int sysctlbyname(const char* name, void* oldp, std::size_t* oldlenp) override {
+        int r = m_in->sysctlbyname(name, oldp, oldlenp);
+        if (r == 0 && oldp) keepSysctl(name, oldp, *oldlenp);
+        return r;
+    }
+
+    int sysctl(const int* mib, unsigned n, void* oldp, std::size_t* oldlenp) override {
+        int r = m_in->sysctl(mib, n, oldp, oldlenp);
+        if (r == 0 && oldp) keepSysctl(mibKey(mib, n), oldp, *oldlenp);
+        return r;
+    }
+
+    kern_return_t hostPageSize(std::size_t* pageSize) override {
+        kern_return_t kr = m_in->hostPageSize(pageSize);
+        if (kr == KERN_SUCCESS) keep("host.txt", {"page_size", std::to_string(*pageSize)});
+        return kr;
+    }
+
+    kern_return_t hostStatistics(VmStatistics* info) override {
+        kern_return_t kr = m_in->hostStatistics(info);
+        if (kr == KERN_SUCCESS) {
+            const std::uint32_t* f = &info->free_count;
+            for (int i = 0; i < static_cast<int>(VM_INFO_FIELDS); ++i)
+                keep("host.txt", {std::string("vm.") + vmFieldNames()[i], std::to_string(f[i])});
+        }
+        return kr;
+    }
+
+    bool mounts(Statfs** out, int* count) override {
+        if (!m_in->mounts(out, count)) return false;
+        if (m_seen.insert("mounts.txt").second) {
+            std::string text = "# type\tfrom\ton\tbsize\tiosize\tblocks\tbfree\tbavail\tfiles\tffree\tflags\n";
+            for (int i = 0; i < *count; ++i) {
+                const Statfs& s = (*out)[i];
+                text += bundle::formatLine({s.f_fstypename, s.f_mntfromname, s.f_mntonname,
+                                            std::to_string(s.f_bsize), std::to_string(s.f_iosize),
+                                            std::to_string(s.f_blocks), std::to_string(s.f_bfree),
+                                            std::to_string(s.f_bavail), std::to_string(s.f_files),
+                                            std::to_string(s.f_ffree), std::to_string(s.f_flags)});
+            }
+            bundle::writeFile(m_dir, nullptr, "mounts.txt", text);
+        }
+        return true;
+    }
+
+    int uname(Utsname* u) override {
+        int r = m_in->uname(u);
+        if (r == 0) {
+            keep("uname.txt", {"sysname", u->sysname});
+            keep("uname.txt", {"nodename", u->nodename});
+            keep("uname.txt", {"release", u->release});
+            keep("uname.txt", {"version", u->version});
+            keep("uname.txt", {"machine", u->machine});
+        }
+        return r;
+    }
+
+    std::FILE* fopen(const char* path) override {
+        std::FILE* f = m_in->fopen(path);
+        if (!f) return nullptr;
+        std::string data = readAll(f);
+        std::fclose(f);
+        std::string file = bundle::safeName(path);
+        if (m_seen.insert(std::string("files/") + file).second) {
+            bundle::writeFile(m_dir, "files", file, data);
+            keep("files.txt", {path, "files/" + file});
+        }
+        return memoryFile(data);
+    }
+
+    std::FILE* popen(const char* command) override {
+        std::FILE* p = m_in->popen(command);
+        if (!p) return nullptr;
+        std::string data = readAll(p);
+        int status = m_in->pclose(p);
+        std::string file = bundle::safeName(command);
+        if (m_seen.insert(std::string("commands/") + file).second) {
+            bundle::writeFile(m_dir, "commands", file, data);
+            keep("commands.txt", {command, std::to_string(status), "commands/" + file});
+        }
+        std::FILE* f = memoryFile(data);
+        if (f) m_status[f] = status;
+        return f;
+    }
+
+    int pclose(std::FILE* stream) override {
+        auto it = m_status.find(stream);
+        if (it == m_status.end()) {
+            errno = ECHILD;
+            return -1;
+        }
+        int status = it->second;
+        m_status.erase(it);
+        std::fclose(stream);
+        return status;
+    }
+
+    struct hostent* gethostbyaddr(const void* addr, unsigned len, int type) override {
+        struct hostent* h = m_in->gethostbyaddr(addr, len, type);
+        char text[64];
+        if (h && h->h_name && (type == AF_INET || type == AF_INET6) &&
+            inet_ntop(type, addr, text, sizeof text))
+            keep("hosts.txt", {std::string(type == AF_INET ? "inet " : "inet6 ") + text, h->h_name});
+        return h;
+    }
+
+    char* setlocale(int category, const char* locale) override {
+        char* r = m_in->setlocale(category, locale);
+        const char* cat = localeCategoryName(category);
+        if (r && cat && (!locale || !*locale)) keep("locale.txt", {cat, r});
+        return r;
+    }
+
+    void tzset() override {
+        m_in->tzset();
+    }
+
+    int timeZone(TimeZoneInfo* out) override {
+        int r = m_in->timeZone(out);
+        if (r == 0) {
+            keep("timezone.txt", {"gmtoff", std::to_string(out->gmtoff)});
+            keep("timezone.txt", {"daylight", std::to_string(out->daylight)});
+            keep("timezone.txt", {"std", out->stdName});
+            keep("timezone.txt", {"dst", out->dstName});
+        }
+        return r;
+    }
+
+    bool saveHelperOutput(const char* helper, const std::string& out) override {
+        return helper && bundle::writeFile(m_dir, "helpers", bundle::safeName(helper), out);
+    }
+
+private:
+    void keep(const char* file, const bundle::Fields& f) {
+        if (f.empty() || !m_seen.insert(std::string(file) + '\n' + f[0]).second) return;
+        bundle::appendFile(m_dir, nullptr, file, bundle::formatLine(f));
+    }
+
+    void keepSysctl(const std::string& key, const void* p, std::size_t n) {
+        SysctlValue v = classifySysctl(p, n);
+        std::string val = v.type == 's' ? v.bytes : v.type == 'x' ? hexOf(v.bytes) : std::to_string(v.num);
+        keep("sysctl.txt", {key, std::string(1, v.type), val});
+    }
+
+    Backend* m_in;
+    int m_dir;
+    std::set<std::string> m_seen;
+    std::map<std::FILE*, int> m_status;
+};
+
+}  // namespace
+
+Backend* newRecordBackend(Backend* inner, const char* dir) {
+    if (!inner || !dir || !*dir || !mkdirs(dir)) return nullptr;
+    int fd = ::open(dir, O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (fd < 0) return nullptr;
+    return new RecordBackend(inner, fd);
+}
+
+}  // namespace host

@@ -1,0 +1,313 @@
+// Answers from a recorded bundle directory. Everything is read through the bundle's
+// directory descriptor with names this code derives itself, so a hostile bundle can
+// make answers wrong but cannot make replay read anywhere else. A missing or
+// unreadable entry answers as the live call fails.
+#include "host_internal.h"
+
+#include <arpa/inet.h>
+#include <cctype>
+#include <cerrno>
+#include <clocale>
+#include <cstdlib>
+#include <cstring>
+#include <fcntl.h>
+#include <memory>
+#include <sys/socket.h>
+#include <unistd.h>
+
+namespace host {
+namespace {
+
+bool parseInt(const std::string& s, std::int64_t* v) {
+    if (s.empty()) return false;
+    char* end = nullptr;
+    errno = 0;
+    long long x = std::strtoll(s.c_str(), &end, 10);
+    if (errno || *end) return false;
+    *v = x;
+    return true;
+}
+
+bool parseU64(const std::string& s, std::uint64_t* v) {
+    if (s.empty() || s[0] == '-') return false;
+    char* end = nullptr;
+    errno = 0;
+    unsigned long long x = std::strtoull(s.c_str(), &end, 10);
+    if (errno || *end) return false;
+    *v = x;
+    return true;
+}
+
+bool parseHex(const std::string& s, std::string* out) {
+    if (s.size() % 2) return false;
+    out->clear();
+    for (std::size_t i = 0; i < s.size(); i += 2) {
+        int hi = std::isxdigit(static_cast<unsigned char>(s[i])) ? std::stoi(s.substr(i, 1), nullptr, 16) : -1;
+        int lo = std::isxdigit(static_cast<unsigned char>(s[i + 1])) ? std::stoi(s.substr(i + 1, 1), nullptr, 16) : -1;
+        if (hi < 0 || lo < 0) return false;
+        out->push_back(static_cast<char>(hi * 16 + lo));
+    }
+    return true;
+}
+
+std::FILE* memoryFile(const std::string& data) {
+    std::FILE* f = std::tmpfile();
+    if (!f) return nullptr;
+    if (!data.empty() && std::fwrite(data.data(), 1, data.size(), f) != data.size()) {
+        std::fclose(f);
+        return nullptr;
+    }
+    std::rewind(f);
+    return f;
+}
+
+class ReplayBackend : public Backend {
+public:
+    explicit ReplayBackend(int dirfd) : m_dir(dirfd) {}
+    ~ReplayBackend() override {
+        if (m_dir >= 0) ::close(m_dir);
+    }
+    const char* name() const override { return "replay"; }
+
+    int sysctlbyname(const char* name, void* oldp, std::size_t* oldlenp) override {
+        return answer(name, oldp, oldlenp);
+    }
+
+    int sysctl(const int* mib, unsigned n, void* oldp, std::size_t* oldlenp) override {
+        return answer(mibKey(mib, n), oldp, oldlenp);
+    }
+
+    kern_return_t hostPageSize(std::size_t* pageSize) override {
+        std::uint64_t v;
+        if (!number("host.txt", "page_size", &v) || v == 0 || v > 0x40000000u) return KERN_FAILURE;
+        *pageSize = static_cast<std::size_t>(v);
+        return KERN_SUCCESS;
+    }
+
+    kern_return_t hostStatistics(VmStatistics* info) override {
+        const auto& t = table("host.txt");
+        if (t.find("vm.free_count") == t.end()) return KERN_FAILURE;
+        std::uint32_t* fields = &info->free_count;
+        for (int i = 0; i < static_cast<int>(VM_INFO_FIELDS); ++i) {
+            std::uint64_t v = 0;
+            number("host.txt", std::string("vm.") + VM_FIELDS[i], &v);
+            fields[i] = static_cast<std::uint32_t>(v);
+        }
+        return KERN_SUCCESS;
+    }
+
+    bool mounts(Statfs** out, int* count) override {
+        std::string text;
+        if (!bundle::readFile(m_dir, nullptr, "mounts.txt", &text)) return false;
+        m_mounts.clear();
+        for (const bundle::Fields& f : bundle::parseLines(text)) {
+            if (f.size() < 11) continue;
+            Statfs s;
+            std::memset(&s, 0, sizeof s);
+            copyField(s.f_fstypename, sizeof s.f_fstypename, f[0].c_str());
+            copyField(s.f_mntfromname, sizeof s.f_mntfromname, f[1].c_str());
+            copyField(s.f_mntonname, sizeof s.f_mntonname, f[2].c_str());
+            std::uint64_t v[8] = {0};
+            for (int i = 0; i < 8; ++i) parseU64(f[3 + i], &v[i]);
+            s.f_bsize = static_cast<std::uint32_t>(v[0]);
+            s.f_iosize = static_cast<std::int32_t>(v[1]);
+            s.f_blocks = v[2];
+            s.f_bfree = v[3];
+            s.f_bavail = v[4];
+            s.f_files = v[5];
+            s.f_ffree = v[6];
+            s.f_flags = static_cast<std::uint32_t>(v[7]);
+            m_mounts.push_back(s);
+        }
+        *out = m_mounts.empty() ? nullptr : &m_mounts[0];
+        *count = static_cast<int>(m_mounts.size());
+        return true;
+    }
+
+    int uname(Utsname* u) override {
+        const auto& t = table("uname.txt");
+        if (t.empty()) {
+            errno = EFAULT;
+            return -1;
+        }
+        std::memset(u, 0, sizeof *u);
+        copyField(u->sysname, sizeof u->sysname, text(t, "sysname").c_str());
+        copyField(u->nodename, sizeof u->nodename, text(t, "nodename").c_str());
+        copyField(u->release, sizeof u->release, text(t, "release").c_str());
+        copyField(u->version, sizeof u->version, text(t, "version").c_str());
+        copyField(u->machine, sizeof u->machine, text(t, "machine").c_str());
+        return 0;
+    }
+
+    std::FILE* fopen(const char* path) override {
+        std::string data;
+        if (!bundle::readFile(m_dir, "files", bundle::safeName(path), &data)) {
+            errno = ENOENT;
+            return nullptr;
+        }
+        return memoryFile(data);
+    }
+
+    std::FILE* popen(const char* command) override {
+        std::string data;
+        if (!bundle::readFile(m_dir, "commands", bundle::safeName(command), &data)) {
+            errno = ENOENT;
+            return nullptr;
+        }
+        std::FILE* f = memoryFile(data);
+        if (f) {
+            std::int64_t status = 0;
+            const auto& t = table("commands.txt");
+            auto it = t.find(command);
+            if (it != t.end() && !it->second.empty()) parseInt(it->second[0], &status);
+            m_status[f] = static_cast<int>(status);
+        }
+        return f;
+    }
+
+    int pclose(std::FILE* stream) override {
+        auto it = m_status.find(stream);
+        if (it == m_status.end()) {
+            errno = ECHILD;
+            return -1;
+        }
+        int status = it->second;
+        m_status.erase(it);
+        std::fclose(stream);
+        return status;
+    }
+
+    struct hostent* gethostbyaddr(const void* addr, unsigned len, int type) override {
+        char textAddr[64];
+        const char* fam = type == AF_INET ? "inet" : type == AF_INET6 ? "inet6" : nullptr;
+        if (!fam || len != (type == AF_INET ? 4u : 16u) || !inet_ntop(type, addr, textAddr, sizeof textAddr)) {
+            h_errno = NO_RECOVERY;
+            return nullptr;
+        }
+        const auto& t = table("hosts.txt");
+        auto it = t.find(std::string(fam) + " " + textAddr);
+        if (it == t.end() || it->second.empty() || it->second[0].empty()) {
+            h_errno = HOST_NOT_FOUND;
+            return nullptr;
+        }
+        m_hostName = it->second[0];
+        std::memcpy(m_hostAddr, addr, len);
+        m_addrList[0] = reinterpret_cast<char*>(m_hostAddr);
+        m_addrList[1] = nullptr;
+        m_aliases[0] = nullptr;
+        m_hostent.h_name = &m_hostName[0];
+        m_hostent.h_aliases = m_aliases;
+        m_hostent.h_addrtype = type;
+        m_hostent.h_length = static_cast<int>(len);
+        m_hostent.h_addr_list = m_addrList;
+        return &m_hostent;
+    }
+
+    char* setlocale(int category, const char* locale) override {
+        if (locale && *locale) return std::setlocale(category, locale);  // explicit names are real
+        const char* cat = localeCategoryName(category);
+        const auto& t = table("locale.txt");
+        auto it = cat ? t.find(cat) : t.end();
+        if (it == t.end() || it->second.empty()) return nullptr;
+        std::string& keep = m_locale[category];
+        keep = it->second[0];
+        // Follow the recorded locale when this machine has it, so conversions agree.
+        if (locale && !std::setlocale(category, keep.c_str())) std::setlocale(category, "C");
+        return &keep[0];
+    }
+
+    void tzset() override {}
+
+    int timeZone(TimeZoneInfo* out) override {
+        const auto& t = table("timezone.txt");
+        std::int64_t off = 0, dl = 0;
+        auto g = t.find("gmtoff");
+        if (g == t.end() || g->second.empty() || !parseInt(g->second[0], &off)) return -1;
+        auto d = t.find("daylight");
+        if (d != t.end() && !d->second.empty()) parseInt(d->second[0], &dl);
+        out->gmtoff = static_cast<long>(off);
+        out->daylight = static_cast<int>(dl);
+        copyField(out->stdName, sizeof out->stdName, text(t, "std").c_str());
+        copyField(out->dstName, sizeof out->dstName, text(t, "dst").c_str());
+        return 0;
+    }
+
+    bool helperOutput(const char* helper, std::string* out) override {
+        return helper && bundle::readFile(m_dir, "helpers", bundle::safeName(helper), out);
+    }
+
+    static const char* const VM_FIELDS[VM_INFO_FIELDS];
+
+private:
+    typedef std::map<std::string, bundle::Fields> Table;
+
+    const Table& table(const char* file) {
+        auto it = m_tables.find(file);
+        if (it != m_tables.end()) return it->second;
+        std::string text;
+        Table t;
+        if (bundle::readFile(m_dir, nullptr, file, &text)) t = bundle::parseTable(text);
+        return m_tables[file] = t;
+    }
+
+    static std::string text(const Table& t, const char* key) {
+        auto it = t.find(key);
+        return it == t.end() || it->second.empty() ? std::string() : it->second[0];
+    }
+
+    bool number(const char* file, const std::string& key, std::uint64_t* v) {
+        const Table& t = table(file);
+        auto it = t.find(key);
+        return it != t.end() && !it->second.empty() && parseU64(it->second[0], v);
+    }
+
+    int answer(const std::string& key, void* oldp, std::size_t* oldlenp) {
+        const Table& t = table("sysctl.txt");
+        auto it = t.find(key);
+        if (it == t.end() || it->second.size() < 2 || it->second[0].size() != 1) {
+            errno = ENOENT;
+            return -1;
+        }
+        SysctlValue v;
+        v.type = it->second[0][0];
+        const std::string& val = it->second[1];
+        bool ok = false;
+        if (v.type == 'i' || v.type == 'q') ok = parseInt(val, &v.num);
+        else if (v.type == 's') ok = (v.bytes = val, true);
+        else if (v.type == 'x') ok = parseHex(val, &v.bytes);
+        if (!ok) {
+            errno = ENOENT;
+            return -1;
+        }
+        return answerSysctl(v, oldp, oldlenp);
+    }
+
+    int m_dir;
+    std::map<std::string, Table> m_tables;
+    std::vector<Statfs> m_mounts;
+    std::map<std::FILE*, int> m_status;
+    std::map<int, std::string> m_locale;
+    std::string m_hostName;
+    unsigned char m_hostAddr[16];
+    char* m_addrList[2];
+    char* m_aliases[1];
+    struct hostent m_hostent;
+};
+
+const char* const ReplayBackend::VM_FIELDS[VM_INFO_FIELDS] = {
+    "free_count", "active_count", "inactive_count", "wire_count", "zero_fill_count",
+    "reactivations", "pageins", "pageouts", "faults", "cow_faults", "lookups", "hits",
+    "purgeable_count", "purges", "speculative_count"};
+
+}  // namespace
+
+const char* const* vmFieldNames() { return ReplayBackend::VM_FIELDS; }
+
+Backend* newReplayBackend(const char* dir) {
+    if (!dir || !*dir) return nullptr;
+    int fd = ::open(dir, O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (fd < 0) return nullptr;
+    return new ReplayBackend(fd);
+}
+
+}  // namespace host

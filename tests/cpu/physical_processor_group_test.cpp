@@ -1,0 +1,218 @@
+// The physical processor group over a fake kernel: real Mac sysctl captures (hw.* and
+// machdep.cpu.* lines, see tests/data/cpu) and a few hand-made machines for the
+// PowerPC rules and the sharing of active counts, each compared as complete rows.
+#include <gtest/gtest.h>
+
+#include "MacInfo.h"
+#include "PhysicalProcessorGroup.h"
+#include "ZelRender.h"
+#include "ZelTableRow.h"
+#include "host_internal.h"
+#include "vtree.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
+#include <map>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace {
+
+// Answers sysctl from a map; numeric names are stored as "6.20".
+class FakeKernel : public host::PosixBackend {
+public:
+    const char* name() const override { return "fake"; }
+    int sysctlbyname(const char* n, void* oldp, std::size_t* oldlenp) override {
+        return answer(n, oldp, oldlenp);
+    }
+    int sysctl(const int* mib, unsigned n, void* oldp, std::size_t* oldlenp) override {
+        return answer(host::mibKey(mib, n), oldp, oldlenp);
+    }
+    host::kern_return_t hostPageSize(std::size_t*) override { return KERN_FAILURE; }
+    host::kern_return_t hostStatistics(host::VmStatistics*) override { return KERN_FAILURE; }
+    bool mounts(host::Statfs**, int*) override { return false; }
+
+    void set(const std::string& key, const std::string& value) {
+        char* end = nullptr;
+        const long long n = std::strtoll(value.c_str(), &end, 10);
+        if (!value.empty() && *end == '\0')
+            values[key] = n == static_cast<int32_t>(n) ? host::SysctlValue::i32(n)
+                                                        : host::SysctlValue::i64(n);
+        else
+            values[key] = host::SysctlValue::str(value);
+    }
+
+    // "name: value" lines as `sysctl` prints them; the numeric names a Darwin kernel
+    // also answers are filled in from their text names.
+    void load(const std::string& path) {
+        static const std::map<std::string, std::string> mib = {
+            {"hw.ncpu", "6.3"},         {"hw.busfrequency", "6.14"},
+            {"hw.cpufrequency", "6.15"}, {"hw.l2cachesize", "6.20"},
+            {"hw.l3cachesize", "6.22"}};
+        std::ifstream in(path);
+        ASSERT_TRUE(in) << path;
+        std::string line;
+        while (std::getline(in, line)) {
+            const std::size_t colon = line.find(": ");
+            if (line.empty() || line[0] == '#' || colon == std::string::npos) continue;
+            const std::string key = line.substr(0, colon), value = line.substr(colon + 2);
+            set(key, value);
+            auto it = mib.find(key);
+            if (it != mib.end()) set(it->second, value);
+        }
+    }
+
+    std::map<std::string, host::SysctlValue> values;
+
+private:
+    int answer(const std::string& key, void* oldp, std::size_t* oldlenp) {
+        auto it = values.find(key);
+        if (it == values.end()) return -1;
+        return host::answerSysctl(it->second, oldp, oldlenp);
+    }
+};
+
+VtExecInfo* sysprofWithCpuType(const char* cpuType) {
+    std::string dump = std::string("(SystemProfiler\n (SPHardwareDataType\n  (hardware_overview\n") +
+                       "   cpu_type:s=" + cpuType + "\n  )\n )\n)\n";
+    VtExecInfo* info = new VtExecInfo();
+    info->result = 0;
+    info->tree = vtParseDumpBuffer(dump.data(), dump.size());
+    return info;
+}
+
+std::string valueText(const unsigned char* block) {
+    char* buf = nullptr;
+    std::size_t size = 0;
+    std::FILE* f = open_memstream(&buf, &size);
+    PrintZelAttribValueToFile(f, block);
+    std::fclose(f);
+    std::string text(buf, size);
+    std::free(buf);
+    return text;
+}
+
+// A row as "id=value;id=value;...".
+std::vector<std::string> rowsOf(ZelTable* table) {
+    std::vector<std::string> rows;
+    table->reset();
+    while (ZelTableRow* r = table->getNext()) {
+        std::string row;
+        r->reset();
+        while (ZelTableAttrib* a = r->getNext())
+            row += (row.empty() ? "" : ";") + std::to_string(a->getId()) + "=" +
+                   valueText(a->getAttribPtr());
+        rows.push_back(row);
+    }
+    return rows;
+}
+
+class PhysicalProcessorGroupTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        host::useBackend(&kernel);
+        // No helper program to find: a missing snapshot stays missing.
+        const char* home = std::getenv("KOR_HOMEDIR");
+        if (home) savedHome = home;
+        setenv("KOR_HOMEDIR", "/nonexistent-invscan-home", 1);
+    }
+    void TearDown() override {
+        MacInfo::setSysProf(nullptr);
+        host::useBackend(nullptr);
+        if (savedHome.empty()) unsetenv("KOR_HOMEDIR");
+        else setenv("KOR_HOMEDIR", savedHome.c_str(), 1);
+    }
+    std::vector<std::string> scan() {
+        PhysicalProcessorGroup group;
+        ZelTable* table = group.getTable();
+        EXPECT_EQ(table->getGroupId(), 44u);
+        EXPECT_EQ(table->getGroupVersion(), 1u);
+        std::vector<std::string> rows = rowsOf(table);
+        delete table;
+        return rows;
+    }
+
+    FakeKernel kernel;
+    std::string savedHome;
+};
+
+std::string data(const char* name) { return std::string(INVSCAN_TEST_DATA "/cpu/") + name; }
+
+}  // namespace
+
+// Real Macs, no snapshot: the kernel values alone.
+TEST_F(PhysicalProcessorGroupTest, RealMacCaptures) {
+    const struct { const char* capture; const char* row; } cases[] = {
+        // MacBook Pro 2014: a part newer than the table. The kernel's per-package counts
+        // are the family's maximum (8 cores, 16 threads); the machine has 4 and 8.
+        {"macbookpro-i7-4980HQ.sysctl",
+         "1=1;2=8;3=2;4=Intel;5=Unknown;6=Unknown;7=2800;8=256;9=6144;"
+         "10=Intel(R) Core(TM) i7-4980HQ CPU @ 2.80GHz;11=40661;12=Y;13=8;14=4"},
+        // Mac mini 2018 in a one-processor virtual machine.
+        {"macmini-i7-8700B-vm.sysctl",
+         "1=1;2=1;3=1;4=Intel;5=Unknown;6=Unknown;7=3200;8=256;9=12288;"
+         "10=Intel(R) Core(TM) i7-8700B CPU @ 3.20GHz;11=906EA;12=Y;13=1;14=1"},
+        // Mac mini 2009, machdep.cpu.* only: no package count (one row, no guesses), L2
+        // from machdep.cpu.cache.size as it stands, no 64-bit flag, nothing active.
+        {"macmini-p7550.sysctl",
+         "1=1;2=2;3=1;4=Intel;5=Core2 Duo Mobile;6=P7550;7=2260;8=3072;9=0;"
+         "10=Intel(R) Core(TM)2 Duo CPU     P7550  @ 2.26GHz;11=1067A;12=N;13=0;14=0"}};
+    for (const auto& c : cases) {
+        kernel.values.clear();
+        kernel.load(data(c.capture));
+        EXPECT_EQ(scan(), std::vector<std::string>{c.row}) << c.capture;
+    }
+}
+
+TEST_F(PhysicalProcessorGroupTest, HandMadeMachines) {
+    const struct {
+        const char* what;
+        const char* cpuType;  // null: no snapshot
+        std::vector<std::pair<const char*, const char*>> sysctl;
+        std::vector<std::string> rows;
+    } cases[] = {
+        {"two-package Mac Pro with two of eight cores disabled", "Quad-Core Intel Xeon",
+         {{"machdep.cpu.brand_string", "Intel(R) Xeon(R) CPU E5462 @ 2.80GHz"},
+          {"machdep.cpu.signature", "67190"}, {"hw.packages", "2"}, {"hw.logicalcpu_max", "6"},
+          {"hw.physicalcpu_max", "6"}, {"machdep.cpu.cores_per_package", "4"},
+          {"machdep.cpu.logical_per_package", "4"}, {"6.20", "12582912"},
+          {"hw.cpu64bit_capable", "1"}},
+         {"1=1;2=4;3=1;4=Intel;5=Quad-Core Xeon;6=E5462;7=2800;8=12288;9=0;"
+          "10=Intel(R) Xeon(R) CPU E5462 @ 2.80GHz;11=10676;12=Y;13=4;14=4",
+          "1=2;2=4;3=1;4=Intel;5=Quad-Core Xeon;6=E5462;7=2800;8=12288;9=0;"
+          "10=Intel(R) Xeon(R) CPU E5462 @ 2.80GHz;11=10676;12=Y;13=2;14=2"}},
+        // The corpus's Power Mac G5 (PowerMac11,2): one dual-core package, 1 MB L2.
+        {"Power Mac G5", "PowerPC G5 (1.1)", {{"6.3", "2"}, {"6.20", "1048576"}},
+         {"1=1;2=2;3=1;4=Apple Inc.;5=PowerPC;6=G5;7=0;8=1024;9=0;10=PowerPC G5 (1.1);"
+          "12=Y;13=2;14=2"}},
+        {"dual G4, 256 KB L2", "PowerPC G4  (1.1)", {{"6.3", "2"}, {"6.20", "262144"}},
+         {"1=1;2=1;3=1;4=Apple Inc.;5=PowerPC;6=G4;7=0;8=256;9=0;10=PowerPC G4  (1.1);12=Y;13=1;14=1",
+          "1=2;2=1;3=1;4=Apple Inc.;5=PowerPC;6=G4;7=0;8=256;9=0;10=PowerPC G4  (1.1);12=Y;13=1;14=1"}},
+        {"per-package counts guessed from the totals; signature 0 left out", nullptr,
+         {{"machdep.cpu.vendor", "GenuineIntel"}, {"hw.packages", "2"},
+          {"hw.physicalcpu_max", "8"}, {"hw.logicalcpu_max", "16"}, {"machdep.cpu.signature", "0"}},
+         {"1=1;2=4;3=2;4=Intel;5=Unknown;6=Unknown;7=0;8=0;9=0;10=;12=N;13=8;14=4",
+          "1=2;2=4;3=2;4=Intel;5=Unknown;6=Unknown;7=0;8=0;9=0;10=;12=N;13=8;14=4"}},
+        {"nothing known", nullptr, {},
+         {"1=1;2=0;3=0;4=Unknown;5=Unknown;6=Unknown;7=0;8=0;9=0;10=;12=N"}}};
+    for (const auto& c : cases) {
+        kernel.values.clear();
+        for (const auto& kv : c.sysctl) kernel.set(kv.first, kv.second);
+        MacInfo::setSysProf(c.cpuType ? sysprofWithCpuType(c.cpuType) : nullptr);
+        EXPECT_EQ(scan(), c.rows) << c.what;
+    }
+}
+
+TEST_F(PhysicalProcessorGroupTest, KernelValueHelpers) {
+    kernel.set("6.3", "4");
+    kernel.set("machdep.cpu.vendor", "GenuineIntel");
+    kernel.set("hw.cpufrequency", "2800000000");  // does not fit 4 bytes
+    EXPECT_EQ(PhysicalProcessorGroup::getIntValue(CTL_HW, HW_NCPU), 4);
+    EXPECT_EQ(PhysicalProcessorGroup::getIntValue(CTL_HW, HW_L3CACHESIZE), -1);
+    EXPECT_EQ(PhysicalProcessorGroup::getIntValue("hw.cpufrequency"), -1);
+    EXPECT_EQ(PhysicalProcessorGroup::getIntValue(nullptr), -1);
+    EXPECT_EQ(PhysicalProcessorGroup::getStringValue("machdep.cpu.vendor"), "GenuineIntel");
+    EXPECT_EQ(PhysicalProcessorGroup::getStringValue("machdep.cpu.brand_string"), "");
+}
