@@ -24,6 +24,13 @@
 #include "HWConfig.h"
 #include "GroupFactory.h"
 #include "ScanInfoGroup.h"
+#include "BIOSROM.h"
+#include "SMBIOSTable.h"
+#include "SMMemory.h"
+#include "SM_HWSecurity.h"
+#include "SMBIOSGroup.h"
+#include "qtvbios_mif.h"
+#include "smbios.h"
 #include "cpuid_intel_table_new.h"
 #include "PhysicalProcessorGroup.h"
 

@@ -4,6 +4,8 @@
 #include "File.h"
 #include "KorCfg.h"
 #include "PhysicalProcessorGroup.h"
+#include "SMBIOSGroup.h"
+#include "SMBIOSTable.h"
 #include "ScanInfoGroup.h"
 
 #include <cstdio>
@@ -29,6 +31,7 @@ bool GroupFactory::initialise() {
     CcLogWrapper* log = getCcLogHw();
     log->traceMidEntry(__LINE__, SRC, "initialise", "hardware ");
     setHWConfigFile();
+    SMBIOSTable::initializeGlobalTable(1);
     log->traceMidExit(__LINE__, SRC, "initialise", "hardware");
     return true;
 }
@@ -53,6 +56,9 @@ ZelGroup* GroupFactory::getZELGroup(unsigned long id) {
     switch (id) {
     case ZEL_GROUP_SCAN_INFO:
         group = new ScanInfoGroup();
+        break;
+    case ZEL_GROUP_SMBIOS:
+        group = new SMBIOSGroup();
         break;
     case ZEL_GROUP_PHYS_PROC:
         group = new PhysicalProcessorGroup();
