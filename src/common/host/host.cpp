@@ -483,3 +483,38 @@ bool appendFile(int dirfd, const char* sub, const std::string& name, const std::
 
 }  // namespace bundle
 }  // namespace host
+
+namespace host {
+namespace bundle {
+
+std::FILE* memoryFile(const std::string& data) {
+    std::FILE* f = std::tmpfile();
+    if (!f) return nullptr;
+    if (!data.empty() && std::fwrite(data.data(), 1, data.size(), f) != data.size()) {
+        std::fclose(f);
+        return nullptr;
+    }
+    std::rewind(f);
+    return f;
+}
+
+std::FILE* CommandFiles::open(const std::string& data, int status) {
+    std::FILE* f = memoryFile(data);
+    if (f) m_status[f] = status;
+    return f;
+}
+
+int CommandFiles::close(std::FILE* stream) {
+    auto it = m_status.find(stream);
+    if (it == m_status.end()) {
+        errno = ECHILD;
+        return -1;
+    }
+    int status = it->second;
+    m_status.erase(it);
+    std::fclose(stream);
+    return status;
+}
+
+}  // namespace bundle
+}  // namespace host

@@ -87,6 +87,21 @@ bool writeFile(int dirfd, const char* sub, const std::string& name, const std::s
 bool appendFile(int dirfd, const char* sub, const std::string& name, const std::string& data);
 bool isSafeComponent(const std::string& name);
 
+// A readable stream over `data` (a temporary file), or null.
+std::FILE* memoryFile(const std::string& data);
+
+// Command output served from memory, with the exit status pclose() hands back.
+class CommandFiles {
+public:
+    // A readable stream over `data`, or null.
+    std::FILE* open(const std::string& data, int status);
+    // The status given to open(), or -1 with ECHILD for a stream it did not make.
+    int close(std::FILE* stream);
+
+private:
+    std::map<std::FILE*, int> m_status;
+};
+
 }  // namespace bundle
 }  // namespace host
 

@@ -53,14 +53,6 @@ std::string readAll(std::FILE* f) {
     return s;
 }
 
-std::FILE* memoryFile(const std::string& data) {
-    std::FILE* f = std::tmpfile();
-    if (!f) return nullptr;
-    if (!data.empty()) std::fwrite(data.data(), 1, data.size(), f);
-    std::rewind(f);
-    return f;
-}
-
 class RecordBackend : public Backend {
 public:
     RecordBackend(Backend* inner, int dirfd) : m_in(inner), m_dir(dirfd) {
@@ -145,7 +137,7 @@ public:
             bundle::writeFile(m_dir, "files", file, data);
             keep("files.txt", {path, "files/" + file});
         }
-        return memoryFile(data);
+        return bundle::memoryFile(data);
     }
 
     std::FILE* popen(const char* command) override {
@@ -158,22 +150,10 @@ public:
             bundle::writeFile(m_dir, "commands", file, data);
             keep("commands.txt", {command, std::to_string(status), "commands/" + file});
         }
-        std::FILE* f = memoryFile(data);
-        if (f) m_status[f] = status;
-        return f;
+        return m_commands.open(data, status);
     }
 
-    int pclose(std::FILE* stream) override {
-        auto it = m_status.find(stream);
-        if (it == m_status.end()) {
-            errno = ECHILD;
-            return -1;
-        }
-        int status = it->second;
-        m_status.erase(it);
-        std::fclose(stream);
-        return status;
-    }
+    int pclose(std::FILE* stream) override { return m_commands.close(stream); }
 
     struct hostent* gethostbyaddr(const void* addr, unsigned len, int type) override {
         struct hostent* h = m_in->gethostbyaddr(addr, len, type);
@@ -225,7 +205,7 @@ private:
     Backend* m_in;
     int m_dir;
     std::set<std::string> m_seen;
-    std::map<std::FILE*, int> m_status;
+    bundle::CommandFiles m_commands;
 };
 
 }  // namespace

@@ -53,17 +53,6 @@ bool parseHex(const std::string& s, std::string* out) {
     return true;
 }
 
-std::FILE* memoryFile(const std::string& data) {
-    std::FILE* f = std::tmpfile();
-    if (!f) return nullptr;
-    if (!data.empty() && std::fwrite(data.data(), 1, data.size(), f) != data.size()) {
-        std::fclose(f);
-        return nullptr;
-    }
-    std::rewind(f);
-    return f;
-}
-
 class ReplayBackend : public Backend {
 public:
     explicit ReplayBackend(int dirfd) : m_dir(dirfd) {}
@@ -148,7 +137,7 @@ public:
             errno = ENOENT;
             return nullptr;
         }
-        return memoryFile(data);
+        return bundle::memoryFile(data);
     }
 
     std::FILE* popen(const char* command) override {
@@ -157,28 +146,14 @@ public:
             errno = ENOENT;
             return nullptr;
         }
-        std::FILE* f = memoryFile(data);
-        if (f) {
-            std::int64_t status = 0;
-            const auto& t = table("commands.txt");
-            auto it = t.find(command);
-            if (it != t.end() && !it->second.empty()) parseInt(it->second[0], &status);
-            m_status[f] = static_cast<int>(status);
-        }
-        return f;
+        std::int64_t status = 0;
+        const auto& t = table("commands.txt");
+        auto it = t.find(command);
+        if (it != t.end() && !it->second.empty()) parseInt(it->second[0], &status);
+        return m_commands.open(data, static_cast<int>(status));
     }
 
-    int pclose(std::FILE* stream) override {
-        auto it = m_status.find(stream);
-        if (it == m_status.end()) {
-            errno = ECHILD;
-            return -1;
-        }
-        int status = it->second;
-        m_status.erase(it);
-        std::fclose(stream);
-        return status;
-    }
+    int pclose(std::FILE* stream) override { return m_commands.close(stream); }
 
     struct hostent* gethostbyaddr(const void* addr, unsigned len, int type) override {
         char textAddr[64];
@@ -288,7 +263,7 @@ private:
     int m_dir;
     std::map<std::string, Table> m_tables;
     std::vector<Statfs> m_mounts;
-    std::map<std::FILE*, int> m_status;
+    bundle::CommandFiles m_commands;
     std::map<int, std::string> m_locale;
     std::string m_hostName;
     unsigned char m_hostAddr[16];
