@@ -191,23 +191,25 @@ void GroupFactory::getHWGroupFromNode(const Node* node) {
     }
 }
 
-void GroupFactory::getQCMFromNode(const Node* node) {
-    if (!node || node->getName() != String("QCMs")) return;
+namespace {
+// Appends one Info per child named `item` of a node named `list`.
+template <typename Info>
+void readEntries(const Node* node, const char* list, const char* item, const char* op,
+                 std::vector<Info*>& out) {
+    if (!node || node->getName() != String(list)) return;
     for (int i = 0; i < node->getChildCount(); ++i) {
         const Node* child = node->getChild(i);
-        if (child->getName() != String("QCM")) continue;
-        m_qcms.push_back(new QCMInfo(child));
-        getCcLogHw()->traceMAX(__LINE__, SRC, "getQCMFromNode", "hardware add a new element");
+        if (child->getName() != String(item)) continue;
+        out.push_back(new Info(child));
+        getCcLogHw()->traceMAX(__LINE__, SRC, op, "hardware add a new element");
     }
+}
+}  // namespace
+
+void GroupFactory::getQCMFromNode(const Node* node) {
+    readEntries(node, "QCMs", "QCM", "getQCMFromNode", m_qcms);
 }
 
 void GroupFactory::getProcessorFromNode(const Node* node) {
-    if (!node || node->getName() != String("Processors")) return;
-    for (int i = 0; i < node->getChildCount(); ++i) {
-        const Node* child = node->getChild(i);
-        if (child->getName() != String("Processor")) continue;
-        m_processors.push_back(new ProcessorInfo(child));
-        getCcLogHw()->traceMAX(__LINE__, SRC, "getProcessorFromNode",
-                               "hardware add a new element");
-    }
+    readEntries(node, "Processors", "Processor", "getProcessorFromNode", m_processors);
 }
