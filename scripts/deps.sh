@@ -3,16 +3,22 @@
 set -euo pipefail
 
 need=()
-want() { for p in "$@"; do dpkg -s "$p" >/dev/null 2>&1 || need+=("$p"); done; }
+arch="$(dpkg --print-architecture)"
+installed() {  # a name without an architecture means the machine's own
+  case "$1" in *:*) q="$1" ;; *) q="$1:$arch" ;; esac
+  [ "$(dpkg-query -W -f='${Status}' "$q" 2>/dev/null)" = "install ok installed" ] ||
+    [ "$(dpkg-query -W -f='${Status}' "$1" 2>/dev/null)" = "install ok installed" ]
+}
+want() { for p in "$@"; do installed "$p" || need+=("$p"); done; }
 
 for kind in "${@:-base}"; do
   case "$kind" in
     base) want cmake ninja-build g++ pkg-config libpugixml-dev nlohmann-json3-dev libcli11-dev ;;
     test) want cmake ninja-build g++ pkg-config libpugixml-dev nlohmann-json3-dev libcli11-dev \
-               libgtest-dev libgmock-dev libbenchmark-dev clang dmidecode locales ;;
+               libgtest-dev libbenchmark-dev clang dmidecode locales ;;
     m32)
       dpkg --print-foreign-architectures | grep -qx i386 || { dpkg --add-architecture i386; need+=(update); }
-      want gcc-multilib g++-multilib libpugixml-dev:i386 libgtest-dev:i386 libgmock-dev:i386 ;;
+      want gcc-multilib g++-multilib libpugixml-dev:i386 libgtest-dev:i386 ;;
     fuzz) want clang libclang-rt-14-dev ;;
     *) echo "deps.sh: unknown kind '$kind'" >&2; exit 2 ;;
   esac
