@@ -1,0 +1,109 @@
+// End to end: a replayed host whose I/O registry carries a real machine's SMBIOS
+// table, scanned by the invscan program itself. This is the path a Linux machine
+// with a readable DMI table takes (iokit publishes the table where the SMBIOS code
+// looks for it), so the group must come out as it does from the table directly.
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+#include <algorithm>
+#include <cstdio>
+#include <dirent.h>
+#include <fstream>
+#include <iterator>
+#include <map>
+#include <string>
+#include <sys/stat.h>
+#include <vector>
+
+namespace {
+
+const std::string kTables = std::string(INVSCAN_TEST_DATA) + "/smbios/";
+
+std::vector<std::string> tables() {
+    std::vector<std::string> names;
+    if (DIR* d = opendir(kTables.c_str())) {
+        while (dirent* e = readdir(d)) {
+            std::string n = e->d_name;
+            if (n.size() > 4 && n.compare(n.size() - 4, 4, ".bin") == 0) names.push_back(n);
+        }
+        closedir(d);
+    }
+    std::sort(names.begin(), names.end());
+    return names;
+}
+
+// file -> attribute id -> value, as reviewed for the SMBIOS group.
+std::map<std::string, std::map<int, std::string>> expectations() {
+    std::map<std::string, std::map<int, std::string>> all;
+    std::ifstream in(kTables + "group_expected.txt");
+    std::string line;
+    while (std::getline(in, line)) {
+        size_t a = line.find('\t'), b = line.find('\t', a + 1);
+        if (a == std::string::npos || b == std::string::npos) continue;
+        all[line.substr(0, a)][std::stoi(line.substr(a + 1, b - a - 1))] = line.substr(b + 1);
+    }
+    return all;
+}
+
+void writeFile(const std::string& path, const std::string& text) {
+    std::ofstream out(path, std::ios::binary);
+    out << text;
+}
+
+// The iokit helper's output for a registry whose platform expert holds `table`.
+std::string ioKitReport(const std::vector<unsigned char>& table) {
+    static const char hex[] = "0123456789abcdef";
+    std::string data;
+    for (unsigned char c : table) {
+        data += hex[c >> 4];
+        data += hex[c & 15];
+    }
+    return "1.0 0\n(IOKit\n(Root\nIOKitBuildVersion:s=replayed\n(IOKitDiagnostics\n(Classes\n"
+           "AppleSMBIOS:i=1\nAppleACPIPlatformExpert:i=1\n)\n)\n(Machine\n"
+           "(AppleACPIPlatformExpert\n(bios\n(AppleSMBIOS\nSMBIOS:d=" +
+           std::to_string(table.size()) + "," + data + "\n)\n)\n)\n)\n)\n)\n";
+}
+
+std::string run(const std::string& command) {
+    std::string out;
+    if (std::FILE* p = popen(command.c_str(), "r")) {
+        char buf[4096];
+        size_t n;
+        while ((n = std::fread(buf, 1, sizeof buf, p)) > 0) out.append(buf, n);
+        pclose(p);
+    }
+    return out;
+}
+
+TEST(SmbiosReplay, EveryCorpusTableThroughTheProgram) {
+    const auto expected = expectations();
+    const std::vector<std::string> names = tables();
+    ASSERT_FALSE(names.empty());
+    const std::string dir = testing::TempDir() + "/smbios-replay";
+    mkdir(dir.c_str(), 0755);
+    mkdir((dir + "/helpers").c_str(), 0755);
+    writeFile(dir + "/bundle.txt", "invscan-bundle 1\n# an I/O registry around a corpus table\n");
+    for (const std::string& name : names) {
+        std::ifstream in(kTables + name, std::ios::binary);
+        std::vector<unsigned char> table((std::istreambuf_iterator<char>(in)),
+                                         std::istreambuf_iterator<char>());
+        writeFile(dir + "/helpers/iokit", ioKitReport(table));
+        std::string out = run("env -u KOR_HOMEDIR -u INVSCAN_REPLAY -u INVSCAN_RECORD " +
+                              std::string(INVSCAN_BINARY_DIR) + "/bin/invscan --replay '" + dir +
+                              "' --group SMBIOS --format json 2>/dev/null");
+        nlohmann::json doc = nlohmann::json::parse(out, nullptr, false);
+        ASSERT_FALSE(doc.is_discarded()) << name << ": " << out.substr(0, 200);
+        ASSERT_EQ(doc.size(), 1u) << name;
+        ASSERT_EQ(doc[0]["rows"].size(), 1u) << name << ": no SMBIOS table";
+        std::map<int, std::string> got;
+        for (const auto& attr : doc[0]["rows"][0]) {
+            const auto& v = attr["value"];
+            got[attr["id"].get<int>()] = v.is_string() ? v.get<std::string>() : v.dump();
+        }
+        auto it = expected.find(name);
+        ASSERT_NE(it, expected.end()) << name;
+        EXPECT_EQ(got, it->second) << name;
+    }
+}
+
+}  // namespace
