@@ -350,6 +350,88 @@ TEST(ReportTree, NamesAreSafeForTheDump) {
     EXPECT_TRUE(vtNodeEquals(direct.get(), info->tree));
 }
 
+// The tree shape the groups rely on, from the XML forms, after a trip through the
+// dump: (node path, value, expected dump line of that value or "" for a node only).
+TEST(ReportTree, PlistShapeRules) {
+    const char* sp =
+        "<plist version=\"1.0\"><array>"
+        "<dict><key>_dataType</key><string>SPMemoryDataType</string><key>_items</key><array>"
+        "<dict><key>_name</key><string>global_ecc_state_name</string>"
+        "<key>global_ecc_state</key><string>ecc_disabled</string><key>_items</key><array>"
+        "<dict><key>_name</key><string>BANK 0/DIMM0</string><key>dimm_size</key><string>4 GB</string></dict>"
+        "</array></dict></array></dict>"
+        "<dict><key>_dataType</key><string>SPUSBDataType</string><key>_items</key><array>"
+        "<dict><key>_name</key><string>Bus</string><key>_items</key><array>"
+        "<dict><key>_name</key><string>Hub</string><key>_items</key><array>"
+        "<dict><key>_name</key><string>Stick</string><key>on</key><true/><key>off</key><false/>"
+        "<key>ratio</key><real>0.25</real><key>when</key><date>2011-03-01T10:00:00Z</date>"
+        "<key>neg</key><integer>-2147483648</integer><key>wide</key><integer>2147483648</integer>"
+        "<key>vols</key><array><dict><key>_name</key><string>EFI</string><key>n</key><integer>1</integer></dict>"
+        "<dict><key>n</key><integer>2</integer></dict></array>"
+        "<key>codes</key><array><integer>7</integer><string>x</string></array>"
+        "<key>none</key><array/>"
+        "</dict></array></dict></array></dict>"
+        "<dict><key>n</key><integer>3</integer></dict>"
+        "</array></dict></array></plist>";
+    const char* io =
+        "<plist version=\"1.0\"><dict><key>IORegistryEntryName</key><string>Root</string>"
+        "<key>IOKitBuildVersion</key><string>Darwin</string>"
+        "<key>IOKitDiagnostics</key><dict><key>Classes</key><dict>"
+        "<key>AppleSMBIOS</key><integer>1</integer></dict></dict>"
+        "<key>IORegistryEntryChildren</key><array>"
+        "<dict><key>IORegistryEntryName</key><string>Mac1,1</string>"
+        "<key>IORegistryEntryChildren</key><array>"
+        "<dict><key>IOObjectClass</key><string>AppleSMBIOS</string><key>SMBIOS</key><data>AAEC</data></dict>"
+        "</array></dict></array></dict></plist>";
+    struct Case {
+        const char* helper;
+        const char* path;   // node names separated by '|'
+        const char* value;  // null: the node must exist
+        const char* line;   // the value as the dump writes it
+    } cases[] = {
+        {"sysprof", "SystemProfiler|SPMemoryDataType|SPMemoryDataType", "global_ecc_state", "s=ecc_disabled"},
+        {"sysprof", "SystemProfiler|SPMemoryDataType|SPMemoryDataType|BANK 0/DIMM0", "dimm_size", "s=4 GB"},
+        {"sysprof", "SystemProfiler|SPUSBDataType|Bus|Hub|Stick", "on", "i=1"},
+        {"sysprof", "SystemProfiler|SPUSBDataType|Bus|Hub|Stick", "off", "i=0"},
+        {"sysprof", "SystemProfiler|SPUSBDataType|Bus|Hub|Stick", "ratio", "f=0.250000"},
+        {"sysprof", "SystemProfiler|SPUSBDataType|Bus|Hub|Stick", "when", "s=2011-03-01T10:00:00Z"},
+        {"sysprof", "SystemProfiler|SPUSBDataType|Bus|Hub|Stick", "neg", "i=-2147483648"},
+        {"sysprof", "SystemProfiler|SPUSBDataType|Bus|Hub|Stick", "wide", "s=2147483648"},
+        {"sysprof", "SystemProfiler|SPUSBDataType|Bus|Hub|Stick|vols|EFI", "n", "i=1"},
+        {"sysprof", "SystemProfiler|SPUSBDataType|Bus|Hub|Stick|vols|1", "n", "i=2"},
+        {"sysprof", "SystemProfiler|SPUSBDataType|Bus|Hub|Stick|codes", "size", "i=2"},
+        {"sysprof", "SystemProfiler|SPUSBDataType|Bus|Hub|Stick|codes", "codes", "i=7"},
+        {"sysprof", "SystemProfiler|SPUSBDataType|Bus|Hub|Stick|none", "size", "i=0"},
+        {"sysprof", "SystemProfiler|SPUSBDataType|SPUSBDataType", "n", "i=3"},  // no _name
+        {"iokit", "IOKit|Root", "IOKitBuildVersion", "s=Darwin"},
+        {"iokit", "IOKit|Root|IOKitDiagnostics|Classes", "AppleSMBIOS", "i=1"},
+        {"iokit", "IOKit|Root|Mac1,1|AppleSMBIOS", "SMBIOS", "d=3,000102"},
+    };
+    for (const char* helper : {"sysprof", "iokit"}) {
+        const char* text = std::strcmp(helper, "iokit") == 0 ? io : sp;
+        report::Node root;
+        std::string err;
+        ASSERT_TRUE(report::convertReport(helper, text, std::strlen(text), &root, &err)) << err;
+        std::string out = report::renderResponse(0, nullptr, &root);
+        VtIStream_Memory in(out.data(), out.size());
+        std::unique_ptr<VtExecInfo> info(vtParseProgramOutput(&in));
+        ASSERT_NE(nullptr, info->tree) << out;
+        for (const Case& c : cases) {
+            if (std::strcmp(c.helper, helper) != 0) continue;
+            const VtNode* n = walk(info->tree, c.path);
+            ASSERT_NE(nullptr, n) << c.path << "\n" << out;
+            const VtVariant* v = n->getValue(c.value);
+            ASSERT_NE(nullptr, v) << c.path << " " << c.value;
+            std::string line = std::string(c.value) + ":" + c.line + "\n";
+            EXPECT_NE(std::string::npos, out.find(line)) << line;
+        }
+        // The wrapper keys are structure, not data.
+        EXPECT_EQ(std::string::npos, out.find("IORegistryEntryChildren"));
+        EXPECT_EQ(std::string::npos, out.find("(_items"));
+        EXPECT_EQ(std::string::npos, out.find("(global_"));
+    }
+}
+
 TEST(ReportTree, RejectsWhatIsNotAReport) {
     struct Case {
         const char* helper;

@@ -177,6 +177,41 @@ TEST(VtExec, FailuresShowAsResultMinusOne) {
     EXPECT_TRUE(noChildren());
 }
 
+TEST(VtExec, HelperThatFillsItsErrorPipe) {
+    HelperDir home;
+    // Far more on standard error than a pipe holds, before and between the lines of
+    // the response: nobody may wait for anybody.
+    const std::string flood = "head -c 300000 /dev/zero | tr '\\0' e >&2\n";
+    home.script("noisy", flood + "echo '1.0 0 ok'\n" + flood + "printf '(x\\nn:i=5\\n)\\n'\n" + flood);
+    InfoPtr info(vtExecCommand("noisy"));
+    ASSERT_NE(info, nullptr);
+    EXPECT_EQ(info->result, 0);
+    EXPECT_EQ(vtGetValue(info.get(), "x", "n", 0), 5);
+    EXPECT_TRUE(noChildren());
+}
+
+// Host agents may run with standard input closed; the helper still gets the pipe.
+TEST(VtExecDeathTest, ChildStandardInputWhenOursIsClosed) {
+    HelperDir home;
+    std::string echo = home.script("echo", "if read line; then printf '1.0 0\\nline:s=%s\\n' \"$line\"; "
+                                           "else printf '1.0 0\\nline:s=none\\n'; fi");
+    EXPECT_EXIT(
+        {
+            ::close(0);
+            VtProcess* p = VtProcess::create(echo.c_str(), nullptr);
+            if (!p) std::_Exit(2);
+            p->getStdin()->write("hello\n", 6);
+            p->getStdin()->close();
+            InfoPtr info(vtParseProgramOutput(p->getStdout()));
+            std::string line = vtGetValue(info.get(), nullptr, "line", "?");
+            p->waitFor();
+            p->closeStreams();
+            delete p;
+            std::_Exit(line == "hello" ? 0 : 1);
+        },
+        ::testing::ExitedWithCode(0), "");
+}
+
 TEST(VtExec, CommandPathWithoutHome) {
     HelperDir home;
     ::unsetenv("KOR_HOMEDIR");

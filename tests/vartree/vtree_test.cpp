@@ -399,6 +399,10 @@ TEST(VtTreeDeathTest, BrokenInvariantsAbortWithTheirExpression) {
     EXPECT_DEATH(n.addChild(&nameless), "failed assertion `n->name != 0'");
     EXPECT_DEATH(n.getValue(nullptr), "failed assertion `name != 0'");
     EXPECT_DEATH(vtDumpNode(&nameless, 0), "failed assertion `node->name != 0'");
+    EXPECT_DEATH(vtDumpNode(static_cast<const VtNode*>(nullptr), 0),
+                 "failed assertion `node->name != 0'");
+    EXPECT_DEATH(vtDumpValue(static_cast<const VtVariant*>(nullptr), 0),
+                 "failed assertion `value != 0'");
     EXPECT_DEATH(vtDumpValue(&unnamed, 0), "failed assertion `value->name != 0'");
     EXPECT_DEATH(vtParseNodeDump(nullptr, nullptr), "failed assertion `root != 0'");
 }

@@ -8,6 +8,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
+#include <poll.h>
 #include <string>
 #include <sys/types.h>
 #include <sys/wait.h>
@@ -98,6 +99,10 @@ VtProcess* VtProcess::create(const char* path, const char* args) {
         ::dup2(proc->m_stdinPipe[0], 0);
         ::dup2(proc->m_stdoutPipe[1], 1);
         ::dup2(proc->m_stderrPipe[1], 2);
+        // When this process ran with descriptor 0 closed, the stdin pipe's read end
+        // already is 0: dup2 onto itself keeps close-on-exec, and the helper would
+        // start without a standard input.
+        for (int fd = 0; fd <= 2; ++fd) ::fcntl(fd, F_SETFD, 0);
         ::execv(argv[0], argv.data());
         // _exit, not exit: the parent's unflushed stdio buffers must not be written
         // a second time by the child.
@@ -202,6 +207,39 @@ VtExecInfo* vtParseProgramOutput(VtIStream* in) {
     return info;
 }
 
+namespace {
+
+// The child's standard output, with its standard error drained on the side: a helper
+// that fills the error pipe would otherwise block, and so would we, waiting for the
+// rest of its output. What it writes there is discarded.
+class DrainedOutput : public VtIStream {
+public:
+    DrainedOutput(VtIStream_Unix* out, VtIStream_Unix* err) : m_out(out), m_err(err) {}
+
+    long read(char* buf, unsigned long len) override {
+        while (m_err->fd() != -1 && m_out->fd() != -1) {
+            struct pollfd p[2] = {{m_out->fd(), POLLIN, 0}, {m_err->fd(), POLLIN, 0}};
+            if (::poll(p, 2, -1) < 0) {
+                if (errno == EINTR) continue;
+                break;
+            }
+            if (p[1].revents) {
+                char sink[4096];
+                if (m_err->read(sink, sizeof sink) <= 0) m_err->close(); // its end
+            }
+            if (p[0].revents) break;
+        }
+        return m_out->read(buf, len);
+    }
+    void close() override { m_out->close(); }
+
+private:
+    VtIStream_Unix* m_out;
+    VtIStream_Unix* m_err;
+};
+
+} // namespace
+
 VtExecInfo* vtExecProgram(const char* path) {
     CcLogWrapper* log = getCcLogHw();
     log->traceMidEntry(__LINE__, VT_PROCESS_SOURCE, "vtExecProgram()", "hardware %s",
@@ -212,7 +250,8 @@ VtExecInfo* vtExecProgram(const char* path) {
                       "hardware ERROR! Failed to start %s", path ? path : "(null)");
         return nullptr;
     }
-    VtExecInfo* info = vtParseProgramOutput(proc->getStdout());
+    DrainedOutput out(proc->getStdout(), proc->getStderr());
+    VtExecInfo* info = vtParseProgramOutput(&out);
     // Closing our ends first lets a helper that still writes (after a bad header or
     // dump) fail on the pipe instead of blocking, so the wait cannot hang on it.
     proc->closeStreams();

@@ -55,7 +55,9 @@ private:
 // valid header was read, `tree` is null when the dump could not be parsed.
 INVSCAN_API VtExecInfo* vtParseProgramOutput(VtIStream* in);
 // Runs `path` without arguments and reads its response; null only when it could not
-// be started. The child is reaped and its pipes closed before returning.
+// be started. What the child writes to its standard error is read and discarded, so
+// that it cannot block on a full pipe; the child is reaped and its pipes closed before
+// returning.
 INVSCAN_API VtExecInfo* vtExecProgram(const char* path);
 // Runs the helper `command`: $KOR_HOMEDIR/bin/<command> when KOR_HOMEDIR is set,
 // else `command` as given (no PATH search).

@@ -62,7 +62,8 @@ VtILineStream::VtILineStream(VtIStream* in) : m_in(in) {
 VtILineStream::~VtILineStream() { std::free(m_buf); }
 
 // Moves the unread rest to the front and reads into the free space once. False when
-// nothing more can come in (end of input, error, or a full buffer).
+// nothing more can come in (end of input, error, or a full buffer, which ends the
+// input too).
 bool VtILineStream::fill() {
     if (m_eof || !m_in) {
         m_eof = true;
@@ -74,7 +75,12 @@ bool VtILineStream::fill() {
         m_pos = 0;
     }
     size_t room = BUFFER_SIZE - m_len;
-    if (room == 0) return false;
+    if (room == 0) {
+        // A line that fills the whole buffer: the read into no free space reads
+        // nothing, which is the end of input. The held bytes become the last line.
+        m_eof = true;
+        return false;
+    }
     long n = m_in->read(m_buf + m_len, room);
     if (n <= 0) {
         m_eof = true;

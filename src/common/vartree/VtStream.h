@@ -66,8 +66,9 @@ private:
 };
 
 // Splits a stream into lines. A line ends at LF; a CR cuts the line there (the rest
-// up to the LF is dropped). The last bytes without LF form a last line. Does not own
-// the stream.
+// up to the LF is dropped). The last bytes without LF form a last line. A line longer
+// than the buffer ends the input: its first BUFFER_SIZE bytes are the last line. Does
+// not own the stream.
 class INVSCAN_API VtILineStream {
 public:
     static const size_t BUFFER_SIZE = 409600;

@@ -358,8 +358,9 @@ void vtDumpValue(std::FILE* out, const VtVariant* value, int level) {
 void vtDumpValue(const VtVariant* v, int level) { vtDumpValue(stdout, v, level); }
 
 void vtDumpNode(std::FILE* out, const VtNode* node, int level) {
-    VT_ASSERT(node != 0);
-    VT_ASSERT(node->name != 0);
+    // A null node fails the name check too: that is the one invariant the node writer
+    // states.
+    if (!node || !node->name) vtAssertFail(VT_SOURCE, __LINE__, "node->name != 0");
     vtIndent(out, level);
     std::fprintf(out, "%c%s\n", '(', node->name);
     for (const VtVariant* v = node->values; v; v = v->next) vtDumpValue(out, v, level + 1);
