@@ -93,6 +93,9 @@ TEST(SMBIOSWalk, Type5WithoutTerminatorAndType16ZeroRuns) {
     ASSERT_NE(t->getTable16(), nullptr);
     EXPECT_EQ(t->getTable16()->getMaxCapacity(), 8u << 20);
     EXPECT_EQ(t->getTable16()->getNumMemDevices(), 2u);
+    // Neither reads a string set: the set length stays at the header read's 1.
+    EXPECT_EQ(t->getTable5()->getStringSetLength(), 1);
+    EXPECT_EQ(t->getTable16()->getStringSetLength(), 1);
     ASSERT_NE(t->getTable2(), nullptr);
     EXPECT_STREQ(t->getTable2()->getManufacturer(), "V");
 }
