@@ -113,6 +113,12 @@ void setSmbiosDebug(int level) { g_override = level; }
 
 int getSmbiosDebug() { return dbg(); }
 
+// For the snapshot reader beside this file; not part of the interface.
+#if defined(__GNUC__)
+__attribute__((format(printf, 3, 4)))
+#endif
+void smbiosTrace(const char* fn, int line, const char* fmt, ...);
+
 void smbiosTrace(const char* fn, int line, const char* fmt, ...) {
     logprefix(fn, line);
     std::va_list ap;

@@ -63,11 +63,6 @@ INVSCAN_API char* getString(const unsigned char* structure, const unsigned char*
 // Initialised from INVSCAN_SMBIOS_DEBUG.
 INVSCAN_API void setSmbiosDebug(int level);
 INVSCAN_API int getSmbiosDebug();
-// One trace line on standard error, led by "<function>(<line>) - ".
-#if defined(__GNUC__)
-__attribute__((format(printf, 3, 4)))
-#endif
-void smbiosTrace(const char* fn, int line, const char* fmt, ...);
 INVSCAN_API void dump_smbios(const unsigned char* table, size_t length);
 
 #endif

@@ -9,6 +9,12 @@
 #include <cstring>
 #include <vector>
 
+// The module's trace line (smbios.cpp), led by "<function>(<line>) - ".
+#if defined(__GNUC__)
+__attribute__((format(printf, 3, 4)))
+#endif
+void smbiosTrace(const char* fn, int line, const char* fmt, ...);
+
 static bool getSmbiosTableRaw(std::vector<unsigned char>& table) {
     VtExecInfo* info = MacInfo::getIoKit();
     if (!info) {
