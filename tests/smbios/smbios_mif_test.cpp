@@ -1,5 +1,6 @@
 // The BIOS date rewrite of the MIF file and its string helpers.
 #include "qtvbios_mif.h"
+#include "smbios_builder.h"
 
 #include <gtest/gtest.h>
 
@@ -53,8 +54,7 @@ TEST(MifRewrite, Cases) {
          std::string(300, 'x') + "\n" + std::string(kHead) + "    Value = \"01/02/99\"", "2003-12-25",
          std::string(300, 'x') + "\n" + std::string(kHead) + rewritten},
     };
-    const std::string dir = testing::TempDir();
-    const std::string path = dir + "qtvbios_test.mif";
+    const std::string path = scratchPath("qtvbios_test.mif");
     for (const Case& c : cases) {
         writeAll(path, c.before);
         chmod(path.c_str(), 0640);
@@ -74,7 +74,7 @@ TEST(MifRewrite, WhereTheFileLives) {
     // files still gets its file rewritten in place.
     const std::string unknown = std::string(kHead) + "    Value = \"UNKNOWN\"\n";
     const std::string want = std::string(kHead) + std::string(16, ' ') + "Value = \"12/25/03\"\n";
-    const std::string dir = testing::TempDir() + "mifwhere";
+    const std::string dir = scratchPath("mifwhere");
     mkdir(dir.c_str(), 0700);
     const std::string target = dir + "/real.mif", link = dir + "/qtvbios.mif";
     struct Case {
@@ -108,7 +108,7 @@ TEST(MifRewrite, WhereTheFileLives) {
 TEST(MifRewrite, CurrentDirectoryFile) {
     char old[4096];
     ASSERT_NE(getcwd(old, sizeof old), nullptr);
-    std::string dir = testing::TempDir() + "mifcwd";
+    std::string dir = scratchPath("mifcwd");
     mkdir(dir.c_str(), 0700);
     ASSERT_EQ(chdir(dir.c_str()), 0);
     writeAll("qtvbios.mif", std::string(kHead) + "    Value = \"UNKNOWN\"\n");

@@ -159,7 +159,7 @@ TEST(SmbiosSummary, FromTheSnapshotWithDebugDumps) {
     MacInfo::setIoKit(snapshotWith(b.bytes));
     char old[4096];
     ASSERT_NE(getcwd(old, sizeof old), nullptr);
-    std::string dir = testing::TempDir() + "smbios_dumps";
+    std::string dir = scratchPath("smbios_dumps");
     mkdir(dir.c_str(), 0700);
     ASSERT_EQ(chdir(dir.c_str()), 0);
     setSmbiosDebug(2);

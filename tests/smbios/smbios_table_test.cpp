@@ -230,7 +230,7 @@ TEST(SMBIOSHostile, LengthBelowFourEndsTheWalk) {
 TEST(SMBIOSTableFile, RoundTripIsExact) {
     TableBuilder b;
     b.add(0, type0Fields(), {"Vendor", "1.0", "12/25/2003"}).add(0x81, std::vector<uint8_t>(40, 0xA5)).end();
-    const std::string path = testing::TempDir() + "smbios_roundtrip.txt";
+    const std::string path = scratchPath("smbios_roundtrip.txt");
     SMBIOSTable src(b.bytes.data(), static_cast<int>(b.bytes.size()), 0x24, 3);
     src.writeBytesToFile(path.c_str());
 
@@ -268,7 +268,7 @@ TEST(SMBIOSTableFile, RoundTripIsExact) {
 }
 
 TEST(SMBIOSTableFile, WrongFormatEndsTheProcess) {
-    const std::string path = testing::TempDir() + "smbios_badformat.txt";
+    const std::string path = scratchPath("smbios_badformat.txt");
     std::FILE* f = std::fopen(path.c_str(), "w");
     std::fputs("SMBIOS File Format=0x0002\n", f);
     std::fclose(f);
