@@ -14,6 +14,8 @@
 #include <string>
 #include <vector>
 
+#include <unistd.h>
+
 struct TableBuilder {
     std::vector<uint8_t> bytes;
     int count = 0;
@@ -50,6 +52,12 @@ struct TableBuilder {
         return t;
     }
 };
+
+// A path in the temporary folder that no other test process (of this or another
+// checkout on the machine) uses at the same time.
+inline std::string scratchPath(const std::string& name) {
+    return testing::TempDir() + "invscan_" + std::to_string(getpid()) + "_" + name;
+}
 
 // Little-endian field helpers.
 inline std::vector<uint8_t> le16(unsigned v) { return {static_cast<uint8_t>(v), static_cast<uint8_t>(v >> 8)}; }

@@ -96,7 +96,7 @@ TEST(SMBIOSCorpus, EveryTableEveryLayer) {
         SmbiosInfo info;
         getSmbiosInfoFromTable(bytes.data(), bytes.size(), 2, 4, info);
         // The file-format round trip holds for real tables too.
-        std::string path = testing::TempDir() + "corpus_roundtrip.txt";
+        std::string path = scratchPath("corpus_roundtrip.txt");
         t->writeBytesToFile(path.c_str());
         SMBIOSTable back(path.c_str());
         ASSERT_EQ(back.getTotalLength(), t->getTotalLength()) << name;
@@ -243,7 +243,7 @@ TEST(SMBIOSCorpus, AgreesWithDmidecode) {
     std::map<std::string, int> reasons;
     int identical = 0, explained = 0, tables = 0;  // besides the date form
     std::ostringstream report;
-    const std::string dump = testing::TempDir() + "smbios_dmidecode.bin";
+    const std::string dump = scratchPath("smbios_dmidecode.bin");
     for (const std::string& name : corpusFiles()) {
         std::vector<uint8_t> bytes = readFile(kDir + name);
         auto t = snapshotTable(bytes);

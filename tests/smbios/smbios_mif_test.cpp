@@ -1,5 +1,6 @@
 // The BIOS date rewrite of the MIF file and its string helpers.
 #include "qtvbios_mif.h"
+#include "smbios_builder.h"
 
 #include <gtest/gtest.h>
 
@@ -53,8 +54,7 @@ TEST(MifRewrite, Cases) {
          std::string(300, 'x') + "\n" + std::string(kHead) + "    Value = \"01/02/99\"", "2003-12-25",
          std::string(300, 'x') + "\n" + std::string(kHead) + rewritten},
     };
-    const std::string dir = testing::TempDir();
-    const std::string path = dir + "qtvbios_test.mif";
+    const std::string path = scratchPath("qtvbios_test.mif");
     for (const Case& c : cases) {
         writeAll(path, c.before);
         chmod(path.c_str(), 0640);
@@ -69,10 +69,46 @@ TEST(MifRewrite, Cases) {
     EXPECT_EQ(qtvbios_mif_rewrite_file(path.c_str(), "2003-12-25"), 0);
 }
 
+TEST(MifRewrite, WhereTheFileLives) {
+    // A link stays a link and its target is rewritten; a folder that takes no new
+    // files still gets its file rewritten in place.
+    const std::string unknown = std::string(kHead) + "    Value = \"UNKNOWN\"\n";
+    const std::string want = std::string(kHead) + std::string(16, ' ') + "Value = \"12/25/03\"\n";
+    const std::string dir = scratchPath("mifwhere");
+    mkdir(dir.c_str(), 0700);
+    const std::string target = dir + "/real.mif", link = dir + "/qtvbios.mif";
+    struct Case {
+        const char* name;
+        bool viaLink, lockFolder;
+    };
+    const Case cases[] = {{"link", true, false}, {"read-only folder", false, true}};
+    for (const Case& c : cases) {
+        if (c.lockFolder && geteuid() == 0) continue;  // root writes anywhere
+        writeAll(target, unknown);
+        std::remove(link.c_str());
+        if (c.viaLink) {
+            ASSERT_EQ(symlink("real.mif", link.c_str()), 0);
+        }
+        const std::string path = c.viaLink ? link : target;
+        if (c.lockFolder) chmod(dir.c_str(), 0500);
+        EXPECT_EQ(qtvbios_mif_rewrite_file(path.c_str(), "2003-12-25"), 1) << c.name;
+        chmod(dir.c_str(), 0700);
+        EXPECT_EQ(readAll(target), want) << c.name;
+        struct stat st;
+        if (c.viaLink) {
+            ASSERT_EQ(lstat(link.c_str(), &st), 0);
+            EXPECT_TRUE(S_ISLNK(st.st_mode)) << c.name;
+        }
+    }
+    std::remove(link.c_str());
+    std::remove(target.c_str());
+    rmdir(dir.c_str());
+}
+
 TEST(MifRewrite, CurrentDirectoryFile) {
     char old[4096];
     ASSERT_NE(getcwd(old, sizeof old), nullptr);
-    std::string dir = testing::TempDir() + "mifcwd";
+    std::string dir = scratchPath("mifcwd");
     mkdir(dir.c_str(), 0700);
     ASSERT_EQ(chdir(dir.c_str()), 0);
     writeAll("qtvbios.mif", std::string(kHead) + "    Value = \"UNKNOWN\"\n");

@@ -177,6 +177,27 @@ TEST(SMBIOSRecords, Type10OnlyFirstDevice) {
     EXPECT_STREQ(r11.getString(2), "two");
 }
 
+TEST(SMBIOSRecords, ReadingAgainReplacesTheStrings) {
+    // A record object read a second time holds the second structure only.
+    struct Case {
+        std::vector<std::string> first, second;
+    };
+    const Case cases[] = {{{"A", "B", "C"}, {"x"}}, {{"A"}, {}}, {{}, {"p", "q"}}};
+    for (const Case& c : cases) {
+        TableBuilder b1, b2;
+        b1.add(2, {1, 2, 3, 0}, c.first);
+        b2.add(2, {1, 2, 3, 0}, c.second);
+        SMBIOSTable2Data r(0);
+        r.readBlock(b1.bytes.data(), 0, static_cast<int>(b1.bytes.size()));
+        r.readBlock(b2.bytes.data(), 0, static_cast<int>(b2.bytes.size()));
+        for (int i = 1; i <= 3; ++i) {
+            const char* s = r.stringFromIndex(i);
+            if (static_cast<size_t>(i) <= c.second.size()) EXPECT_STREQ(s, c.second[i - 1].c_str());
+            else EXPECT_EQ(s, nullptr) << i;
+        }
+    }
+}
+
 TEST(SMBIOSRecords, FieldsPastTheLengthReadAsZero) {
     // A 2.0-era type 4 of 0x1A bytes: serial and asset tag lie beyond it.
     TableBuilder b;

@@ -5,7 +5,9 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdio>
+#include <memory>
 #include <string>
 
 #include <sys/stat.h>
@@ -101,9 +103,55 @@ TEST(SmbiosSummary, GetString) {
     EXPECT_STREQ(getString(s, end, 0, out, sizeof out), "");
 }
 
+TEST(SmbiosSummary, ProcStructReadsOnlyWhatTheCallerHands) {
+    // Each buffer holds exactly the bytes given: a structure whose length byte claims
+    // more must not be read past `end` (the sanitizer build checks the bytes, the
+    // values show that fields beyond it read as 0).
+    struct Case {
+        std::vector<uint8_t> bytes;
+        size_t chips;
+        int status;
+    };
+    const std::vector<Case> cases = {
+        {{4, 0x30, 0, 0, 1, 3}, 1, 0},
+        {cat({{4, 0x30, 0, 0, 1, 3, 0xB3, 2}, std::vector<uint8_t>(16, 0), {0x41}}), 1, 0x41},
+        {{4, 0xFF, 0, 0, 1}, 0, 0},
+        {{4}, 0, 0},
+    };
+    for (const Case& c : cases) {
+        std::unique_ptr<uint8_t[]> heap(new uint8_t[c.bytes.size()]);
+        std::copy(c.bytes.begin(), c.bytes.end(), heap.get());
+        SmbiosInfo info;
+        parseProcStruct(heap.get(), heap.get() + c.bytes.size(), info);
+        ASSERT_EQ(info.chips.size(), c.chips) << c.bytes.size();
+        if (c.chips) {
+            EXPECT_EQ(info.chips[0].status, c.status);
+            EXPECT_EQ(info.chips[0].bootSpeedMHz, 0);
+            EXPECT_EQ(info.chips[0].version, "");
+        }
+    }
+}
+
 }  // namespace
 
 namespace {
+
+TEST(SmbiosSummary, FailureMessageFollowsTheDebugSwitch) {
+    const char* const kMsg = "ERROR! Failed to get SMBIOS table";
+    for (int level : {0, 1}) {
+        TableBuilder b;
+        b.end();
+        MacInfo::setIoKit(snapshotWith(b.bytes, false));
+        setSmbiosDebug(level);
+        SmbiosInfo info;
+        testing::internal::CaptureStderr();
+        EXPECT_FALSE(getSmbiosInfo(info));
+        std::string log = testing::internal::GetCapturedStderr();
+        EXPECT_EQ(log.find(kMsg) != std::string::npos, level != 0) << level << ": " << log;
+    }
+    setSmbiosDebug(0);
+    MacInfo::setIoKit(nullptr);
+}
 
 TEST(SmbiosSummary, FromTheSnapshotWithDebugDumps) {
     TableBuilder b;
@@ -111,7 +159,7 @@ TEST(SmbiosSummary, FromTheSnapshotWithDebugDumps) {
     MacInfo::setIoKit(snapshotWith(b.bytes));
     char old[4096];
     ASSERT_NE(getcwd(old, sizeof old), nullptr);
-    std::string dir = testing::TempDir() + "smbios_dumps";
+    std::string dir = scratchPath("smbios_dumps");
     mkdir(dir.c_str(), 0700);
     ASSERT_EQ(chdir(dir.c_str()), 0);
     setSmbiosDebug(2);

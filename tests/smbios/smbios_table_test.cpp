@@ -93,6 +93,9 @@ TEST(SMBIOSWalk, Type5WithoutTerminatorAndType16ZeroRuns) {
     ASSERT_NE(t->getTable16(), nullptr);
     EXPECT_EQ(t->getTable16()->getMaxCapacity(), 8u << 20);
     EXPECT_EQ(t->getTable16()->getNumMemDevices(), 2u);
+    // Neither reads a string set: the set length stays at the header read's 1.
+    EXPECT_EQ(t->getTable5()->getStringSetLength(), 1);
+    EXPECT_EQ(t->getTable16()->getStringSetLength(), 1);
     ASSERT_NE(t->getTable2(), nullptr);
     EXPECT_STREQ(t->getTable2()->getManufacturer(), "V");
 }
@@ -227,7 +230,7 @@ TEST(SMBIOSHostile, LengthBelowFourEndsTheWalk) {
 TEST(SMBIOSTableFile, RoundTripIsExact) {
     TableBuilder b;
     b.add(0, type0Fields(), {"Vendor", "1.0", "12/25/2003"}).add(0x81, std::vector<uint8_t>(40, 0xA5)).end();
-    const std::string path = testing::TempDir() + "smbios_roundtrip.txt";
+    const std::string path = scratchPath("smbios_roundtrip.txt");
     SMBIOSTable src(b.bytes.data(), static_cast<int>(b.bytes.size()), 0x24, 3);
     src.writeBytesToFile(path.c_str());
 
@@ -265,7 +268,7 @@ TEST(SMBIOSTableFile, RoundTripIsExact) {
 }
 
 TEST(SMBIOSTableFile, WrongFormatEndsTheProcess) {
-    const std::string path = testing::TempDir() + "smbios_badformat.txt";
+    const std::string path = scratchPath("smbios_badformat.txt");
     std::FILE* f = std::fopen(path.c_str(), "w");
     std::fputs("SMBIOS File Format=0x0002\n", f);
     std::fclose(f);

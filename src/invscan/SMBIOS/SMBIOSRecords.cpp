@@ -272,7 +272,6 @@ int SMBIOSTable5Data::readBlock(const unsigned char* bytes, int offset, int size
     supTypes = rd16(0x0B);
     voltage = rd8(0x0D);
     numSlots = rd8(0x0E);
-    stringSetLength = 0;
     // No string set is read. A non-zero byte right after the formatted area is taken
     // for the next structure (some firmware writes no terminator); otherwise the run of
     // zero bytes is passed over.
@@ -431,7 +430,6 @@ int SMBIOSTable16Data::readBlock(const unsigned char* bytes, int offset, int siz
     maxCapacity = rd32(0x07);
     errHandle = rd16(0x0B);
     numDevices = rd16(0x0D);
-    stringSetLength = 0;
     // No string set is read: every zero byte after the formatted area is passed over.
     while (end >= 0 && end < size && bytes[end] == 0) ++end;
     return end;

@@ -18,14 +18,20 @@ char* IntelByteBuffer::readCHARArray(const unsigned char* b, int off, char* out,
 
 SMBIOSTableData::SMBIOSTableData(int rev) : revision(rev) {}
 
-SMBIOSTableData::~SMBIOSTableData() {
+SMBIOSTableData::~SMBIOSTableData() { freeStrings(); }
+
+void SMBIOSTableData::freeStrings() {
     if (strings) {
         for (int i = 0; i < stringSlots; ++i) delete[] strings[i];
         delete[] strings;
     }
+    strings = nullptr;
+    stringSlots = 0;
 }
 
 int SMBIOSTableData::readBlock(const unsigned char* bytes, int offset, int size) {
+    // A record read again must not keep strings of the structure it held before.
+    freeStrings();
     type = (offset >= 0 && offset < size) ? bytes[offset] : 0;
     length = (offset >= 0 && offset + 1 < size) ? bytes[offset + 1] : 0;
     stringSetLength = 1;

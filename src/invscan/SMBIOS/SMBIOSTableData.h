@@ -82,6 +82,8 @@ protected:
     int stringSlots = 0;
 
 private:
+    void freeStrings();
+
     const unsigned char* m_blk = nullptr;  // valid only during readBlock
     int m_avail = 0;                       // readable bytes of the formatted area
 };

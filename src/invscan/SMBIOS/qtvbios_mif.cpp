@@ -68,6 +68,15 @@ bool readLines(FILE* f, std::vector<std::string>& lines) {
     return true;
 }
 
+bool writeAll(FILE* f, const std::vector<std::string>& lines) {
+    bool ok = true;
+    for (const std::string& l : lines)
+        ok = ok && std::fwrite(l.data(), 1, l.size(), f) == l.size();
+    return std::fflush(f) == 0 && ok;
+}
+
+// A temporary file beside the target and a rename: the file is either the old one or
+// the new one, never half written. Mode and owner are carried over.
 bool writeAtomically(const std::string& path, const std::vector<std::string>& lines) {
     std::string tmp = path + ".XXXXXX";
     std::vector<char> name(tmp.begin(), tmp.end());
@@ -75,17 +84,19 @@ bool writeAtomically(const std::string& path, const std::vector<std::string>& li
     int fd = mkstemp(name.data());
     if (fd < 0) return false;
     struct stat st;
-    if (stat(path.c_str(), &st) == 0) fchmod(fd, st.st_mode & 07777);
+    if (stat(path.c_str(), &st) == 0) {
+        fchmod(fd, st.st_mode & 07777);
+        if (fchown(fd, st.st_uid, st.st_gid) != 0) {
+            // Not ours to give away: the new file keeps our owner.
+        }
+    }
     FILE* f = fdopen(fd, "w");
     if (!f) {
         close(fd);
         unlink(name.data());
         return false;
     }
-    bool ok = true;
-    for (const std::string& l : lines)
-        ok = ok && std::fwrite(l.data(), 1, l.size(), f) == l.size();
-    ok = std::fflush(f) == 0 && ok;
+    bool ok = writeAll(f, lines);
     ok = fsync(fileno(f)) == 0 && ok;
     ok = std::fclose(f) == 0 && ok;
     if (!ok || std::rename(name.data(), path.c_str()) != 0) {
@@ -93,6 +104,35 @@ bool writeAtomically(const std::string& path, const std::vector<std::string>& li
         return false;
     }
     return true;
+}
+
+// For a folder we may not create files in: rewrite the file itself, and put the old
+// text back if writing the new one fails.
+bool writeInPlace(const std::string& path, const std::vector<std::string>& lines,
+                  const std::vector<std::string>& original) {
+    FILE* f = std::fopen(path.c_str(), "r+b");
+    if (!f) return false;
+    bool ok = writeAll(f, lines);
+    long end = std::ftell(f);
+    ok = ok && end >= 0 && ftruncate(fileno(f), static_cast<off_t>(end)) == 0;
+    if (!ok) {
+        std::rewind(f);
+        writeAll(f, original);
+        long oend = std::ftell(f);
+        if (oend >= 0 && ftruncate(fileno(f), static_cast<off_t>(oend)) != 0) {
+            // Nothing more can be done; the trace tells the rewrite failed.
+        }
+    }
+    return std::fclose(f) == 0 && ok;
+}
+
+// The file behind `path`: a symbolic link stays a link and its target is rewritten.
+std::string resolved(const char* path) {
+    char* r = realpath(path, nullptr);
+    if (!r) return path;
+    std::string s = r;
+    std::free(r);
+    return s;
 }
 
 }  // namespace
@@ -126,6 +166,7 @@ int qtvbios_mif_rewrite_file(const char* path, const char* date) {
         }
     }
     bool replaced = false;
+    const std::vector<std::string> original = lines;
     if (state == 2) {
         std::string& v = lines[valueLine];
         log->traceMAX(__LINE__, kFile, kOp, "hardware Date is: %s", v.c_str());
@@ -151,9 +192,8 @@ int qtvbios_mif_rewrite_file(const char* path, const char* date) {
         return 0;
     }
     log->traceMAX(__LINE__, kFile, kOp, "hardware %s", "Rewriting qtvbios.mif file.");
-    // A temporary file beside the original and a rename: the MIF file is either the
-    // old one or the new one, never half written.
-    if (!writeAtomically(path, lines)) {
+    const std::string target = resolved(path);
+    if (!writeAtomically(target, lines) && !writeInPlace(target, lines, original)) {
         log->traceMidExit(__LINE__, kFile, kOp, "hardware %s",
                           "It is not possible to open qtvbios.mif to rewrite.");
         return 0;

@@ -65,13 +65,20 @@ std::string str(const unsigned char* s, const unsigned char* end, unsigned index
     return buf;
 }
 
+// The formatted area of the structure at `s`, cut at `end`.
+Fields fieldsOf(const unsigned char* s, const unsigned char* end) {
+    if (!s || end - s < 2) return Fields{s, 0};
+    unsigned avail = static_cast<unsigned>(end - s < 0xFF ? end - s : 0xFF);
+    return Fields{s, s[1] < avail ? s[1] : avail};
+}
+
 void parseSystemStruct(const unsigned char* s, const unsigned char* end, SmbiosInfo& info) {
     if (!versionAtLeast(info, 2, 0)) {
         SMB_LOG("parseSystemStruct(): SBIOS version %d.%d < 2.0, skipping System table.\n",
                 info.version[0], info.version[1]);
         return;
     }
-    Fields f{s, s[1]};
+    Fields f = fieldsOf(s, end);
     SmbiosInfo::System& sys = info.system;
     sys.present = true;
     sys.manufacturer = str(s, end, f.u8(0x04));
@@ -104,6 +111,22 @@ const unsigned char* skipStrings(const unsigned char* p, const unsigned char* en
 
 void setSmbiosDebug(int level) { g_override = level; }
 
+int getSmbiosDebug() { return dbg(); }
+
+// For the snapshot reader beside this file; not part of the interface.
+#if defined(__GNUC__)
+__attribute__((format(printf, 3, 4)))
+#endif
+void smbiosTrace(const char* fn, int line, const char* fmt, ...);
+
+void smbiosTrace(const char* fn, int line, const char* fmt, ...) {
+    logprefix(fn, line);
+    std::va_list ap;
+    va_start(ap, fmt);
+    std::vfprintf(stderr, fmt, ap);
+    va_end(ap);
+}
+
 char* getString(const unsigned char* s, const unsigned char* end, int index, char* out,
                 size_t outSize) {
     if (outSize == 0) return out;
@@ -126,7 +149,8 @@ char* getString(const unsigned char* s, const unsigned char* end, int index, cha
 }
 
 void parseProcStruct(const unsigned char* s, const unsigned char* end, SmbiosInfo& info) {
-    Fields f{s, s[1]};
+    // Exported: the caller's structure may claim more bytes than it has.
+    Fields f = fieldsOf(s, end);
     if (f.u8(0x05) != 3) {
         SMB_LOG("parseProcStruct(): Proc type %d is not CPU, skipped.\n", f.u8(0x05));
         return;

@@ -62,6 +62,7 @@ INVSCAN_API char* getString(const unsigned char* structure, const unsigned char*
 // Debug switches: 1 traces to standard error, 2 also writes smbios_<pid>.raw/.txt.
 // Initialised from INVSCAN_SMBIOS_DEBUG.
 INVSCAN_API void setSmbiosDebug(int level);
+INVSCAN_API int getSmbiosDebug();
 INVSCAN_API void dump_smbios(const unsigned char* table, size_t length);
 
 #endif

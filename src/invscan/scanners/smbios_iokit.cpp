@@ -9,6 +9,12 @@
 #include <cstring>
 #include <vector>
 
+// The module's trace line (smbios.cpp), led by "<function>(<line>) - ".
+#if defined(__GNUC__)
+__attribute__((format(printf, 3, 4)))
+#endif
+void smbiosTrace(const char* fn, int line, const char* fmt, ...);
+
 static bool getSmbiosTableRaw(std::vector<unsigned char>& table) {
     VtExecInfo* info = MacInfo::getIoKit();
     if (!info) {
@@ -42,7 +48,8 @@ bool getSmbiosInfo(SmbiosInfo& info) {
     info = SmbiosInfo();
     std::vector<unsigned char> table;
     if (!getSmbiosTableRaw(table)) {
-        if (std::getenv("INVSCAN_SMBIOS_DEBUG")) std::fprintf(stderr, "ERROR! Failed to get SMBIOS table\n");
+        // The debug switch, not the variable's mere presence: INVSCAN_SMBIOS_DEBUG=0 is off.
+        if (getSmbiosDebug()) smbiosTrace(__func__, __LINE__, "ERROR! Failed to get SMBIOS table\n");
         return false;
     }
     // The snapshot carries no entry point; 2.4 is the version the summary assumes.
