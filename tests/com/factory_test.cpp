@@ -208,6 +208,24 @@ TEST(HWConfig, InfoFromNodesOfTheWrongName) {
     EXPECT_TRUE(p.Manufactor.isEmpty());
 }
 
+TEST(HWConfig, CoresPerPackageReadsAlikeOnEveryHost) {
+    struct {
+        const char* text;  // null: no attribute
+        uint32_t cores;
+    } cases[] = {
+        {nullptr, 1},         {"", 1},           {"0x10", 16},         {"010", 8},
+        {"4", 4},             {"four", 0},       {"4294967295", 4294967295u},
+        {"4294967296", 4294967295u},             {"99999999999999999999", 4294967295u},
+        {"-1", 4294967295u},  {"-5", 4294967291u}, {" -4294967296", 4294967295u},
+        {"-18446744073709551615", 4294967295u}, {"-0", 0},
+    };
+    for (auto& c : cases) {
+        Node qcm(String("QCM"));
+        if (c.text) qcm.getAttributes().put(String("CoresPerPackage"), String(c.text));
+        EXPECT_EQ(QCMInfo(&qcm).CoresPerPackage, c.cores) << (c.text ? c.text : "absent");
+    }
+}
+
 TEST(HWConfig, SinkKeepsCopiesAndAnswersErrors) {
     HWParseNodeSink sink;
     HWXmlKorParser parser(kConfig, &sink);
