@@ -76,6 +76,7 @@ uint64_t get64(const unsigned char* p) {
 }
 
 nlohmann::json blockValue(const unsigned char* block) {
+    if (!zelBlockIsComplete(block)) return nullptr;
     uint32_t length = zelGet32(block);
     uint32_t type = zelGet32(block + 8);
     const unsigned char* v = block + ZEL_ATTRIB_HEADER;

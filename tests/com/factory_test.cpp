@@ -1,14 +1,20 @@
 #include <gtest/gtest.h>
 
+#include "CcLog.h"
 #include "File.h"
 #include "GroupFactory.h"
 #include "KorCfg.h"
 #include "ScanInfoGroup.h"
 #include "ZelRender.h"
 
+#include <clocale>
 #include <cstdio>
+#include <cstdlib>
+#include <fstream>
 #include <memory>
 #include <string>
+#include <unistd.h>
+#include <vector>
 
 namespace {
 
@@ -84,6 +90,67 @@ TEST(GroupFactory, ResultCodesOfLoadNodeFromFile) {
     EXPECT_EQ(f->getGlobalAttrs().size(), globals);
 }
 
+// The messages loadNodeFromFile traces, in order, for one call.
+std::vector<std::string> loadTrace(const String& path, int kind, int& result) {
+    char name[] = "/tmp/invscan_trace_XXXXXX";
+    int fd = mkstemp(name);
+    if (fd < 0) return {};
+    close(fd);
+    CcLogWrapper* log = getCcLogHw();
+    log->setOutput(name);
+    result = GroupFactory::getInstance()->loadNodeFromFile(path, kind);
+    log->setOutput(nullptr);
+    std::vector<std::string> messages;
+    std::ifstream in(name);
+    const std::string tag = " loadNodeFromFile: ";
+    for (std::string line; std::getline(in, line);) {
+        size_t at = line.find(tag);
+        if (at != std::string::npos) messages.push_back(line.substr(at + tag.size()));
+    }
+    std::remove(name);
+    return messages;
+}
+
+TEST(GroupFactory, LoadNodeFromFileTracesEveryOutcome) {
+    const std::string dir = INVSCAN_TEST_DATA "/config/";
+    struct {
+        const char* file;
+        int kind, result;
+        std::vector<std::string> expected;  // "*" ends a prefix match
+    } cases[] = {
+        {"missing.xml", 1, 5,
+         {"hardware", "hardware Open config file @ for read",
+          "hardware ERROR! Failed to open file @ for reading", "hardware return =5"}},
+        {"broken.xml", 1, 2,
+         {"hardware", "hardware Open config file @ for read", "hardware After ParseNodeSink()",
+          "hardware After new XmlKorParser()", "hardware After sink->getNode()",
+          "hardware korparser status is *", "hardware ERROR! Failed to parse the xmlfile @",
+          "hardware After parsing config file @", "hardware return =2"}},
+        {"plain.xml", 5, -1,
+         {"hardware", "hardware Open config file @ for read", "hardware After HWParseNodeSink()",
+          "hardware After new HWXmlKorParser()", "hardware After sink->getNode()",
+          "hardware korparser status is 0", "hardware After parsing config file @",
+          "hardware return =-1"}},
+    };
+    for (auto& c : cases) {
+        std::string path = dir + c.file;
+        int result = 0;
+        std::vector<std::string> got = loadTrace(String(path.c_str()), c.kind, result);
+        EXPECT_EQ(result, c.result) << c.file;
+        ASSERT_EQ(got.size(), c.expected.size()) << c.file;
+        for (size_t i = 0; i < got.size(); ++i) {
+            std::string want = c.expected[i];
+            size_t at = want.find('@');
+            if (at != std::string::npos) want.replace(at, 1, path);
+            if (!want.empty() && want.back() == '*')
+                EXPECT_EQ(got[i].compare(0, want.size() - 1, want, 0, want.size() - 1), 0)
+                    << got[i];
+            else
+                EXPECT_EQ(got[i], want) << c.file;
+        }
+    }
+}
+
 TEST(GroupFactory, ConfigurationReachesTheGroups) {
     GroupFactory* f = GroupFactory::getInstance();
     size_t globals = f->getGlobalAttrs().size();
@@ -141,6 +208,24 @@ TEST(HWConfig, InfoFromNodesOfTheWrongName) {
     EXPECT_TRUE(p.Manufactor.isEmpty());
 }
 
+TEST(HWConfig, CoresPerPackageReadsAlikeOnEveryHost) {
+    struct {
+        const char* text;  // null: no attribute
+        uint32_t cores;
+    } cases[] = {
+        {nullptr, 1},         {"", 1},           {"0x10", 16},         {"010", 8},
+        {"4", 4},             {"four", 0},       {"4294967295", 4294967295u},
+        {"4294967296", 4294967295u},             {"99999999999999999999", 4294967295u},
+        {"-1", 4294967295u},  {"-5", 4294967291u}, {" -4294967296", 4294967295u},
+        {"-18446744073709551615", 4294967295u}, {"-0", 0},
+    };
+    for (auto& c : cases) {
+        Node qcm(String("QCM"));
+        if (c.text) qcm.getAttributes().put(String("CoresPerPackage"), String(c.text));
+        EXPECT_EQ(QCMInfo(&qcm).CoresPerPackage, c.cores) << (c.text ? c.text : "absent");
+    }
+}
+
 TEST(HWConfig, SinkKeepsCopiesAndAnswersErrors) {
     HWParseNodeSink sink;
     HWXmlKorParser parser(kConfig, &sink);
@@ -196,6 +281,49 @@ TEST(XmlKorParser, HostileDocumentsGiveAStatus) {
     EXPECT_TRUE(root->getChild(1)->getAttributes().getEntry(0, k, v));
     EXPECT_EQ(k, String("b"));
     EXPECT_FALSE(root->getAttributes().getEntry(1, k, v));
+}
+
+TEST(XmlKorParser, TextDecodesTheSameInEveryLocale) {
+    std::string before = std::setlocale(LC_CTYPE, nullptr);
+    struct {
+        std::string doc;
+    } docs[] = {
+        {"<Hardware Vendor=\"caf\xC3\xA9\"><Group Name=\"x\"/></Hardware>"},
+        {"<?xml version=\"1.0\" encoding=\"ISO-8859-1\"?><Hardware Vendor=\"caf\xE9\"/>"},
+    };
+    for (const char* locale : {"C", "C.UTF-8"}) {
+        if (!std::setlocale(LC_CTYPE, locale)) continue;
+        for (auto& d : docs) {
+            ParseNodeSink sink;
+            ASSERT_EQ(NodeReader(&sink).processBuffer(d.doc.data(), d.doc.size()), 0);
+            std::unique_ptr<Node> root(sink.getNode(1));
+            ASSERT_NE(root, nullptr);
+            const String* v = root->getAttributes().get(String("Vendor"));
+            ASSERT_NE(v, nullptr);
+            EXPECT_EQ(v->wstr(), std::wstring(L"caf\u00e9")) << locale << " " << d.doc;
+        }
+    }
+    std::setlocale(LC_CTYPE, before.c_str());
+}
+
+TEST(String, UndecodableBytesSurviveTheRoundTrip) {
+    std::string before = std::setlocale(LC_CTYPE, nullptr);
+    struct {
+        const char* locale;
+        const char* text;
+        const char* back;
+    } cases[] = {
+        {"C", "/tmp/caf\xC3\xA9/KorHWConfig.xml", "/tmp/caf\xC3\xA9/KorHWConfig.xml"},
+        {"C", "\xFF\x80", "\xFF\x80"},
+        {"C.UTF-8", "/tmp/caf\xC3\xA9", "/tmp/caf\xC3\xA9"},
+    };
+    for (auto& c : cases) {
+        if (!std::setlocale(LC_CTYPE, c.locale)) continue;
+        EXPECT_EQ(String(c.text).toMultiByte(), c.back) << c.locale;
+    }
+    std::setlocale(LC_CTYPE, "C");
+    EXPECT_EQ(String(L"\u20ac1").toMultiByte(), "?1");  // not a byte, not in the locale
+    std::setlocale(LC_CTYPE, before.c_str());
 }
 
 TEST(XmlKorParser, HugeFileIsRefused) {

@@ -8,6 +8,7 @@
 #include <cstdio>
 #include <cstring>
 #include <string>
+#include <vector>
 
 namespace {
 
@@ -117,6 +118,72 @@ TEST(Render, DumpOfValues) {
     std::string b = testing::internal::GetCapturedStdout();
     EXPECT_NE(b.find("99 (Undefined Attrib Type)"), std::string::npos);
     EXPECT_NE(b.find("Unknown attrib value type"), std::string::npos);
+}
+
+// A block laid out from words, in an allocation exactly as long as it says, so
+// that a read past its end is a fault under AddressSanitizer.
+std::vector<unsigned char> block(std::initializer_list<uint32_t> words, size_t length) {
+    std::vector<unsigned char> b(length);
+    size_t at = 0;
+    for (uint32_t w : words) {
+        for (int i = 0; i < 4 && at < length; ++i) b[at++] = static_cast<unsigned char>(w >> 8 * i);
+    }
+    return b;
+}
+
+TEST(Render, IncompleteBlocksAreNotReadPastTheirEnd) {
+    struct {
+        std::vector<unsigned char> b;
+        const char* file;  // what the file writer writes
+    } cases[] = {
+        {block({8, 1, ZEL_ULONG}, 8), ""},               // shorter than the header
+        {block({12, 1, ZEL_ULONG}, 12), ""},             // no room for the value
+        {block({16, 1, ZEL_DOUBLE, 0}, 16), ""},
+        {block({30, 1, ZEL_DATETIME}, 30), ""},
+        {block({20, 1, ZEL_STRING, 5, 'a'}, 20), ""},     // N says 5 characters
+        {block({20, 1, ZEL_STRING, 0xFFFFFFFF, 'a'}, 20), ""},
+        {block({18, 1, ZEL_OCTETSTRING, 3}, 18), ""},     // count says 3 bytes
+        {block({15, 1, ZEL_OCTETSTRING}, 15), ""},
+        // Exactly complete blocks still print.
+        {block({16, 1, ZEL_ULONG, 7}, 16), "7"},
+        {block({24, 1, ZEL_STRING, 2, 'a', 0}, 24), "a"},
+        {block({17, 1, ZEL_OCTETSTRING, 1, 0xAB}, 17), "\"AB\""},
+        {block({12, 1, 99}, 12), ""},
+    };
+    for (auto& c : cases) {
+        EXPECT_EQ(written([&](std::FILE* f) { PrintZelAttribValueToFile(f, c.b.data()); }),
+                  c.file);
+        testing::internal::CaptureStdout();
+        PrintZelAttribValue(c.b.data());
+        std::string dump = testing::internal::GetCapturedStdout();
+        bool complete = zelBlockIsComplete(c.b.data());
+        EXPECT_EQ(dump.find("Malformed attrib value") != std::string::npos, !complete) << dump;
+    }
+    EXPECT_FALSE(zelBlockIsComplete(nullptr));
+}
+
+TEST(Render, StringsOutsideTheLocaleAreNotDropped) {
+    std::string before = std::setlocale(LC_CTYPE, nullptr);
+    std::setlocale(LC_CTYPE, "C");
+    auto b = block({32, 1, ZEL_STRING, 4, 'c', 0xE9, 'a', 0}, 32);
+    EXPECT_EQ(written([&](std::FILE* f) {
+                  std::fputc('[', f);
+                  PrintZelAttribValueToFile(f, b.data());
+                  std::fputc(']', f);
+              }),
+              "[c\xE9" "a]");
+    // Beyond one byte and outside the locale: a stand-in, and the rest follows.
+    auto wide = block({28, 1, ZEL_STRING, 3, 0x20AC, 'a', 0}, 28);
+    EXPECT_EQ(written([&](std::FILE* f) { PrintZelAttribValueToFile(f, wide.data()); }), "?a");
+    // Text read in this locale is written back byte for byte.
+    ZelTableAttrib utf8(1UL, "caf\xC3\xA9");
+    EXPECT_EQ(written([&](std::FILE* f) { PrintZelAttribValueToFile(f, utf8.getAttribPtr()); }),
+              "caf\xC3\xA9");
+    if (std::setlocale(LC_CTYPE, "C.UTF-8")) {
+        EXPECT_EQ(written([&](std::FILE* f) { PrintZelAttribValueToFile(f, b.data()); }),
+                  "c\xc3\xa9" "a");
+    }
+    std::setlocale(LC_CTYPE, before.c_str());
 }
 
 TEST(Render, TableDump) {

@@ -3,6 +3,7 @@
 #include "ZelTable.h"
 #include "ZelTableRow.h"
 
+#include <clocale>
 #include <cstdint>
 #include <cstring>
 #include <ctime>
@@ -80,6 +81,36 @@ TEST(ZelTableAttrib, StringBlockKeepsItsSizeWhenCharactersAreMultibyte) {
         EXPECT_EQ(n, 4u);
         EXPECT_EQ(zelGet32(p + 20), 0xC3u);
     }
+}
+
+// Characters of a string block.
+std::vector<uint32_t> charsOf(const ZelTableAttrib& a) {
+    const unsigned char* p = a.getAttribPtr() + 12;
+    std::vector<uint32_t> out;
+    for (uint32_t i = 0; i < zelGet32(p); ++i) out.push_back(zelGet32(p + 4 + 4 * i));
+    return out;
+}
+
+TEST(ZelTableAttrib, UndecodableBytesDoNotSpoilTheRestOfTheText) {
+    std::string before = std::setlocale(LC_CTYPE, nullptr);
+    struct {
+        const char* locale;
+        const char* text;
+        std::vector<uint32_t> chars;
+    } cases[] = {
+        {"C.UTF-8", "caf\xC3\xA9", {'c', 'a', 'f', 0xE9, 0}},
+        // A stray byte keeps its code; the valid sequences around it still decode.
+        {"C.UTF-8", "\xC3\xA9 \xFF \xC3\xA9", {0xE9, ' ', 0xFF, ' ', 0xE9, 0}},
+        {"C.UTF-8", "x\xC3", {'x', 0xC3, 0}},  // cut inside a sequence
+        {"C", "a\xE9" "b", {'a', 0xE9, 'b', 0}},
+    };
+    for (auto& c : cases) {
+        if (!std::setlocale(LC_CTYPE, c.locale)) continue;
+        ZelTableAttrib a(1UL, c.text);
+        EXPECT_EQ(charsOf(a), c.chars) << c.locale << " " << c.text;
+        EXPECT_EQ(zelGet32(a.getAttribPtr()), 12 + SizeAsZelString(c.text));
+    }
+    std::setlocale(LC_CTYPE, before.c_str());
 }
 
 TEST(ZelTableAttrib, DateTimeIsLocalTimeWithSixZeros) {

@@ -54,6 +54,8 @@ TEST(Toolbox, CompareVersions) {
         {"1.010", "1.8", 0},     {"10.6.8", "10.6.7", 1}, {"", "1", -1},
         {nullptr, "1", -1},      {"x1", "1", -1},      {"1.08", "1.0", 0},
         {"0x10", "16", 0},
+        // Date-like components overflow 32 bits once scaled; 32-bit hosts agree.
+        {"20210315", "20200101", 1}, {"429497", "1", 1}, {"1", "429497", -1},
     };
     for (const auto& c : cases)
         EXPECT_EQ(Toolbox::compareVersions(c.a, c.b), c.expected)

@@ -69,7 +69,10 @@ std::string String::toMultiByte() const {
     for (wchar_t wc : m_text) {
         size_t n = std::wcrtomb(buf, wc, &state);
         if (n == static_cast<size_t>(-1)) {
-            out.push_back('?');
+            // Codes up to 0xFF are bytes the constructor could not decode (any
+            // non-ASCII byte in the C locale): give the byte back, so that a path
+            // survives the round trip.
+            out.push_back(wc >= 0 && wc <= 0xFF ? static_cast<char>(wc) : '?');
             state = std::mbstate_t{};
         } else {
             out.append(buf, n);

@@ -33,8 +33,9 @@ public:
     const wchar_t* c_str() const { return m_text.c_str(); }
     const std::wstring& wstr() const { return m_text; }
 
-    // Multibyte form in the current locale; characters that cannot be converted
-    // become '?'.
+    // Multibyte form in the current locale; a character that cannot be converted
+    // becomes its own byte when below 0x100 (the inverse of the constructor), else
+    // '?'.
     std::string toMultiByte() const;
 
 private:

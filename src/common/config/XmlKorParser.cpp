@@ -21,10 +21,16 @@ int lineOf(const char* data, size_t size, ptrdiff_t offset) {
     return line;
 }
 
+// The parser hands out UTF-8 whatever the file's encoding; the process locale
+// (often "C" in a host agent) must not decide how names and values decode.
+String wide(const char* utf8) {
+    return String(pugi::as_wide(utf8));
+}
+
 // Converts the element tree without recursion so that depth is bounded by
 // MAX_DEPTH rather than by the stack.
 Node* convert(const pugi::xml_node& rootElement, bool& tooDeep) {
-    Node* root = new Node(String(rootElement.name()));
+    Node* root = new Node(wide(rootElement.name()));
     struct Frame {
         pugi::xml_node xml;
         Node* node;
@@ -35,7 +41,7 @@ Node* convert(const pugi::xml_node& rootElement, bool& tooDeep) {
         Frame f = stack.back();
         stack.pop_back();
         for (pugi::xml_attribute a = f.xml.first_attribute(); a; a = a.next_attribute())
-            f.node->getAttributes().put(String(a.name()), String(a.value()));
+            f.node->getAttributes().put(wide(a.name()), wide(a.value()));
         for (pugi::xml_node c = f.xml.first_child(); c; c = c.next_sibling()) {
             if (c.type() != pugi::node_element) continue;
             if (f.depth + 1 > NodeReader::MAX_DEPTH) {
@@ -43,7 +49,7 @@ Node* convert(const pugi::xml_node& rootElement, bool& tooDeep) {
                 delete root;
                 return nullptr;
             }
-            Node* child = new Node(String(c.name()));
+            Node* child = new Node(wide(c.name()));
             f.node->addChild(child);
             stack.push_back({c, child, f.depth + 1});
         }

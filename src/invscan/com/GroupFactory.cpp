@@ -147,10 +147,9 @@ int GroupFactory::loadNodeFromFile(const String& path, int kind) {
                     getProcessorFromNode(node);
                 else
                     getQCMFromNode(node);
-                log->traceMAX(__LINE__, SRC, op, "hardware After parsing config file %s",
-                              p.c_str());
             }
             delete node;
+            log->traceMAX(__LINE__, SRC, op, "hardware After parsing config file %s", p.c_str());
         }
     }
     log->traceMidExit(__LINE__, SRC, op, "hardware return =%d", result);

@@ -2,6 +2,7 @@
 
 #include "Trace.h"
 
+#include <cctype>
 #include <cstdio>
 #include <cstdlib>
 
@@ -9,6 +10,17 @@ namespace {
 String attr(const Node* node, const char* name) {
     const String* v = node->getAttributes().get(String(name));
     return v ? *v : String();
+}
+// strtoul(text, nullptr, 0) as a 32-bit host computes it, on any host: a value
+// beyond 32 bits saturates, a negated one wraps within 32 bits.
+uint32_t strtou32(const char* text) {
+    unsigned long long v = std::strtoull(text, nullptr, 0);
+    const char* p = text;
+    while (std::isspace(static_cast<unsigned char>(*p))) ++p;
+    if (*p == '-') v = 0ULL - v;  // the magnitude
+    if (v > 0xFFFFFFFFULL) return 0xFFFFFFFFu;
+    uint32_t r = static_cast<uint32_t>(v);
+    return *p == '-' ? 0u - r : r;
 }
 }  // namespace
 
@@ -20,7 +32,7 @@ QCMInfo::QCMInfo(const Node* node) {
     String cores = attr(node, "CoresPerPackage");
     if (cores.length() == 0) cores = String("1");
     // Base 0 on purpose: "0x10" is hexadecimal and "010" octal.
-    CoresPerPackage = std::strtoul(cores.toMultiByte().c_str(), nullptr, 0);
+    CoresPerPackage = strtou32(cores.toMultiByte().c_str());
 }
 
 ProcessorInfo::ProcessorInfo(const Node* node) {

@@ -8,13 +8,15 @@
 #include "String.h"
 #include "XmlKorParser.h"
 
+#include <cstdint>
+
 class INVSCAN_API QCMInfo {
 public:
     explicit QCMInfo(const Node* node);
     String Family;
     String CC;
     String NewFamily;
-    unsigned long CoresPerPackage = 0;
+    uint32_t CoresPerPackage = 0;
 };
 
 class INVSCAN_API ProcessorInfo {

@@ -98,15 +98,15 @@ const char* Toolbox::strcasestr(const char* hay, const char* needle) {
 }
 
 namespace {
-// major * 10000 + minor * 100 + patch; strtol base 0 on purpose (octal for "010").
-unsigned long versionNumber(const char* s) {
+// major * 10000 + minor * 100 + patch; base 0 on purpose (octal for "010"). In 64
+// bits so that long components (date-like versions) compare alike on 32-bit hosts.
+unsigned long long versionNumber(const char* s) {
     if (!isDigit(s[0])) return 0;
     char* end = nullptr;
-    unsigned long n = static_cast<unsigned long>(std::strtol(s, &end, 0)) * 10000UL;
+    unsigned long long n = std::strtoull(s, &end, 0) * 10000ULL;
     if (end[0] == '.' && isDigit(end[1])) {
-        n += static_cast<unsigned long>(std::strtol(end + 1, &end, 0)) * 100UL;
-        if (end[0] == '.' && isDigit(end[1]))
-            n += static_cast<unsigned long>(std::strtol(end + 1, &end, 0));
+        n += std::strtoull(end + 1, &end, 0) * 100ULL;
+        if (end[0] == '.' && isDigit(end[1])) n += std::strtoull(end + 1, &end, 0);
     }
     return n;
 }
@@ -114,8 +114,8 @@ unsigned long versionNumber(const char* s) {
 
 int Toolbox::compareVersions(const char* a, const char* b) {
     if (!a || !b || !*a || !*b) return -1;
-    unsigned long na = versionNumber(a);
-    unsigned long nb = versionNumber(b);
+    unsigned long long na = versionNumber(a);
+    unsigned long long nb = versionNumber(b);
     if (na == 0 || nb == 0) return -1;
     if (na > nb) return 1;
     if (na < nb) return -1;

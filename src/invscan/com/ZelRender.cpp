@@ -2,6 +2,7 @@
 
 #include "ZelTableRow.h"
 
+#include <climits>
 #include <clocale>
 #include <cstdint>
 #include <cstring>
@@ -83,7 +84,20 @@ void PrintZelStringToFile(std::FILE* file, const unsigned char* counted) {
         text[i] = static_cast<wchar_t>(zelGet32(counted + 4 + 4 * static_cast<size_t>(i)));
     text[n - 1] = 0;
     wchar_t* escaped = dmtf_escape(text.data());
-    std::fprintf(file, "%ls", escaped);
+    // Character by character rather than "%ls": one character the locale cannot
+    // express (any non-ASCII one in the C locale) would drop the whole value. Codes
+    // up to 0xFF go out as the byte they were read from.
+    std::mbstate_t state{};
+    char buf[MB_LEN_MAX];
+    for (const wchar_t* c = escaped; *c; ++c) {
+        size_t k = std::wcrtomb(buf, *c, &state);
+        if (k == static_cast<size_t>(-1)) {
+            std::fputc(*c >= 0 && *c <= 0xFF ? static_cast<int>(*c) : '?', file);
+            state = std::mbstate_t{};
+        } else {
+            std::fwrite(buf, 1, k, file);
+        }
+    }
     if (escaped != text.data()) delete[] escaped;
 }
 
@@ -138,6 +152,7 @@ bool printCommonValue(std::FILE* f, uint32_t type, const unsigned char* v) {
 }  // namespace
 
 void PrintZelAttribValueToFile(std::FILE* file, const unsigned char* block) {
+    if (!zelBlockIsComplete(block)) return;
     uint32_t type = zelGet32(block + 8);
     const unsigned char* v = block + ZEL_ATTRIB_HEADER;
     switch (type) {
@@ -163,13 +178,22 @@ void PrintZelAttribValueToFile(std::FILE* file, const unsigned char* block) {
 }
 
 void PrintZelAttribValue(const unsigned char* block) {
+    if (!block) return;
+    std::printf("\n\t\t---len      : %lu", static_cast<unsigned long>(zelGet32(block)));
+    if (zelGet32(block) < ZEL_ATTRIB_HEADER) {
+        std::printf("\n\t\t   value    : Malformed attrib value");
+        return;
+    }
     uint32_t type = zelGet32(block + 8);
     const unsigned char* v = block + ZEL_ATTRIB_HEADER;
-    std::printf("\n\t\t---len      : %lu", static_cast<unsigned long>(zelGet32(block)));
     std::printf("\n\t\t   attribId : x%08X", static_cast<unsigned>(zelGet32(block + 4)));
     std::printf("\n\t\t   zel_type : %lu (%s)", static_cast<unsigned long>(type),
                 getZelAttribTypeAsString(type));
     std::printf("\n\t\t   value    : ");
+    if (!zelBlockIsComplete(block)) {
+        std::printf("Malformed attrib value");
+        return;
+    }
     switch (type) {
     case ZEL_UCHAR:
         std::printf("0x%02X", v[0]);

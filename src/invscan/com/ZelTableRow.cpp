@@ -6,7 +6,6 @@
 #include <cstdlib>
 #include <cstring>
 #include <cwchar>
-#include <vector>
 
 static_assert(sizeof(wchar_t) == 4, "counted strings hold 32-bit characters");
 
@@ -86,13 +85,21 @@ ZelTableAttrib::ZelTableAttrib(unsigned long id, uquad value) {
 ZelTableAttrib::ZelTableAttrib(unsigned long id, const unsigned char* bytes,
                                unsigned long length) {
     if (!bytes) length = 0;
+    // The count and the block length are 32-bit words; size_t may be 32 bits too.
+    const unsigned long maxOctets = 0xFFFFFFFFUL - ZEL_ATTRIB_HEADER - 4;
+    if (length > maxOctets) length = maxOctets;
     unsigned char* p = allocate(id, ZEL_OCTETSTRING, 4 + static_cast<size_t>(length));
     zelPut32(p, static_cast<uint32_t>(length));
     if (length) std::memcpy(p + 4, bytes, length);
 }
 
 ZelTableAttrib::ZelTableAttrib(unsigned long id, const char* text) {
-    unsigned long size = SizeAsZelString(text);
+    // 4 bytes a character must not wrap the 32-bit block length (nor size_t on
+    // 32-bit hosts): a text beyond that is cut.
+    const size_t maxChars = (0xFFFFFFFFUL - ZEL_ATTRIB_HEADER - 8) / 4;
+    unsigned long size = text && std::strlen(text) > maxChars
+                             ? static_cast<unsigned long>(4 * maxChars + 8)
+                             : SizeAsZelString(text);
     unsigned char* p = allocate(id, ZEL_STRING, size);
     unsigned long offset = 0, start = 0;
     StringToZelString(text, p, size / 4 - 1, offset, start);
@@ -193,21 +200,29 @@ unsigned long StringToZelString(const char* text, unsigned char* dest, unsigned 
     start = offset;
     // limit: room in 32-bit slots after the count word, terminator included.
     size_t n = 0;
-    std::vector<wchar_t> wide;
     if (text && *text && limit > 1) {
-        wide.resize(limit);
-        size_t r = std::mbstowcs(wide.data(), text, limit - 1);
-        if (r == limit - 1 && r > 0) wide[r] = 0;
-        // An unconvertible text is stored byte by byte rather than lost.
-        if (r == static_cast<size_t>(-1)) {
-            r = 0;
-            for (const char* p = text; *p && r < limit - 1; ++p)
-                wide[r++] = static_cast<wchar_t>(static_cast<unsigned char>(*p));
+        std::mbstate_t state{};
+        const char* p = text;
+        size_t left = std::strlen(text);
+        while (left > 0 && n < limit - 1) {
+            wchar_t wc = 0;
+            size_t k = std::mbrtowc(&wc, p, left, &state);
+            if (k == static_cast<size_t>(-1) || k == static_cast<size_t>(-2)) {
+                // A byte the locale cannot decode keeps its own code: the rest of
+                // the text still converts and nothing is lost.
+                wc = static_cast<wchar_t>(static_cast<unsigned char>(*p));
+                k = 1;
+                state = std::mbstate_t{};
+            } else if (k == 0) {
+                break;
+            }
+            zelPut32(dest + 4 + 4 * n, static_cast<uint32_t>(wc));
+            ++n;
+            p += k;
+            left -= k;
         }
-        n = r;
     }
     zelPut32(dest, static_cast<uint32_t>(n + 1));
-    for (size_t i = 0; i < n; ++i) zelPut32(dest + 4 + 4 * i, static_cast<uint32_t>(wide[i]));
     zelPut32(dest + 4 + 4 * n, 0);
     unsigned long size = 4UL * static_cast<unsigned long>(n + 1) + 4UL;
     offset += size;
@@ -221,4 +236,34 @@ const char* getZelAttribTypeAsString(unsigned long code) {
         "ZEL_OCTETSTRING", "ZEL_DATETIME", "ZEL_ULONGLONG", "ZEL_LONGLONG"};
     if (code >= 1 && code <= 11) return names[code];
     return "Undefined Attrib Type";
+}
+
+bool zelBlockIsComplete(const unsigned char* block) {
+    if (!block) return false;
+    uint32_t length = zelGet32(block);
+    if (length < ZEL_ATTRIB_HEADER) return false;
+    uint32_t room = length - ZEL_ATTRIB_HEADER;
+    const unsigned char* v = block + ZEL_ATTRIB_HEADER;
+    switch (zelGet32(block + 8)) {
+    case ZEL_UCHAR:
+        return room >= 1;
+    case ZEL_USHORT:
+        return room >= 2;
+    case ZEL_ULONG:
+    case ZEL_FLOAT:
+        return room >= 4;
+    case ZEL_UQUAD:
+    case ZEL_DOUBLE:
+    case ZEL_ULONGLONG:
+    case ZEL_LONGLONG:
+        return room >= 8;
+    case ZEL_DATETIME:
+        return room >= ZEL_DATETIME_LEN;
+    case ZEL_STRING:
+        return room >= 4 && zelGet32(v) <= (room - 4) / 4;
+    case ZEL_OCTETSTRING:
+        return room >= 4 && zelGet32(v) <= room - 4;
+    default:
+        return true;  // nothing of the value is read
+    }
 }

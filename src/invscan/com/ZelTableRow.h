@@ -97,4 +97,8 @@ INVSCAN_API unsigned long StringToZelString(const char* text, unsigned char* des
                                             unsigned long& start);
 INVSCAN_API const char* getZelAttribTypeAsString(unsigned long code);
 
+// True when the value its type code announces lies wholly inside the block's own
+// length. Blocks can come from a caller's buffer: the printers check before reading.
+INVSCAN_API bool zelBlockIsComplete(const unsigned char* block);
+
 #endif
