@@ -4,6 +4,7 @@
 
 #include "cpuid_intel_table_new.h"
 
+#include <clocale>
 #include <cstring>
 #include <string>
 
@@ -17,6 +18,16 @@ TEST(IntelBrandHelpers, MHz) {
         {"x 99999999999999999999GHz", 1000000000}};
     for (const auto& c : cases) EXPECT_EQ(IntelGetMHzFromBrandstring(c.brand), c.mhz) << c.brand;
     EXPECT_EQ(IntelGetMHzFromBrandstring(nullptr), -1);
+
+    // Long leading zeros and a decimal-comma locale must not change the reading.
+    EXPECT_EQ(IntelGetMHzFromBrandstring(("x " + std::string(80, '0') + "1.23456GHz").c_str()),
+              1234);
+    const std::string saved = std::setlocale(LC_NUMERIC, nullptr);
+    if (!std::setlocale(LC_NUMERIC, "de_DE.utf8") && !std::setlocale(LC_NUMERIC, "de_DE.UTF-8"))
+        return;
+    const int commaLocale = IntelGetMHzFromBrandstring("x 2.6667GHz");
+    std::setlocale(LC_NUMERIC, saved.c_str());
+    EXPECT_EQ(commaLocale, 2666);
 }
 
 TEST(IntelBrandHelpers, ModelNumberBrandAndStrip) {

@@ -3,6 +3,7 @@
 // PowerPC rules and the sharing of active counts, each compared as complete rows.
 #include <gtest/gtest.h>
 
+#include "CcLog.h"
 #include "MacInfo.h"
 #include "PhysicalProcessorGroup.h"
 #include "ZelRender.h"
@@ -12,11 +13,15 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
+#include <iterator>
 #include <fstream>
 #include <map>
 #include <string>
 #include <utility>
 #include <vector>
+
+#include <unistd.h>
 
 namespace {
 
@@ -215,4 +220,49 @@ TEST_F(PhysicalProcessorGroupTest, KernelValueHelpers) {
     EXPECT_EQ(PhysicalProcessorGroup::getIntValue(nullptr), -1);
     EXPECT_EQ(PhysicalProcessorGroup::getStringValue("machdep.cpu.vendor"), "GenuineIntel");
     EXPECT_EQ(PhysicalProcessorGroup::getStringValue("machdep.cpu.brand_string"), "");
+}
+
+// The trace is the only account of where each value came from: one line per value in
+// gathering order, errors on the error level.
+TEST_F(PhysicalProcessorGroupTest, TraceFollowsGatheringOrder) {
+    for (const auto& kv : std::vector<std::pair<const char*, const char*>>{
+             {"machdep.cpu.vendor", "GenuineIntel"}, {"6.3", "16"}, {"hw.packages", "2"},
+             {"hw.physicalcpu_max", "8"}, {"6.20", "262144"}, {"machdep.cpu.signature", "0"}})
+        kernel.set(kv.first, kv.second);
+    VtExecInfo* failed = new VtExecInfo();
+    failed->result = 3;
+    MacInfo::setSysProf(failed);
+
+    char path[] = "/tmp/invscan-pp-trace-XXXXXX";
+    const int fd = mkstemp(path);
+    ASSERT_GE(fd, 0);
+    close(fd);
+    ASSERT_TRUE(getCcLogHw()->setOutput(path));
+    scan();
+    getCcLogHw()->setOutput(nullptr);
+    std::ifstream in(path);
+    const std::string log((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+    std::remove(path);
+
+    std::size_t at = 0;
+    for (const char* line :
+         {"ENTRY", "\nMIN   ./../../../src/invscan/macos/PhysicalProcessorGroup:",
+          ": hardware Failed to exec sysprof command\n", ": hardware cpu_type=\n",
+          ": hardware machdep.cpu.vendor=GenuineIntel\n", ": hardware hw.logicalcpu_max=-1\n",
+          ": hardware HW_NCPU=16\n", ": hardware hw.physicalcpu_max=8\n",
+          ": hardware hw.packages=2\n", ": hardware machdep.cpu.cores_per_package=-1\n",
+          ": hardware machdep.cpu.logical_per_package=-1\n",
+          ": hardware machdep.cpu.brand_string=\n", ": hardware machdep.cpu.signature=0\n",
+          ": hardware HW_L2CACHESIZE=262144\n", ": hardware HW_L3CACHESIZE=-1\n",
+          ": hardware IntelGetMHzFromBrandstring=-1\n", ": hardware hw.cpufrequency_max=0\n",
+          ": hardware HW_CPU_FREQ=0\n", ": hardware HW_BUS_FREQ=-1\n",
+          ": hardware hw.cpu64bit_capable=-1\n", ": hardware hw.optional.x86_64=-1\n",
+          ": hardware Processor man=Intel fam=Unknown type=Unknown\n",
+          ": hardware guestimated coresPerPackage=4\n",
+          ": hardware guestimated procsPerPackage=8 procsPerCore=2\n",
+          ": hardware Adding package ID: 1\n", ": hardware Adding package ID: 2\n", "EXIT "}) {
+        const std::size_t found = log.find(line, at);
+        ASSERT_NE(found, std::string::npos) << "missing or out of order: " << line << "\n" << log;
+        at = found + std::strlen(line);
+    }
 }

@@ -59,8 +59,10 @@ ZelTable* PhysicalProcessorGroup::getTable() {
 
     VtExecInfo* info = MacInfo::getSysProf();
     if (!info || info->result != 0 || !info->tree) {
-        PP_TRACE("hardware Failed to exec sysprof command");
-        if (info) PP_TRACE("hardware sysprof command failed with error=%d", info->result);
+        log->traceMIN(__LINE__, SRC, OP, "hardware Failed to exec sysprof command");
+        if (info)
+            log->traceMIN(__LINE__, SRC, OP, "hardware sysprof command failed with error=%d",
+                          info->result);
     }
     const std::string cpuType = info ? vtGetValue(info, HW_OVERVIEW, "cpu_type", "") : "";
     PP_TRACE("hardware cpu_type=%s", cpuType.c_str());

@@ -16,6 +16,8 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <locale>
+#include <sstream>
 
 namespace {
 
@@ -203,12 +205,13 @@ int IntelGetMHzFromBrandstring(const char* brand) {
         static const long long kScale[] = {1, 100, 10, 1};
         return static_cast<int>(whole * 1000 + frac * kScale[fracDigits]);
     }
-    char text[64];
-    size_t len = static_cast<size_t>(f - p);
-    if (len >= sizeof text) len = sizeof text - 1;
-    std::memcpy(text, p, len);
-    text[len] = '\0';
-    const double mhz = std::strtod(text, nullptr) * 1000.0;
+    // Parsed in the classic locale: the host or a group may have set a decimal comma,
+    // and strtod would then stop at the '.'.
+    std::istringstream in(std::string(p, f));
+    in.imbue(std::locale::classic());
+    double value = 0.0;
+    in >> value;
+    const double mhz = value * 1000.0;
     return mhz >= static_cast<double>(kCap) ? static_cast<int>(kCap) : static_cast<int>(mhz);
 }
 
