@@ -2,12 +2,12 @@
 // table, scanned by the invscan program itself. This is the path a Linux machine
 // with a readable DMI table takes (iokit publishes the table where the SMBIOS code
 // looks for it), so the group must come out as it does from the table directly.
+#include "../smbios/smbios_builder.h"
+
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
-#include <algorithm>
 #include <cstdio>
-#include <dirent.h>
 #include <fstream>
 #include <iterator>
 #include <map>
@@ -18,19 +18,6 @@
 namespace {
 
 const std::string kTables = std::string(INVSCAN_TEST_DATA) + "/smbios/";
-
-std::vector<std::string> tables() {
-    std::vector<std::string> names;
-    if (DIR* d = opendir(kTables.c_str())) {
-        while (dirent* e = readdir(d)) {
-            std::string n = e->d_name;
-            if (n.size() > 4 && n.compare(n.size() - 4, 4, ".bin") == 0) names.push_back(n);
-        }
-        closedir(d);
-    }
-    std::sort(names.begin(), names.end());
-    return names;
-}
 
 // file -> attribute id -> value, as reviewed for the SMBIOS group.
 std::map<std::string, std::map<int, std::string>> expectations() {
@@ -77,7 +64,7 @@ std::string run(const std::string& command) {
 
 TEST(SmbiosReplay, EveryCorpusTableThroughTheProgram) {
     const auto expected = expectations();
-    const std::vector<std::string> names = tables();
+    const std::vector<std::string> names = corpusTableNames();
     ASSERT_FALSE(names.empty());
     const std::string dir = testing::TempDir() + "/smbios-replay";
     mkdir(dir.c_str(), 0755);

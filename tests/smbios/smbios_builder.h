@@ -14,6 +14,8 @@
 #include <string>
 #include <vector>
 
+#include <algorithm>
+#include <dirent.h>
 #include <unistd.h>
 
 struct TableBuilder {
@@ -55,6 +57,21 @@ struct TableBuilder {
 
 // A path in the temporary folder that no other test process (of this or another
 // checkout on the machine) uses at the same time.
+// The real machines' tables under tests/data/smbios, sorted by name.
+inline std::vector<std::string> corpusTableNames() {
+    std::vector<std::string> names;
+    const std::string dir = std::string(INVSCAN_TEST_DATA) + "/smbios/";
+    if (DIR* d = opendir(dir.c_str())) {
+        while (dirent* e = readdir(d)) {
+            std::string n = e->d_name;
+            if (n.size() > 4 && n.compare(n.size() - 4, 4, ".bin") == 0) names.push_back(n);
+        }
+        closedir(d);
+    }
+    std::sort(names.begin(), names.end());
+    return names;
+}
+
 inline std::string scratchPath(const std::string& name) {
     return testing::TempDir() + "invscan_" + std::to_string(getpid()) + "_" + name;
 }

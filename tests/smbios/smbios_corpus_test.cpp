@@ -29,19 +29,6 @@ namespace {
 
 const std::string kDir = std::string(INVSCAN_TEST_DATA) + "/smbios/";
 
-std::vector<std::string> corpusFiles() {
-    std::vector<std::string> names;
-    if (DIR* d = opendir(kDir.c_str())) {
-        while (dirent* e = readdir(d)) {
-            std::string n = e->d_name;
-            if (n.size() > 4 && n.compare(n.size() - 4, 4, ".bin") == 0) names.push_back(n);
-        }
-        closedir(d);
-    }
-    std::sort(names.begin(), names.end());
-    return names;
-}
-
 std::vector<uint8_t> readFile(const std::string& path) {
     std::ifstream in(path, std::ios::binary);
     return std::vector<uint8_t>((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
@@ -63,7 +50,7 @@ std::map<unsigned long, std::string> groupOf(const SMBIOSTable* t) {
 }
 
 TEST(SMBIOSCorpus, EveryTableEveryLayer) {
-    auto files = corpusFiles();
+    auto files = corpusTableNames();
     ASSERT_GE(files.size(), 69u);
     std::FILE* devnull = std::fopen("/dev/null", "w");
     int withBios = 0, withSystem = 0, withProcessors = 0;
@@ -115,7 +102,7 @@ TEST(SMBIOSCorpus, EveryTableEveryLayer) {
 // writes a fresh one.
 TEST(SMBIOSCorpus, GroupRowsAsExpected) {
     std::ostringstream got;
-    for (const std::string& name : corpusFiles()) {
+    for (const std::string& name : corpusTableNames()) {
         auto t = snapshotTable(readFile(kDir + name));
         for (const auto& kv : groupOf(t.get())) got << name << '\t' << kv.first << '\t' << kv.second << '\n';
     }
@@ -244,7 +231,7 @@ TEST(SMBIOSCorpus, AgreesWithDmidecode) {
     int identical = 0, explained = 0, tables = 0;  // besides the date form
     std::ostringstream report;
     const std::string dump = scratchPath("smbios_dmidecode.bin");
-    for (const std::string& name : corpusFiles()) {
+    for (const std::string& name : corpusTableNames()) {
         std::vector<uint8_t> bytes = readFile(kDir + name);
         auto t = snapshotTable(bytes);
         auto row = groupOf(t.get());

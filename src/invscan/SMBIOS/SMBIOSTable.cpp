@@ -220,30 +220,37 @@ void SMBIOSTable::parseData() {
             break;
         }
         const int rev = revision;
+        // Single records: the first structure of the type wins, later ones are skipped.
+        auto firstWins = [&](auto*& slot) {
+            if (!slot)
+                readOne(slot, rev, data, cur, totalLength);
+            else
+                cur = getNextType(data, cur);
+        };
         switch (t) {
         case 0:
-            if (!table0) readOne(table0, rev, data, cur, totalLength); else cur = getNextType(data, cur);
+            firstWins(table0);
             break;
         case 1:
-            if (!table1) readOne(table1, rev, data, cur, totalLength); else cur = getNextType(data, cur);
+            firstWins(table1);
             break;
         case 2:
-            if (!table2) readOne(table2, rev, data, cur, totalLength); else cur = getNextType(data, cur);
+            firstWins(table2);
             break;
         case 3:
-            if (!table3) readOne(table3, rev, data, cur, totalLength); else cur = getNextType(data, cur);
+            firstWins(table3);
             break;
         case 5:
-            if (!table5) readOne(table5, rev, data, cur, totalLength); else cur = getNextType(data, cur);
+            firstWins(table5);
             break;
         case 16:
-            if (!table16) readOne(table16, rev, data, cur, totalLength); else cur = getNextType(data, cur);
+            firstWins(table16);
             break;
         case 22:
-            if (!table22) readOne(table22, rev, data, cur, totalLength); else cur = getNextType(data, cur);
+            firstWins(table22);
             break;
         case 24:
-            if (!table24) readOne(table24, rev, data, cur, totalLength); else cur = getNextType(data, cur);
+            firstWins(table24);
             break;
         case 4:
             if (table4Total < kMaxTable4) {
