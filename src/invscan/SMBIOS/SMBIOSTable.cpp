@@ -227,6 +227,13 @@ void SMBIOSTable::parseData() {
             else
                 cur = getNextType(data, cur);
         };
+        // Repeated records: kept up to the cap, the rest skipped.
+        auto upTo = [&](auto* slots, auto& total, auto cap) {
+            if (total < cap)
+                readOne(slots[total++], rev, data, cur, totalLength);
+            else
+                cur = getNextType(data, cur);
+        };
         switch (t) {
         case 0:
             firstWins(table0);
@@ -262,24 +269,19 @@ void SMBIOSTable::parseData() {
             }
             break;
         case 6:
-            if (table6Total < kMaxTable6) readOne(table6[table6Total++], rev, data, cur, totalLength);
-            else cur = getNextType(data, cur);
+            upTo(table6, table6Total, kMaxTable6);
             break;
         case 8:
-            if (table8Total < kMaxTable8) readOne(table8[table8Total++], rev, data, cur, totalLength);
-            else cur = getNextType(data, cur);
+            upTo(table8, table8Total, kMaxTable8);
             break;
         case 9:
-            if (table9Total < kMaxTable9) readOne(table9[table9Total++], rev, data, cur, totalLength);
-            else cur = getNextType(data, cur);
+            upTo(table9, table9Total, kMaxTable9);
             break;
         case 10:
-            if (table10Total < kMaxTable10) readOne(table10[table10Total++], rev, data, cur, totalLength);
-            else cur = getNextType(data, cur);
+            upTo(table10, table10Total, kMaxTable10);
             break;
         case 17:
-            if (table17Total < kMaxTable17) readOne(table17[table17Total++], rev, data, cur, totalLength);
-            else cur = getNextType(data, cur);
+            upTo(table17, table17Total, kMaxTable17);
             break;
         case 127:
             // End of table. The walk stays on it until its visits are used up, which
