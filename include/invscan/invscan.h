@@ -33,5 +33,12 @@
 #include "smbios.h"
 #include "cpuid_intel_table_new.h"
 #include "PhysicalProcessorGroup.h"
+#include "OperatingSystemGroup.h"
+#include "MemoryGroup.h"
+#include "MemoryModulesGroup.h"
+#include "StorageGroup.h"
+#include "RegionalGroup.h"
+#include "ComponentIDGroup.h"
+#include "HostFacts.h"
 
 #endif

@@ -14,7 +14,10 @@
 #include <mntent.h>
 #include <set>
 #include <sstream>
+#include <sys/stat.h>
 #include <sys/statvfs.h>
+#include <ctime>
+#include <fcntl.h>
 #include <sys/sysinfo.h>
 #include <sys/utsname.h>
 #include <unistd.h>
@@ -149,6 +152,25 @@ std::int64_t cpuMaxHz() {
 
 bool hasFlag(const char* f) { return cpu().flags.find(std::string(" ") + f + " ") != std::string::npos; }
 
+// When the system was installed: the root file system's birth time, else the
+// Debian installer's log folder. UTC, in the form the Mac install log uses. A
+// birth time of 0 is a file system that does not keep one.
+std::string installDate() {
+    const char* const paths[] = {"/", "/var/log/installer"};
+    for (const char* p : paths) {
+        struct statx sx;
+        if (::statx(AT_FDCWD, p, 0, STATX_BTIME, &sx) != 0 || !(sx.stx_mask & STATX_BTIME) ||
+            sx.stx_btime.tv_sec <= 0)
+            continue;
+        std::time_t t = static_cast<std::time_t>(sx.stx_btime.tv_sec);
+        struct tm tmv;
+        char buf[64];
+        if (::gmtime_r(&t, &tmv) && std::strftime(buf, sizeof buf, "%Y-%m-%d %H:%M:%S +0000", &tmv))
+            return buf;
+    }
+    return std::string();
+}
+
 bool lookup(const std::string& name, SysctlValue* v) {
     const CpuFacts& c = cpu();
     struct sysinfo si;
@@ -243,6 +265,12 @@ bool lookup(const std::string& name, SysctlValue* v) {
         if (name == "kern.osrelease") { *v = SysctlValue::str(u.release); return true; }
         if (name == "kern.version") { *v = SysctlValue::str(u.version); return true; }
         if (name == "kern.hostname") { *v = SysctlValue::str(u.nodename); return true; }
+    }
+    if (name == "kern.install_date") {
+        std::string d = installDate();
+        if (d.empty()) return false;
+        *v = SysctlValue::str(d);
+        return true;
     }
     if (name == "hw.model") {
         std::string m = trim(readText("/sys/class/dmi/id/product_name"));

@@ -12,7 +12,7 @@ bool gatherLive(const char* helper, Node* root, std::string* err) {
     const char* cmd = io ? "/usr/sbin/ioreg -a -l 2>/dev/null"
                          : "/usr/sbin/system_profiler -xml -detailLevel full SPHardwareDataType "
                            "SPSoftwareDataType SPMemoryDataType SPSerialATADataType "
-                           "SPParallelATADataType SPUSBDataType SPNetworkDataType 2>/dev/null";
+                           "SPParallelATADataType SPUSBDataType SPNVMeDataType SPNetworkDataType 2>/dev/null";
     std::FILE* p = ::popen(cmd, "r");
     if (!p) {
         *err = std::string("cannot run ") + (io ? "ioreg" : "system_profiler");

@@ -316,7 +316,7 @@ void addDisks(Node* sp) {
             std::string pci = pciBefore(path, at == std::string::npos ? path.size() : at);
             key = pci.empty() ? "nvme" : pci;
             ctlName = "NVMe Controller " + baseName(key);
-            dataType = "SPSerialATADataType";
+            dataType = "SPNVMeDataType";
         } else if (name.compare(0, 2, "vd") == 0) {
             std::size_t at = path.find("/virtio");
             std::string pci = pciBefore(path, at == std::string::npos ? path.size() : at);

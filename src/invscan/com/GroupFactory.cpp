@@ -3,10 +3,16 @@
 #include "CcLog.h"
 #include "File.h"
 #include "KorCfg.h"
+#include "ComponentIDGroup.h"
+#include "MemoryGroup.h"
+#include "MemoryModulesGroup.h"
+#include "OperatingSystemGroup.h"
 #include "PhysicalProcessorGroup.h"
+#include "RegionalGroup.h"
 #include "SMBIOSGroup.h"
 #include "SMBIOSTable.h"
 #include "ScanInfoGroup.h"
+#include "StorageGroup.h"
 
 #include <cstdio>
 
@@ -62,6 +68,24 @@ ZelGroup* GroupFactory::getZELGroup(unsigned long id) {
         break;
     case ZEL_GROUP_PHYS_PROC:
         group = new PhysicalProcessorGroup();
+        break;
+    case ZEL_GROUP_COMPONENTID:
+        group = new ComponentIDGroup();
+        break;
+    case ZEL_GROUP_MEMORY:
+        group = new MemoryGroup();
+        break;
+    case ZEL_GROUP_OPER_SYS:
+        group = new OperatingSystemGroup();
+        break;
+    case ZEL_GROUP_STORAGE:
+        group = new StorageGroup();
+        break;
+    case ZEL_GROUP_REGIONAL:
+        group = new RegionalGroup();
+        break;
+    case ZEL_GROUP_MEMORY_MODULES:
+        group = new MemoryModulesGroup();
         break;
     default:
         break;
