@@ -1,0 +1,168 @@
+// End to end: every bundle through `invscan --replay DIR --format json` for the six
+// system groups, compared with expected files; then, field by field, where the
+// expected values come from in each bundle's own sources, so that an expected file
+// cannot drift away from the data it claims to describe.
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+#include <cstdio>
+#include <dirent.h>
+#include <fstream>
+#include <iterator>
+#include <string>
+#include <vector>
+
+namespace {
+
+const std::string kBundles = std::string(INVSCAN_TEST_DATA) + "/bundles/";
+const std::string kExpected = std::string(INVSCAN_TEST_DATA) + "/expected/";
+const std::string kInvscan = std::string(INVSCAN_BINARY_DIR) + "/bin/invscan";
+const char* const kGroups = " -g 4 -g 3 -g 31 -g 5 -g 15 -g 1";
+
+std::string run(const std::string& command) {
+    std::string out;
+    if (std::FILE* p = popen(command.c_str(), "r")) {
+        char buf[4096];
+        size_t n;
+        while ((n = std::fread(buf, 1, sizeof buf, p)) > 0)
+            out.append(buf, n);
+        pclose(p);
+    }
+    return out;
+}
+
+std::string readFile(const std::string& path) {
+    std::ifstream in(path, std::ios::binary);
+    return std::string((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+}
+
+std::vector<std::string> bundles() {
+    std::vector<std::string> names;
+    if (DIR* d = opendir(kBundles.c_str())) {
+        while (dirent* e = readdir(d))
+            if (e->d_name[0] != '.') names.push_back(e->d_name);
+        closedir(d);
+    }
+    return names;
+}
+
+nlohmann::json scanBundle(const std::string& name) {
+    return nlohmann::json::parse(run("env -u KOR_HOMEDIR " + kInvscan + " --replay " + kBundles +
+                                     name + kGroups + " --format json"),
+                                 nullptr, false);
+}
+
+// The value of attribute `attr` in row `row` of group `group`, as text.
+std::string field(const nlohmann::json& scan, int group, size_t row, const std::string& attr) {
+    for (const auto& t : scan) {
+        if (t.value("id", 0) != group || !t.contains("rows") || row >= t["rows"].size()) continue;
+        for (const auto& a : t["rows"][row])
+            if (a["name"] == attr)
+                return a["value"].is_string() ? a["value"].get<std::string>() : a["value"].dump();
+    }
+    return "<absent>";
+}
+
+} // namespace
+
+TEST(SystemGroupsReplay, EveryBundleMatchesItsExpectedFile) {
+    std::vector<std::string> names = bundles();
+    ASSERT_GE(names.size(), 11u);
+    for (const std::string& name : names) {
+        nlohmann::json got = scanBundle(name);
+        ASSERT_FALSE(got.is_discarded()) << name;
+        nlohmann::json want =
+            nlohmann::json::parse(readFile(kExpected + name + ".system.json"), nullptr, false);
+        ASSERT_FALSE(want.is_discarded()) << "no expected file for " << name;
+        EXPECT_EQ(got, want) << name;
+    }
+}
+
+// Each expected value and the line of the bundle it was read from.
+TEST(SystemGroupsReplay, ExpectedValuesComeFromTheBundles) {
+    const struct {
+        const char* bundle;
+        int group;
+        size_t row;
+        const char* attr;
+        const char* value;
+        const char* file;   // in the bundle
+        const char* source; // the text there that gives the value
+    } cases[] = {
+        {"macmini3-1-10.6.8", 4, 0, "Name", "Mac OS X 10.6.8 (10K549)", "helpers/sysprof",
+         "os_version:s=Mac OS X 10.6.8 (10K549)"},
+        {"macmini3-1-10.6.8", 4, 0, "Sub Version", "8", "helpers/sysprof",
+         "os_version:s=Mac OS X 10.6.8 "},
+        {"macmini3-1-10.6.8", 4, 0, "Install Date", "2009-08-28 10:12:01 +0200",
+         "files/%2Fvar%2Flog%2FOSInstall.custom",
+         "Native install completed 2009-08-28 10:12:01 +0200."},
+        {"macmini3-1-10.6.8", 31, 0, "Module Size MB", "2048", "helpers/sysprof",
+         "dimm_size:s=2 GB"},
+        {"macmini3-1-10.6.8", 31, 1, "Socket Name", "BANK 1/DIMM0", "helpers/sysprof",
+         "(BANK 1/DIMM0"},
+        {"macmini3-1-10.6.8", 5, 0, "Total Size", "163880", "helpers/sysprof", "size:s=160.04 GB"},
+        {"macmini3-1-10.6.8", 5, 2, "Serial Number", "FBH1107210302821", "helpers/sysprof",
+         "d_serial_num:s=FBH1107210302821"},
+        {"macmini3-1-10.6.8", 1, 0, "Version", "1.35f1", "helpers/sysprof",
+         "SMC_version_system:s=1.35f1"},
+        {"macmini3-1-10.6.8", 1, 0, "UUID", "402127FE-F62F-5F2F-B899-BC9F25C44006",
+         "helpers/sysprof", "platform_UUID:s=402127FE-F62F-5F2F-B899-BC9F25C44006"},
+        {"macbook2-1-10.6.6", 31, 0, "Module Size MB", "512", "helpers/sysprof",
+         "dimm_size:s=512 MB"},
+        {"macbook2-1-10.6.6", 31, 0, "Packaging", "0x48594D503536345336344350362D59352020",
+         "helpers/sysprof", "dimm_part_number:s=0x48594D503536345336344350362D59352020"},
+        {"macbook2-1-10.6.6", 5, 0, "Total Size", "81950", "helpers/sysprof", "size:s=80.03 GB"},
+        {"powermac11-2-10.5.8", 31, 2, "Module Size MB", "0", "helpers/sysprof",
+         "dimm_size:s=Empty"},
+        {"powermac11-2-10.5.8", 5, 1, "Type", "23", "helpers/sysprof", "HL-DT-ST DVD-RW GWA-4165B"},
+        {"imac7-1-10.6.4", 5, 0, "Total Size", "327751", "helpers/sysprof", "size:s=320.07 GB"},
+        {"apple-ssd-nvme", 5, 0, "Total Size", "512286", "helpers/sysprof", "size:s=500.28 GB"},
+        {"apple-ssd-nvme", 5, 0, "Serial Number", "0ba016ebe08d5c1d", "helpers/sysprof",
+         "device_serial:s=0ba016ebe08d5c1d"},
+        {"macbookair10-1-m1-11.2.3", 4, 0, "Major Version", "0", "helpers/sysprof",
+         "os_version:s=macOS 11.2.3"},
+        {"macbookair10-1-m1-11.2.3", 1, 0, "Serial Number", "E9O1Q6W5FAKE", "helpers/sysprof",
+         "serial_number:s=E9O1Q6W5FAKE"},
+        {"kbrazil-mac-10.14.6", 3, 0, "Total Physical", "16777216", "sysctl.txt",
+         "hw.memsize\tq\t17179869184"},
+        {"kbrazil-mac-10.14.6", 4, 0, "OS Kernel Mode", "64", "uname.txt", "machine\tx86_64"},
+        {"linux-debian12-vm", 4, 0, "Name", "Debian GNU/Linux 12 (bookworm)",
+         "files/%2Fetc%2Fos-release", "PRETTY_NAME=\"Debian GNU/Linux 12 (bookworm)\""},
+        {"linux-debian12-vm", 4, 0, "Major Version", "12", "files/%2Fetc%2Fos-release",
+         "VERSION_ID=\"12\""},
+        {"linux-debian12-vm", 4, 0, "OS Messages Locale", "C.UTF-8", "locale.txt",
+         "LC_MESSAGES\tC.UTF-8"},
+        {"linux-debian12-vm", 3, 0, "Free Physical", "24310864", "files/%2Fproc%2Fmeminfo",
+         "MemAvailable:   24310864 kB"},
+        {"linux-debian12-vm", 5, 0, "Model", "VirtIO Block Device", "helpers/sysprof",
+         "device_model:s=VirtIO Block Device"},
+        {"linux-debian12-vm", 15, 0, "Time Zone Name", "UTC", "timezone.txt", "std\tUTC"},
+    };
+    std::string lastBundle;
+    nlohmann::json scan;
+    for (const auto& c : cases) {
+        if (c.bundle != lastBundle) {
+            scan = scanBundle(c.bundle);
+            lastBundle = c.bundle;
+        }
+        const std::string where =
+            std::string(c.bundle) + " group " + std::to_string(c.group) + " " + c.attr;
+        EXPECT_EQ(field(scan, c.group, c.row, c.attr), c.value) << where;
+        EXPECT_NE(readFile(kBundles + c.bundle + "/" + c.file).find(c.source), std::string::npos)
+            << where << ": '" << c.source << "' not in " << c.file;
+    }
+}
+
+// What a live scan read, a replay of its bundle reproduces exactly.
+TEST(SystemGroupsReplay, RecordThenReplayIsIdentical) {
+    char dir[] = "/tmp/invscan-record-XXXXXX";
+    ASSERT_NE(mkdtemp(dir), nullptr);
+    std::string bundle = std::string(dir) + "/host";
+    std::string live = run("env -u KOR_HOMEDIR " + kInvscan + " --record " + bundle + kGroups +
+                           " -g 44 -g 24 --format json");
+    std::string replayed = run("env -u KOR_HOMEDIR " + kInvscan + " --replay " + bundle + kGroups +
+                               " -g 44 -g 24 --format json");
+    EXPECT_FALSE(live.empty());
+    EXPECT_EQ(live, replayed);
+    run("rm -rf " + std::string(dir));
+}
