@@ -91,6 +91,16 @@ TEST_F(SystemGroups, OperatingSystemDescriptionAndLocale) {
                                  "12=Darwin Kernel Version 10.8.0;15=fr_FR.UTF-8"});
 }
 
+// A log of one 100 KB line: the first 511 characters are all that is read.
+TEST_F(SystemGroups, OperatingSystemLongInstallLog) {
+    fake.sysname = "Darwin";
+    fake.files["/var/log/OSInstall.custom"] =
+        "Native install completed " + std::string(100 * 1024, '7') + ".\n";
+    std::vector<std::string> rows = scan<OperatingSystemGroup>();
+    ASSERT_EQ(rows.size(), 1u);
+    EXPECT_NE(rows[0].find(";6=" + std::string(511 - 25, '7') + ";10="), std::string::npos);
+}
+
 TEST_F(SystemGroups, OperatingSystemTraces) {
     fake.sysname = "Darwin";
     MacInfo::setSysProf(snapshot(osSnapshot("Mac OS 9").c_str()));
