@@ -98,3 +98,15 @@ void BM_WriteDump(benchmark::State& state) {
 BENCHMARK(BM_WriteDump)->Unit(benchmark::kMillisecond);
 
 } // namespace
+
+// A node of a million children walked by index, as the groups walk a section.
+void BM_WalkChildrenByIndex(benchmark::State& state) {
+    VtNode root("Root");
+    for (int i = 0; i < 1000000; ++i) root.addNode("child");
+    for (auto _ : state) {
+        int n = 0;
+        for (VtNode* c; (c = root.getChild(nullptr, n)) != nullptr;) ++n;
+        benchmark::DoNotOptimize(n);
+    }
+}
+BENCHMARK(BM_WalkChildrenByIndex)->Unit(benchmark::kMillisecond);

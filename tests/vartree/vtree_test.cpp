@@ -5,6 +5,8 @@
 
 #include <gtest/gtest.h>
 
+#include <vector>
+
 #include <cmath>
 #include <cstdio>
 #include <cstring>
@@ -24,12 +26,15 @@ std::string dumpToString(void (*write)(std::FILE*, const VtNode*), const VtNode*
     std::rewind(f);
     char buf[4096];
     size_t k;
-    while ((k = std::fread(buf, 1, sizeof buf, f)) > 0) out.append(buf, k);
+    while ((k = std::fread(buf, 1, sizeof buf, f)) > 0)
+        out.append(buf, k);
     std::fclose(f);
     return out;
 }
 
-std::string dumpTree(const VtNode* root) { return dumpToString(vtDumpTree, root); }
+std::string dumpTree(const VtNode* root) {
+    return dumpToString(vtDumpTree, root);
+}
 std::string dumpNode(const VtNode* n) {
     return dumpToString([](std::FILE* f, const VtNode* x) { vtDumpNode(f, x, 0); }, n);
 }
@@ -40,18 +45,46 @@ NodePtr parse(const std::string& text, int* err = nullptr) {
 
 TEST(VtTree, BuildsListsInInsertionOrder) {
     VtNode root("");
-    for (int i = 0; i < 1000; ++i) root.addInt("n", i);
+    for (int i = 0; i < 1000; ++i)
+        root.addInt("n", i);
     VtNode* a = root.addNode("a");
     root.addNode("b");
     root.addNode("a");
     int i = 0;
-    for (VtVariant* v = root.values; v; v = v->next) EXPECT_EQ(v->value.i, i++);
+    for (VtVariant* v = root.values; v; v = v->next)
+        EXPECT_EQ(v->value.i, i++);
     EXPECT_EQ(i, 1000);
     EXPECT_EQ(root.getChild("a", 0), a);
     EXPECT_STREQ(root.getChild(nullptr, 1)->name, "b");
     EXPECT_EQ(root.getChild("a", 1), a->next->next);
     EXPECT_EQ(root.getChild("a", 2), nullptr);
     EXPECT_EQ(root.getChild("A", 0), nullptr); // exact, case-sensitive
+}
+
+// Lookups by index answer the same whatever order they come in: the remembered
+// position of the last one must never change the answer.
+TEST(VtTree, ChildByIndexInAnyOrder) {
+    VtNode root("r");
+    for (int i = 0; i < 6; ++i)
+        root.addNode(i % 2 ? "odd" : "even");
+    const struct {
+        const char* name;
+        int index;
+        int expectAt; // position among all children, -1 for none
+    } steps[] = {{nullptr, 0, 0},  {nullptr, 1, 1}, {nullptr, 5, 5},   {nullptr, 2, 2},
+                 {nullptr, 6, -1}, {nullptr, 3, 3}, {nullptr, -1, -1}, {"odd", 1, 3},
+                 {nullptr, 4, 4},  {"even", 2, 4},  {nullptr, 0, 0},   {nullptr, 5, 5}};
+    std::vector<VtNode*> all;
+    for (VtNode* c = root.children; c; c = c->next)
+        all.push_back(c);
+    for (const auto& s : steps)
+        EXPECT_EQ(root.getChild(s.name, s.index), s.expectAt < 0 ? nullptr : all[s.expectAt])
+            << (s.name ? s.name : "null") << " " << s.index;
+    // A child appended after a walk is found at the end.
+    EXPECT_EQ(root.getChild(nullptr, 5), all[5]);
+    VtNode* added = root.addNode("late");
+    EXPECT_EQ(root.getChild(nullptr, 6), added);
+    EXPECT_EQ(root.getChild(nullptr, 7), nullptr);
 }
 
 TEST(VtTree, PathLookup) {
@@ -71,9 +104,9 @@ TEST(VtTree, PathLookup) {
         const char* name;
         int expect; // -1: absent or not an integer
     } cases[] = {
-        {"a.b", "x", 1},   {"a.b", "y", -1},  {"a.b.", "x", 1}, {"a", "s", -1},
-        {"a.c", "x", -1},  {"", "x", -1},     {nullptr, "x", -1},
-        {"dotted.name", "z", -1}, {"a..b", "x", -1},
+        {"a.b", "x", 1},    {"a.b", "y", -1},         {"a.b.", "x", 1},
+        {"a", "s", -1},     {"a.c", "x", -1},         {"", "x", -1},
+        {nullptr, "x", -1}, {"dotted.name", "z", -1}, {"a..b", "x", -1},
     };
     for (const Case& c : cases)
         EXPECT_EQ(root.getValue(c.path, c.name, -1), c.expect) << (c.path ? c.path : "(null)");
@@ -202,8 +235,10 @@ TEST(VtDump, ReaderErrors) {
 
 TEST(VtDump, NestingLimit) {
     std::string deep;
-    for (int i = 0; i < VT_MAX_DEPTH; ++i) deep += "(n\n";
-    for (int i = 0; i < VT_MAX_DEPTH; ++i) deep += ")\n";
+    for (int i = 0; i < VT_MAX_DEPTH; ++i)
+        deep += "(n\n";
+    for (int i = 0; i < VT_MAX_DEPTH; ++i)
+        deep += ")\n";
     NodePtr ok = parse(deep);
     ASSERT_NE(ok, nullptr);
     int err = 0;
@@ -262,26 +297,31 @@ private:
             case 0:
                 n->addInt(name.c_str(), static_cast<int>(m_rng()));
                 break;
-            case 1: n->addString(name.c_str(), text(40, "").c_str()); break;
+            case 1:
+                n->addString(name.c_str(), text(40, "").c_str());
+                break;
             case 2:
                 n->addReal(name.c_str(), static_cast<double>(static_cast<int>(m_rng())) / 1e6);
                 break;
             case 3: {
                 std::wstring w;
-                for (int k = pick(20); k > 0; --k) w += static_cast<wchar_t>(1 + pick(127));
+                for (int k = pick(20); k > 0; --k)
+                    w += static_cast<wchar_t>(1 + pick(127));
                 n->addUnicode(name.c_str(), w.c_str());
                 break;
             }
             default: {
                 std::string bytes;
-                for (int k = pick(40); k > 0; --k) bytes += static_cast<char>(pick(256));
+                for (int k = pick(40); k > 0; --k)
+                    bytes += static_cast<char>(pick(256));
                 n->addData(name.c_str(), reinterpret_cast<const unsigned char*>(bytes.data()),
                            static_cast<unsigned>(bytes.size()));
             }
             }
         }
         if (depth < 5)
-            for (int i = pick(4); i > 0; --i) fill(n->addNode(text(16, "").c_str()), depth + 1);
+            for (int i = pick(4); i > 0; --i)
+                fill(n->addNode(text(16, "").c_str()), depth + 1);
     }
 
     std::mt19937 m_rng;
@@ -307,7 +347,8 @@ TEST(VtDump, RealMachineSnapshot) {
     std::string text;
     char buf[4096];
     size_t k;
-    while ((k = std::fread(buf, 1, sizeof buf, f)) > 0) text.append(buf, k);
+    while ((k = std::fread(buf, 1, sizeof buf, f)) > 0)
+        text.append(buf, k);
     std::fclose(f);
     VtIStream_Memory mem(text.data(), text.size());
     std::unique_ptr<VtExecInfo> owner(vtParseProgramOutput(&mem));
@@ -338,8 +379,8 @@ TEST(VtText, Utf8Encoding) {
         {L"\u00eb", 16, 1, "\xc3\xab"},
         {L"\u20ac", 16, 1, "\xe2\x82\xac"},
         {L"\U0001F600", 16, 1, "\xf0\x9f\x98\x80"},
-        {L"a\u20acb", 4, 2, "ab"},    // the euro no longer fits and is skipped
-        {L"abc", 3, 2, "ab"},         // capacity is size - 1
+        {L"a\u20acb", 4, 2, "ab"}, // the euro no longer fits and is skipped
+        {L"abc", 3, 2, "ab"},      // capacity is size - 1
         {L"abc", 1, 0, ""},
     };
     for (const Case& c : cases) {
@@ -380,8 +421,7 @@ TEST(VtText, RemoveEndOfLine) {
     struct Case {
         const char* in;
         const char* out;
-    } cases[] = {{"abc\n", "abc"}, {"ab\rc\n", "ab"}, {"", ""}, {"plain", "plain"},
-                 {"\nx", ""}};
+    } cases[] = {{"abc\n", "abc"}, {"ab\rc\n", "ab"}, {"", ""}, {"plain", "plain"}, {"\nx", ""}};
     for (const Case& c : cases) {
         char buf[32];
         std::strcpy(buf, c.in);

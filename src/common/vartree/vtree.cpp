@@ -193,6 +193,23 @@ VtNode* VtNode::addNode(const char* childName) {
 }
 
 VtNode* VtNode::getChild(const char* childName, int index) const {
+    if (!childName) {
+        // Walks by index go forward one step at a time: start where the last one
+        // ended, so a loop over all children stays linear.
+        if (index < 0) return nullptr;
+        VtNode* c = children;
+        int at = 0;
+        if (m_cursor && m_cursorIndex <= index) {
+            c = m_cursor;
+            at = m_cursorIndex;
+        }
+        for (; c && at < index; ++at) c = c->next;
+        if (c) {
+            m_cursor = c;
+            m_cursorIndex = at;
+        }
+        return c;
+    }
     for (VtNode* c = children; c; c = c->next) {
         if (childName && std::strcmp(c->name, childName) != 0) continue;
         if (index == 0) return c;

@@ -119,6 +119,10 @@ private:
     // Ends of the lists, so that building a node of n entries costs O(n).
     VtVariant* m_lastValue = nullptr;
     VtNode* m_lastChild = nullptr;
+    // Where the last getChild(nullptr, i) ended. Children are only ever appended,
+    // so the cursor stays valid for the life of the node.
+    mutable VtNode* m_cursor = nullptr;
+    mutable int m_cursorIndex = 0;
 };
 
 // The result of running a helper program (see VtProcess.h).
