@@ -40,5 +40,9 @@
 #include "RegionalGroup.h"
 #include "ComponentIDGroup.h"
 #include "HostFacts.h"
+#include "IfInfo.h"
+#include "NetworkAdapterGroup.h"
+#include "IpAddressGroup.h"
+#include "PartitionGroup.h"
 
 #endif

@@ -13,6 +13,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
 #include <unistd.h>
 #include <vector>
@@ -517,4 +518,47 @@ int CommandFiles::close(std::FILE* stream) {
 }
 
 }  // namespace bundle
+}  // namespace host
+
+namespace host {
+
+// The Mac's layout: a header per interface, then ether, inet and inet6 lines; a
+// link-local IPv6 address carries its zone and scope id.
+std::string ifconfigText(const std::vector<InterfaceFacts>& interfaces) {
+    static const struct {
+        unsigned bit;
+        const char* name;
+    } flagNames[] = {{0x1, "UP"},          {0x2, "BROADCAST"}, {0x4, "DEBUG"},
+                     {0x8, "LOOPBACK"},    {0x10, "POINTOPOINT"}, {0x40, "RUNNING"},
+                     {0x80, "NOARP"},      {0x100, "PROMISC"},  {0x200, "ALLMULTI"},
+                     {0x1000, "MULTICAST"}};
+    std::string out;
+    char buf[128];
+    for (const InterfaceFacts& i : interfaces) {
+        std::string names;
+        for (const auto& f : flagNames)
+            if (i.flags & f.bit) names += (names.empty() ? "" : ",") + std::string(f.name);
+        std::snprintf(buf, sizeof buf, ": flags=%x<", i.flags & 0xffffu);
+        out += i.name + buf + names + "> mtu " + std::to_string(i.mtu) + "\n";
+        if (!i.mac.empty()) out += "\tether " + i.mac + "\n";
+        for (const InterfaceFacts::Address& a : i.addresses) {
+            if (a.family == AF_INET) {
+                out += "\tinet " + a.address + " netmask " + a.netmask;
+                if (!a.broadcast.empty()) out += " broadcast " + a.broadcast;
+                out += "\n";
+            } else {
+                out += "\tinet6 " + a.address;
+                if (a.scopeId) out += "%" + i.name;
+                out += " prefixlen " + std::to_string(a.prefix);
+                if (a.scopeId) {
+                    std::snprintf(buf, sizeof buf, " scopeid 0x%x", a.scopeId);
+                    out += buf;
+                }
+                out += "\n";
+            }
+        }
+    }
+    return out;
+}
+
 }  // namespace host

@@ -170,6 +170,9 @@ INVSCAN_API std::FILE* fopen(const char* path, const char* mode);
 INVSCAN_API std::FILE* popen(const char* command, const char* mode);
 INVSCAN_API int pclose(std::FILE* stream);
 INVSCAN_API struct hostent* gethostbyaddr(const void* addr, unsigned len, int type);
+// Bound on one live reverse lookup, in milliseconds (0: none). A lookup still
+// unanswered then fails with TRY_AGAIN; its answer, if one comes, is dropped.
+INVSCAN_API void setLookupTimeout(unsigned ms);
 // setlocale for the category names the groups use: the recorded answer on replay.
 INVSCAN_API char* setlocale(int category, const char* locale);
 INVSCAN_API void tzset();

@@ -6,6 +6,9 @@
 #include "host.h"
 
 #include <map>
+
+struct sockaddr;
+struct statvfs;
 #include <string>
 #include <vector>
 
@@ -51,6 +54,36 @@ public:
     void tzset() override;
     int timeZone(TimeZoneInfo* out) override;
 };
+
+// What a reverse lookup calls (getnameinfo with NI_NAMEREQD unless a test puts
+// another in): 0 with the name in `host`, else non-zero.
+typedef int (*ResolverFn)(const struct sockaddr* sa, unsigned saLen, char* host,
+                          std::size_t hostLen);
+void setResolver(ResolverFn fn);  // null: the system's
+unsigned lookupTimeout();
+
+// Linux: the mount table file, the statistics call and the bound on a remote
+// mount's statistics, replaceable for tests.
+typedef int (*StatvfsFn)(const char* path, struct statvfs* out);
+void setLinuxMountSource(const char* mountTable, StatvfsFn fn, unsigned remoteTimeoutMs);
+
+// One interface as the kernel lists it, and the text the Mac's "ifconfig -a"
+// would print for a list of them (the Linux backend answers that command itself).
+struct InterfaceFacts {
+    std::string name;
+    unsigned index = 0;
+    unsigned flags = 0;  // IFF_* bits
+    unsigned mtu = 0;
+    std::string mac;     // empty when the interface has none
+    struct Address {
+        int family;      // AF_INET or AF_INET6
+        std::string address, netmask, broadcast;
+        unsigned prefix = 0;
+        unsigned scopeId = 0;
+    };
+    std::vector<Address> addresses;
+};
+std::string ifconfigText(const std::vector<InterfaceFacts>& interfaces);
 
 // Names of the fifteen VmStatistics counters, in field order.
 const char* const* vmFieldNames();

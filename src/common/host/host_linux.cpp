@@ -6,7 +6,20 @@
 #endif
 #include "host_internal.h"
 
+#include "CcLog.h"
+
+#include <algorithm>
+#include <arpa/inet.h>
 #include <cerrno>
+#include <chrono>
+#include <condition_variable>
+#include <ifaddrs.h>
+#include <memory>
+#include <mutex>
+#include <net/if.h>
+#include <netinet/in.h>
+#include <system_error>
+#include <thread>
 #include <climits>
 #include <cstdlib>
 #include <cstring>
@@ -299,19 +312,18 @@ const char* mibName(const int* mib, unsigned n) {
     return nullptr;
 }
 
-// Linux names whose Darwin twin exists; pseudo file systems are reported as devfs so
-// that the partition scan passes over them.
-std::string darwinFsType(const std::string& type, const std::string& dir) {
+// Linux names whose Darwin twin exists. What df leaves out by default (proc, sysfs,
+// cgroup and the other kernel views) is reported as devfs, which the partition
+// scan passes over; tmpfs and devtmpfs hold memory and are listed, as df does.
+std::string darwinFsType(const std::string& type) {
     static const char* const pseudo[] = {
-        "proc", "sysfs", "cgroup", "cgroup2", "devpts", "devtmpfs", "securityfs", "debugfs",
-        "tracefs", "pstore", "bpf", "mqueue", "hugetlbfs", "configfs", "fusectl", "binfmt_misc",
-        "rpc_pipefs", "nsfs", "efivarfs", "selinuxfs", "autofs", "ramfs", "nfsd", "devfs"};
+        "proc",       "sysfs",     "cgroup",     "cgroup2",  "devpts",    "securityfs",
+        "debugfs",    "tracefs",   "pstore",     "bpf",      "mqueue",    "hugetlbfs",
+        "configfs",   "fusectl",   "binfmt_misc", "rpc_pipefs", "nsfs",   "efivarfs",
+        "selinuxfs",  "autofs",    "nfsd",       "devfs",    "fuse.portal", "subfs",
+        "kernfs",     "ignore"};
     for (const char* p : pseudo)
         if (type == p) return "devfs";
-    if (type == "tmpfs" && (dir == "/dev" || dir.compare(0, 5, "/dev/") == 0 || dir == "/run" ||
-                            dir.compare(0, 5, "/run/") == 0 || dir.compare(0, 5, "/sys/") == 0 ||
-                            dir.compare(0, 6, "/proc/") == 0))
-        return "devfs";
     if (type == "nfs4" || type == "nfs") return "nfs";
     if (type == "cifs" || type == "smb3" || type == "smbfs") return "smbfs";
     if (type == "iso9660") return "cd9660";
@@ -319,6 +331,125 @@ std::string darwinFsType(const std::string& type, const std::string& dir) {
     if (type == "hfsplus" || type == "hfs") return "hfs";
     if (type == "ntfs3" || type == "ntfs") return "ntfs";
     return type;
+}
+
+// File systems whose statistics come from a server that may not answer.
+bool isNetworkFs(const std::string& type) {
+    static const char* const net[] = {"nfs",  "nfs4",       "cifs",           "smb3",
+                                      "smbfs", "ceph",      "fuse.sshfs",     "fuse.glusterfs",
+                                      "afs",  "9p",         "fuse.s3fs",      "davfs"};
+    for (const char* n : net)
+        if (type == n) return true;
+    return false;
+}
+
+const char* g_mountTable = "/proc/self/mounts";
+StatvfsFn g_statvfs = ::statvfs;
+unsigned g_remoteTimeoutMs = 1000;
+
+struct PendingStat {
+    std::mutex lock;
+    std::condition_variable doneCv;
+    bool done = false;
+    int rc = -1;
+    struct statvfs sv;
+};
+
+// statvfs of a network mount on a thread of its own, so that a dead server costs
+// the bound and not the scan; the thread is left to finish (or not) by itself.
+int boundedStatvfs(const std::string& dir, struct statvfs* out, unsigned ms) {
+    auto p = std::make_shared<PendingStat>();
+    StatvfsFn fn = g_statvfs;
+    try {
+        std::thread([p, dir, fn] {
+            struct statvfs sv;
+            int rc = fn(dir.c_str(), &sv);
+            std::lock_guard<std::mutex> g(p->lock);
+            p->rc = rc;
+            p->sv = sv;
+            p->done = true;
+            p->doneCv.notify_all();
+        }).detach();
+    } catch (const std::system_error&) {
+        return -1;
+    }
+    std::unique_lock<std::mutex> g(p->lock);
+    if (!p->doneCv.wait_for(g, std::chrono::milliseconds(ms), [&] { return p->done; })) return -2;
+    if (p->rc == 0) *out = p->sv;
+    return p->rc;
+}
+
+// The kernel's interface list: names, flags, addresses, hardware addresses.
+std::vector<InterfaceFacts> readInterfaces() {
+    std::vector<InterfaceFacts> out;
+    struct ifaddrs* list = nullptr;
+    if (::getifaddrs(&list) != 0) return out;
+    auto entry = [&out](const char* name) -> InterfaceFacts& {
+        for (InterfaceFacts& i : out)
+            if (i.name == name) return i;
+        out.emplace_back();
+        InterfaceFacts& i = out.back();
+        i.name = name;
+        i.index = ::if_nametoindex(name);
+        std::string base = std::string("/sys/class/net/") + name + "/";
+        std::int64_t mtu = 0;
+        if (toInt64(readText(base + "mtu"), &mtu) && mtu > 0) i.mtu = static_cast<unsigned>(mtu);
+        std::string type = trim(readText(base + "type"));
+        std::string mac = trim(readText(base + "address"));
+        if (type == "1" && !mac.empty() && mac != "00:00:00:00:00:00") i.mac = mac;
+        return i;
+    };
+    for (struct ifaddrs* a = list; a; a = a->ifa_next) {
+        if (!a->ifa_name) continue;
+        InterfaceFacts& i = entry(a->ifa_name);
+        i.flags = a->ifa_flags;
+        if (!a->ifa_addr) continue;
+        char buf[INET6_ADDRSTRLEN];
+        InterfaceFacts::Address ad;
+        ad.family = a->ifa_addr->sa_family;
+        if (ad.family == AF_INET) {
+            const auto* in = reinterpret_cast<const struct sockaddr_in*>(a->ifa_addr);
+            if (!inet_ntop(AF_INET, &in->sin_addr, buf, sizeof buf)) continue;
+            ad.address = buf;
+            std::uint32_t mask = 0;
+            if (a->ifa_netmask)
+                mask = ntohl(reinterpret_cast<const struct sockaddr_in*>(a->ifa_netmask)->sin_addr.s_addr);
+            char hex[16];
+            std::snprintf(hex, sizeof hex, "0x%08x", mask);
+            ad.netmask = hex;
+            if ((a->ifa_flags & IFF_BROADCAST) && a->ifa_broadaddr) {
+                const auto* b = reinterpret_cast<const struct sockaddr_in*>(a->ifa_broadaddr);
+                if (inet_ntop(AF_INET, &b->sin_addr, buf, sizeof buf)) ad.broadcast = buf;
+            }
+        } else if (ad.family == AF_INET6) {
+            const auto* in6 = reinterpret_cast<const struct sockaddr_in6*>(a->ifa_addr);
+            if (!inet_ntop(AF_INET6, &in6->sin6_addr, buf, sizeof buf)) continue;
+            ad.address = buf;
+            ad.scopeId = in6->sin6_scope_id;
+            if (a->ifa_netmask) {
+                const auto* m = reinterpret_cast<const struct sockaddr_in6*>(a->ifa_netmask);
+                for (unsigned char byte : m->sin6_addr.s6_addr)
+                    for (int bit = 7; bit >= 0; --bit) ad.prefix += (byte >> bit) & 1;
+            }
+        } else {
+            continue;
+        }
+        i.addresses.push_back(ad);
+    }
+    ::freeifaddrs(list);
+    std::stable_sort(out.begin(), out.end(),
+                     [](const InterfaceFacts& a, const InterfaceFacts& b) { return a.index < b.index; });
+    return out;
+}
+
+// "ifconfig -a" and "/sbin/ifconfig -a", with any redirection after them.
+bool isInterfaceCommand(const char* command) {
+    for (const char* c : {"ifconfig -a", "/sbin/ifconfig -a"}) {
+        std::size_t n = std::strlen(c);
+        if (std::strncmp(command, c, n) == 0 && (command[n] == '\0' || command[n] == ' '))
+            return true;
+    }
+    return false;
 }
 
 class LinuxBackend : public PosixBackend {
@@ -383,8 +514,8 @@ public:
     }
 
     bool mounts(Statfs** out, int* count) override {
-        std::FILE* f = ::setmntent("/proc/self/mounts", "r");
-        if (!f) f = ::setmntent("/etc/mtab", "r");
+        std::FILE* f = ::setmntent(g_mountTable, "r");
+        if (!f && std::strcmp(g_mountTable, "/proc/self/mounts") == 0) f = ::setmntent("/etc/mtab", "r");
         if (!f) return false;
         m_mounts.clear();
         struct mntent ent;
@@ -392,12 +523,25 @@ public:
         while (::getmntent_r(f, &ent, buf, sizeof buf)) {
             Statfs s;
             std::memset(&s, 0, sizeof s);
-            std::string type = darwinFsType(ent.mnt_type, ent.mnt_dir);
+            std::string type = darwinFsType(ent.mnt_type);
             copyField(s.f_fstypename, sizeof s.f_fstypename, type.c_str());
             copyField(s.f_mntonname, sizeof s.f_mntonname, ent.mnt_dir);
             copyField(s.f_mntfromname, sizeof s.f_mntfromname, ent.mnt_fsname);
             struct statvfs sv;
-            if (type != "devfs" && ::statvfs(ent.mnt_dir, &sv) == 0) {
+            int rc = -1;
+            if (type != "devfs") {
+                if (isNetworkFs(ent.mnt_type)) {
+                    rc = boundedStatvfs(ent.mnt_dir, &sv, g_remoteTimeoutMs);
+                    if (rc == -2)
+                        getCcLogHw()->traceMIN(__LINE__, "./../../../src/common/host/host_linux",
+                                               "mounts()",
+                                               "hardware %s [%s] did not answer within %u ms: sizes 0",
+                                               ent.mnt_type, ent.mnt_dir, g_remoteTimeoutMs);
+                } else {
+                    rc = g_statvfs(ent.mnt_dir, &sv);
+                }
+            }
+            if (rc == 0) {
                 // statfs counts in f_bsize units; statvfs counts in f_frsize units.
                 unsigned long unit = sv.f_frsize ? sv.f_frsize : sv.f_bsize;
                 s.f_bsize = static_cast<std::uint32_t>(unit);
@@ -417,11 +561,29 @@ public:
         return true;
     }
 
+    std::FILE* popen(const char* command) override {
+        if (isInterfaceCommand(command)) return m_commands.open(ifconfigText(readInterfaces()), 0);
+        return PosixBackend::popen(command);
+    }
+
+    int pclose(std::FILE* stream) override {
+        int rc = m_commands.close(stream);
+        if (rc == -1 && errno == ECHILD) return PosixBackend::pclose(stream);
+        return rc;
+    }
+
 private:
     std::vector<Statfs> m_mounts;
+    bundle::CommandFiles m_commands;
 };
 
 }  // namespace
+
+void setLinuxMountSource(const char* mountTable, StatvfsFn fn, unsigned remoteTimeoutMs) {
+    g_mountTable = mountTable ? mountTable : "/proc/self/mounts";
+    g_statvfs = fn ? fn : ::statvfs;
+    g_remoteTimeoutMs = remoteTimeoutMs ? remoteTimeoutMs : 1000;
+}
 
 Backend* liveBackend() {
     static LinuxBackend b;

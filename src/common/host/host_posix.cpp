@@ -7,7 +7,16 @@
 #include <clocale>
 #include <cstring>
 #include <ctime>
+#include <chrono>
+#include <condition_variable>
+#include <memory>
+#include <mutex>
+#include <netdb.h>
+#include <netinet/in.h>
+#include <string>
 #include <sys/socket.h>
+#include <system_error>
+#include <thread>
 #include <sys/utsname.h>
 
 namespace host {
@@ -37,8 +46,98 @@ std::FILE* PosixBackend::popen(const char* command) { return ::popen(command, "r
 
 int PosixBackend::pclose(std::FILE* stream) { return ::pclose(stream); }
 
+namespace {
+
+ResolverFn g_resolver = nullptr;
+unsigned g_lookupMs = 0;
+
+int systemResolver(const struct sockaddr* sa, unsigned saLen, char* hostName, std::size_t n) {
+    return ::getnameinfo(sa, static_cast<socklen_t>(saLen), hostName, static_cast<socklen_t>(n),
+                         nullptr, 0, NI_NAMEREQD);
+}
+
+// One lookup, shared with the thread that asks: whichever side finishes last frees it.
+struct Pending {
+    std::mutex lock;
+    std::condition_variable doneCv;
+    bool done = false;
+    int rc = -1;
+    char name[NI_MAXHOST] = "";
+};
+
+}  // namespace
+
+void setResolver(ResolverFn fn) { g_resolver = fn; }
+void setLookupTimeout(unsigned ms) { g_lookupMs = ms; }
+unsigned lookupTimeout() { return g_lookupMs; }
+
 struct hostent* PosixBackend::gethostbyaddr(const void* addr, unsigned len, int type) {
-    return ::gethostbyaddr(addr, static_cast<socklen_t>(len), type);
+    struct sockaddr_storage ss;
+    std::memset(&ss, 0, sizeof ss);
+    unsigned ssLen = 0;
+    if (type == AF_INET && len == 4) {
+        auto* in = reinterpret_cast<struct sockaddr_in*>(&ss);
+        in->sin_family = AF_INET;
+        std::memcpy(&in->sin_addr, addr, 4);
+        ssLen = sizeof *in;
+    } else if (type == AF_INET6 && len == 16) {
+        auto* in6 = reinterpret_cast<struct sockaddr_in6*>(&ss);
+        in6->sin6_family = AF_INET6;
+        std::memcpy(&in6->sin6_addr, addr, 16);
+        ssLen = sizeof *in6;
+    } else {
+        h_errno = NO_RECOVERY;
+        return nullptr;
+    }
+    ResolverFn fn = g_resolver ? g_resolver : systemResolver;
+    auto pending = std::make_shared<Pending>();
+    auto ask = [pending, ss, ssLen, fn]() {
+        char name[NI_MAXHOST] = "";
+        int rc = fn(reinterpret_cast<const struct sockaddr*>(&ss), ssLen, name, sizeof name);
+        std::lock_guard<std::mutex> g(pending->lock);
+        pending->rc = rc;
+        std::memcpy(pending->name, name, sizeof name);
+        pending->name[sizeof name - 1] = '\0';
+        pending->done = true;
+        pending->doneCv.notify_all();
+    };
+    bool asked = false;
+    if (g_lookupMs) {
+        // A resolver that never answers must not hold up the scan: ask on a thread
+        // of its own and stop waiting at the bound.
+        try {
+            std::thread(ask).detach();
+            asked = true;
+        } catch (const std::system_error&) {
+        }
+    }
+    if (!asked) ask();
+    std::unique_lock<std::mutex> g(pending->lock);
+    if (!pending->doneCv.wait_for(g, std::chrono::milliseconds(g_lookupMs ? g_lookupMs : 1),
+                                  [&] { return pending->done; })) {
+        h_errno = TRY_AGAIN;
+        return nullptr;
+    }
+    if (pending->rc != 0 || !pending->name[0]) {
+        h_errno = HOST_NOT_FOUND;
+        return nullptr;
+    }
+    static std::string name;
+    static unsigned char bytes[16];
+    static char* addrList[2];
+    static char* aliases[1];
+    static struct hostent result;
+    name = pending->name;
+    std::memcpy(bytes, addr, len);
+    addrList[0] = reinterpret_cast<char*>(bytes);
+    addrList[1] = nullptr;
+    aliases[0] = nullptr;
+    result.h_name = &name[0];
+    result.h_aliases = aliases;
+    result.h_addrtype = type;
+    result.h_length = static_cast<int>(len);
+    result.h_addr_list = addrList;
+    return &result;
 }
 
 char* PosixBackend::setlocale(int category, const char* locale) {

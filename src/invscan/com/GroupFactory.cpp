@@ -4,9 +4,12 @@
 #include "File.h"
 #include "KorCfg.h"
 #include "ComponentIDGroup.h"
+#include "IpAddressGroup.h"
 #include "MemoryGroup.h"
 #include "MemoryModulesGroup.h"
+#include "NetworkAdapterGroup.h"
 #include "OperatingSystemGroup.h"
+#include "PartitionGroup.h"
 #include "PhysicalProcessorGroup.h"
 #include "RegionalGroup.h"
 #include "SMBIOSGroup.h"
@@ -86,6 +89,18 @@ ZelGroup* GroupFactory::getZELGroup(unsigned long id) {
         break;
     case ZEL_GROUP_MEMORY_MODULES:
         group = new MemoryModulesGroup();
+        break;
+    case ZEL_GROUP_NETWORK_ADAPTER:
+        group = new NetworkAdapterGroup();
+        break;
+    case ZEL_GROUP_IP_ADDRESS:
+        group = new IpAddressGroup();
+        break;
+    case ZEL_GROUP_IPV6_ADDRESS:
+        group = new Ipv6AddressGroup();
+        break;
+    case ZEL_GROUP_PARTITION:
+        group = new PartitionGroup();
         break;
     default:
         break;

@@ -1,0 +1,222 @@
+// Both address groups walk the network services of the profiler snapshot; the
+// IPv6 one takes its addresses from interface discovery, since the profiler lists
+// only one per service. Reverse lookups may wait on a resolver that never
+// answers: each is bounded, the group has a total budget, and an address asked once
+// is not asked again for a minute (the bounds come from the configuration file).
+#include "IpAddressGroup.h"
+
+#include "CcLog.h"
+#include "IfInfo.h"
+#include "MacInfo.h"
+#include "ZelTableRow.h"
+#include "host.h"
+
+#include <arpa/inet.h>
+#include <chrono>
+#include <cstdlib>
+#include <cstring>
+#include <cwchar>
+#include <map>
+#include <string>
+#include <sys/socket.h>
+
+namespace {
+
+const char* const SRC4 = "./../../../src/invscan/macos/IpAddressGroup";
+const char* const SRC6 = "./../../../src/invscan/macos/Ipv6AddressGroup";
+const char* const OP = "getTable()";
+
+typedef std::chrono::steady_clock Clock;
+
+struct Dns {
+    std::string primary, secondary, fallback;
+};
+
+Dns dnsOf(VtNode* svc) {
+    Dns d;
+    VtNode* dns = svc->getChild("DNS", 0);
+    if (!dns) return d;
+    VtNode* servers = dns->getChild("ServerAddresses", 0);
+    int found = 0;
+    for (VtVariant* v = servers ? servers->values : nullptr; v && found < 2; v = v->next) {
+        if (v->name && std::strcmp(v->name, "size") == 0) continue;
+        if (v->type != VT_STRING) break;
+        (found++ ? d.secondary : d.primary) = v->value.s ? v->value.s : "";
+    }
+    // The fallback domain is read from the server list, as it always has been.
+    if (dns->getChild("SearchDomains", 0) && servers && servers->values &&
+        servers->values->type == VT_STRING && servers->values->value.s)
+        d.fallback = servers->values->value.s;
+    return d;
+}
+
+unsigned long setting(const ZelGroup& g, const wchar_t* key, unsigned long dflt) {
+    const wchar_t* v = g.getGlobalAttr(key);
+    if (!v || !*v) return dflt;
+    wchar_t* end = nullptr;
+    unsigned long n = std::wcstoul(v, &end, 10);
+    return end && end != v ? n : dflt;
+}
+
+// Answers by address text, valid for a minute: one scan asks each address once.
+struct Cached {
+    std::string name;
+    Clock::time_point when;
+};
+std::map<std::string, Cached>& cache() {
+    static std::map<std::string, Cached>* c = new std::map<std::string, Cached>();
+    return *c;
+}
+
+class ReverseLookup {
+public:
+    explicit ReverseLookup(const ZelGroup& g)
+        : m_perAddress(setting(g, L"reverseLookupTimeout", 300)),
+          m_budget(setting(g, L"reverseLookupBudget", 1000)) {}
+    ~ReverseLookup() { host::setLookupTimeout(0); }
+
+    // Host name and domain of an address; `fallback` is the domain without one.
+    void resolve(const char* addr, int family, const std::string& fallback, std::string* hostName,
+                 std::string* domain) {
+        std::string name = lookup(addr, family);
+        hostName->clear();
+        *domain = fallback;
+        if (name.empty()) return;
+        std::size_t dot = name.find('.');
+        *hostName = name.substr(0, dot);
+        if (dot != std::string::npos) *domain = name.substr(dot + 1);
+    }
+
+private:
+    std::string lookup(const char* addr, int family) {
+        unsigned char bin[16];
+        unsigned len = 4;
+        if (family == AF_INET) {
+            in_addr_t a = inet_addr(addr);
+            std::memcpy(bin, &a, 4);
+        } else {
+            if (inet_pton(AF_INET6, addr, bin) != 1) return std::string();
+            len = 16;
+        }
+        const std::string key = std::to_string(family) + " " + addr;
+        const Clock::time_point now = Clock::now();
+        auto it = cache().find(key);
+        if (it != cache().end() && now - it->second.when < std::chrono::minutes(1))
+            return it->second.name;
+        long spent = static_cast<long>(
+            std::chrono::duration_cast<std::chrono::milliseconds>(now - m_start).count());
+        if (m_budget && spent >= static_cast<long>(m_budget)) return std::string();
+        unsigned long bound = m_perAddress;
+        if (m_budget && (!bound || m_budget - static_cast<unsigned long>(spent) < bound))
+            bound = m_budget - static_cast<unsigned long>(spent);
+        host::setLookupTimeout(static_cast<unsigned>(bound));
+        struct hostent* h = host::gethostbyaddr(bin, len, family);
+        std::string name = h && h->h_name ? h->h_name : "";
+        cache()[key] = Cached{name, Clock::now()};
+        return name;
+    }
+
+    unsigned long m_perAddress, m_budget;
+    Clock::time_point m_start = Clock::now();
+};
+
+ZelTableAttrib* text(unsigned long id, const std::string& s) { return new ZelTableAttrib(id, s.c_str()); }
+
+}  // namespace
+
+ZelTable* IpAddressGroup::getTable() {
+    CcLogWrapper* log = getCcLogHw();
+    log->traceMidEntry(__LINE__, SRC4, OP, "hardware %s", "IpAddressGroup");
+    VtExecInfo* info = MacInfo::getSysProf();
+    if (!info || !info->tree) {
+        log->traceMidExit(__LINE__, SRC4, OP, "hardware %s", "no system profiler snapshot");
+        return nullptr;
+    }
+    ZelTable* table = new ZelTable(getGroupId(), getGroupVersion());
+    ReverseLookup lookups(*this);
+    VtNode* sp = info->tree->getChild("SystemProfiler", 0);
+    VtNode* net = sp ? sp->getChild("SPNetworkDataType", 0) : nullptr;
+    unsigned long index = 1;
+    for (VtNode* svc = net ? net->children : nullptr; svc; svc = svc->next) {
+        Dns dns = dnsOf(svc);
+        const char* mac = svc->getValue("Ethernet", "MAC Address", "");
+        VtNode* v4 = svc->getChild("IPv4", 0);
+        if (!v4) continue;
+        const char* method = v4->getValue("", "ConfigMethod", "");
+        v4->getValue("", "InterfaceName", "");
+        const char* router = v4->getValue("", "Router", "");
+        const char* subnet = v4->getValue("SubnetMasks", "SubnetMasks", "");
+        VtNode* addrs = v4->getChild("Addresses", 0);
+        for (VtVariant* a = addrs ? addrs->values : nullptr; a; a = a->next) {
+            if (a->type != VT_STRING || !a->value.s) continue;
+            std::string hostName, domain;
+            lookups.resolve(a->value.s, AF_INET, dns.fallback, &hostName, &domain);
+            ZelTableRow* row = new ZelTableRow();
+            row->addAttrib(new ZelTableAttrib(1UL, index++));
+            row->addAttrib(new ZelTableAttrib(2UL, a->value.s));
+            row->addAttrib(text(3UL, hostName));
+            row->addAttrib(text(4UL, domain));
+            row->addAttrib(new ZelTableAttrib(5UL, subnet));
+            row->addAttrib(new ZelTableAttrib(6UL, router));
+            row->addAttrib(text(7UL, dns.primary));
+            row->addAttrib(text(8UL, dns.secondary));
+            row->addAttrib(new ZelTableAttrib(9UL, std::strcmp(method, "Automatic") == 0 ? "Y" : "N"));
+            row->addAttrib(new ZelTableAttrib(10UL, mac));
+            table->addRow(row);
+        }
+    }
+    log->traceMidExit(__LINE__, SRC4, OP, "hardware %s", "IpAddressGroup");
+    return table;
+}
+
+ZelTable* Ipv6AddressGroup::getTable() {
+    CcLogWrapper* log = getCcLogHw();
+    log->traceMidEntry(__LINE__, SRC6, OP, "hardware %s", "Ipv6AddressGroup");
+    VtExecInfo* info = MacInfo::getSysProf();
+    IfInfoList interfaces;
+    populateIfInfoList(interfaces);
+    if (!info || !info->tree) {
+        log->traceMidExit(__LINE__, SRC6, OP, "hardware %s", "no system profiler snapshot");
+        return nullptr;
+    }
+    ZelTable* table = new ZelTable(getGroupId(), getGroupVersion());
+    ReverseLookup lookups(*this);
+    VtNode* sp = info->tree->getChild("SystemProfiler", 0);
+    VtNode* net = sp ? sp->getChild("SPNetworkDataType", 0) : nullptr;
+    unsigned long index = 1;
+    for (VtNode* svc = net ? net->children : nullptr; svc; svc = svc->next) {
+        Dns dns = dnsOf(svc);
+        const char* mac = svc->getValue("Ethernet", "MAC Address", "");
+        const char* ifname = svc->getValue("", "interface", "");
+        VtNode* v6 = svc->getChild("IPv6", 0);
+        if (!v6) {
+            log->traceMAX(__LINE__, SRC6, OP, "hardware no ipv6 support on interface [%s]", ifname);
+            continue;
+        }
+        const char* router = v6->getValue("", "Router", "");
+        IfInfo* found = find_if(ifname, interfaces);
+        if (!found) {
+            log->traceMAX(__LINE__, SRC6, OP, "hardware no ifconfig support for [%s]", ifname);
+            continue;
+        }
+        for (const IPv6_entry& e : found->ipv6List) {
+            std::string hostName, domain;
+            lookups.resolve(e.address.c_str(), AF_INET6, dns.fallback, &hostName, &domain);
+            ZelTableRow* row = new ZelTableRow();
+            row->addAttrib(new ZelTableAttrib(1UL, index++));
+            row->addAttrib(text(2UL, e.address));
+            row->addAttrib(text(3UL, hostName));
+            row->addAttrib(text(4UL, domain));
+            row->addAttrib(text(5UL, e.prefixLength));
+            row->addAttrib(new ZelTableAttrib(6UL, router));
+            row->addAttrib(text(7UL, dns.primary));
+            row->addAttrib(text(8UL, dns.secondary));
+            row->addAttrib(new ZelTableAttrib(9UL, mac));
+            row->addAttrib(text(10UL, e.scope));
+            row->addAttrib(new ZelTableAttrib(11UL, ifname));
+            table->addRow(row);
+        }
+    }
+    log->traceMidExit(__LINE__, SRC6, OP, "hardware %s", "Ipv6AddressGroup");
+    return table;
+}

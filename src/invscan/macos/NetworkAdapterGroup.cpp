@@ -1,0 +1,65 @@
+#include "NetworkAdapterGroup.h"
+
+#include "CcLog.h"
+#include "MacInfo.h"
+#include "ZelTableRow.h"
+#include "md5.h"
+
+#include <cstdlib>
+#include <strings.h>
+#include <string>
+
+namespace {
+const char* const SRC = "./../../../src/invscan/macos/NetworkAdapterGroup";
+const char* const OP = "getTable()";
+const unsigned long TYPE_UNKNOWN = 1, TYPE_ETHERNET = 3, TYPE_PPP = 10;
+}  // namespace
+
+ZelTable* NetworkAdapterGroup::getTable() {
+    CcLogWrapper* log = getCcLogHw();
+    log->traceMidEntry(__LINE__, SRC, OP, "hardware %s", "NetworkAdapterGroup");
+    VtExecInfo* info = MacInfo::getSysProf();
+    if (!info || !info->tree) {
+        log->traceMidExit(__LINE__, SRC, OP, "hardware %s", "no system profiler snapshot");
+        return nullptr;
+    }
+    ZelTable* table = new ZelTable(getGroupId(), getGroupVersion());
+    VtNode* sp = info->tree->getChild("SystemProfiler", 0);
+    VtNode* net = sp ? sp->getChild("SPNetworkDataType", 0) : nullptr;
+    unsigned long index = 1;
+    for (VtNode* svc = net ? net->children : nullptr; svc; svc = svc->next) {
+        const char* hardware = svc->getValue("", "hardware", "");
+        const char* interface = svc->getValue("", "interface", "");
+        const char* type = svc->getValue("", "type", "");
+        VtNode* ether = svc->getChild("Ethernet", 0);
+        const char* mac = "";
+        const char* connector = "";
+        unsigned long code;
+        if (ether) {
+            // An Ethernet child decides, whatever the service calls itself.
+            code = TYPE_ETHERNET;
+            mac = ether->getValue("", "MAC Address", "");
+            connector = ether->getValue("", "MediaSubType", "");
+        } else if (strcasecmp(type, "Ethernet") == 0) {
+            code = TYPE_ETHERNET;
+        } else {
+            code = std::string(type).compare(0, 3, "PPP") == 0 ? TYPE_PPP : TYPE_UNKNOWN;
+        }
+        std::string model = std::string(hardware) + "-" + interface;
+        char* id = md5_checksum(model.c_str());
+        ZelTableRow* row = new ZelTableRow();
+        row->addAttrib(new ZelTableAttrib(1UL, index++));
+        row->addAttrib(new ZelTableAttrib(2UL, id ? id : ""));
+        row->addAttrib(new ZelTableAttrib(3UL, mac));
+        row->addAttrib(new ZelTableAttrib(4UL, mac));
+        row->addAttrib(new ZelTableAttrib(5UL, code));
+        row->addAttrib(new ZelTableAttrib(6UL, model.c_str()));
+        row->addAttrib(new ZelTableAttrib(9UL, connector));
+        row->addAttrib(new ZelTableAttrib(10UL, "ethernet"));
+        row->addAttrib(new ZelTableAttrib(11UL, ""));
+        table->addRow(row);
+        std::free(id);
+    }
+    log->traceMidExit(__LINE__, SRC, OP, "hardware %s", "NetworkAdapterGroup");
+    return table;
+}
