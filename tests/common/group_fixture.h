@@ -10,6 +10,8 @@
 #include "host_internal.h"
 #include "vtree.h"
 
+#include <arpa/inet.h>
+#include <cerrno>
 #include <clocale>
 #include <cstdio>
 #include <cstdlib>
@@ -39,7 +41,6 @@ public:
         *vm = vmStats;
         return KERN_SUCCESS;
     }
-    bool mounts(host::Statfs**, int*) override { return false; }
     int uname(host::Utsname* u) override {
         if (sysname.empty()) return -1;
         std::memset(u, 0, sizeof *u);
@@ -52,6 +53,33 @@ public:
     std::FILE* fopen(const char* path) override {
         auto it = files.find(path);
         return it == files.end() ? nullptr : host::bundle::memoryFile(it->second);
+    }
+    // Commands the test answers; any other runs for real.
+    std::FILE* popen(const char* command) override {
+        ++popens;
+        auto it = commands.find(command);
+        if (it == commands.end()) return host::PosixBackend::popen(command);
+        return served.open(it->second, 0);
+    }
+    int pclose(std::FILE* stream) override {
+        ++pcloses;
+        int rc = served.close(stream);
+        return rc == -1 && errno == ECHILD ? host::PosixBackend::pclose(stream) : rc;
+    }
+    struct hostent* gethostbyaddr(const void* addr, unsigned len, int type) override {
+        if (!answerLookups) return host::PosixBackend::gethostbyaddr(addr, len, type);
+        char text[64] = "";
+        inet_ntop(type, addr, text, sizeof text);
+        lookups.push_back(text);
+        auto it = names.find(text);
+        if (it == names.end()) return nullptr;
+        static char* none[1] = {nullptr};
+        static struct hostent h;
+        lookupName = it->second;
+        h.h_name = &lookupName[0];
+        h.h_aliases = none;
+        h.h_addr_list = none;
+        return &h;
     }
     char* setlocale(int category, const char*) override {
         auto it = locales.find(category);
@@ -82,6 +110,20 @@ public:
         sysctls["2.5"] = host::SysctlValue::raw(&u, sizeof u);
     }
 
+    std::map<std::string, std::string> commands;
+    int popens = 0, pcloses = 0;
+    host::bundle::CommandFiles served;
+    bool answerLookups = true;
+    std::map<std::string, std::string> names; // address text -> host name
+    std::vector<std::string> lookups;
+    std::string lookupName;
+    std::vector<host::Statfs> mountList;
+    bool mounts(host::Statfs** out, int* count) override {
+        if (mountList.empty()) return false;
+        *out = &mountList[0];
+        *count = static_cast<int>(mountList.size());
+        return true;
+    }
     std::map<std::string, host::SysctlValue> sysctls;
     std::map<std::string, std::string> files;
     std::map<int, std::string> locales;

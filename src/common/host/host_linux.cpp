@@ -2,7 +2,7 @@
 // the mount table. Names that Linux cannot answer fail with ENOENT as an unknown
 // sysctl name does on Darwin.
 #ifndef _FILE_OFFSET_BITS
-#define _FILE_OFFSET_BITS 64  // 64-bit sizes and inode numbers on 32-bit Linux too
+#define _FILE_OFFSET_BITS 64 // 64-bit sizes and inode numbers on 32-bit Linux too
 #endif
 #include "host_internal.h"
 
@@ -72,9 +72,11 @@ bool meminfo(const std::string& text, const char* key, std::uint64_t* bytes) {
         if (p == 0 || text[p - 1] == '\n') {
             std::int64_t v;
             std::size_t eol = text.find('\n', p);
-            std::string rest = text.substr(p + k.size(), eol == std::string::npos ? std::string::npos : eol - p - k.size());
+            std::string rest = text.substr(
+                p + k.size(), eol == std::string::npos ? std::string::npos : eol - p - k.size());
             if (!toInt64(rest, &v) || v < 0) return false;
-            *bytes = static_cast<std::uint64_t>(v) * (rest.find("kB") != std::string::npos ? 1024u : 1u);
+            *bytes =
+                static_cast<std::uint64_t>(v) * (rest.find("kB") != std::string::npos ? 1024u : 1u);
             return true;
         }
         p += k.size();
@@ -148,8 +150,10 @@ std::int64_t cacheSize(int level, const char* type) {
         std::string sz = trim(readText(base + "size"));
         std::int64_t v;
         if (!toInt64(sz, &v)) return -1;
-        if (sz.find('K') != std::string::npos) v *= 1024;
-        else if (sz.find('M') != std::string::npos) v *= 1024 * 1024;
+        if (sz.find('K') != std::string::npos)
+            v *= 1024;
+        else if (sz.find('M') != std::string::npos)
+            v *= 1024 * 1024;
         return v;
     }
     return -1;
@@ -163,7 +167,9 @@ std::int64_t cpuMaxHz() {
     return -1;
 }
 
-bool hasFlag(const char* f) { return cpu().flags.find(std::string(" ") + f + " ") != std::string::npos; }
+bool hasFlag(const char* f) {
+    return cpu().flags.find(std::string(" ") + f + " ") != std::string::npos;
+}
 
 // When the system was installed: the root file system's birth time, else the
 // Debian installer's log folder. UTC, in the form the Mac install log uses. A
@@ -190,11 +196,16 @@ bool lookup(const std::string& name, SysctlValue* v) {
     if (name == "hw.memsize" || name == "hw.physmem") {
         if (::sysinfo(&si) != 0) return false;
         std::uint64_t bytes = static_cast<std::uint64_t>(si.totalram) * si.mem_unit;
-        if (name == "hw.memsize") *v = SysctlValue::i64(static_cast<std::int64_t>(bytes));
-        else *v = SysctlValue::i32(bytes > INT32_MAX ? INT32_MAX : static_cast<std::int64_t>(bytes));
+        if (name == "hw.memsize")
+            *v = SysctlValue::i64(static_cast<std::int64_t>(bytes));
+        else
+            *v = SysctlValue::i32(bytes > INT32_MAX ? INT32_MAX : static_cast<std::int64_t>(bytes));
         return true;
     }
-    if (name == "hw.pagesize") { *v = SysctlValue::i64(sysconf(_SC_PAGESIZE)); return true; }
+    if (name == "hw.pagesize") {
+        *v = SysctlValue::i64(sysconf(_SC_PAGESIZE));
+        return true;
+    }
     if (name == "vm.swapusage") {
         std::string mi = readText("/proc/meminfo");
         std::uint64_t total = 0, avail = 0;
@@ -208,41 +219,94 @@ bool lookup(const std::string& name, SysctlValue* v) {
         *v = SysctlValue::raw(&u, sizeof u);
         return true;
     }
-    if (name == "machdep.cpu.brand_string" && !c.brand.empty()) { *v = SysctlValue::str(c.brand); return true; }
-    if (name == "machdep.cpu.vendor" && !c.vendor.empty()) { *v = SysctlValue::str(c.vendor); return true; }
-    if (name == "machdep.cpu.features" && !c.flags.empty()) { *v = SysctlValue::str(trim(c.flags)); return true; }
+    if (name == "machdep.cpu.brand_string" && !c.brand.empty()) {
+        *v = SysctlValue::str(c.brand);
+        return true;
+    }
+    if (name == "machdep.cpu.vendor" && !c.vendor.empty()) {
+        *v = SysctlValue::str(c.vendor);
+        return true;
+    }
+    if (name == "machdep.cpu.features" && !c.flags.empty()) {
+        *v = SysctlValue::str(trim(c.flags));
+        return true;
+    }
     if (c.family >= 0 && c.model >= 0 && c.stepping >= 0) {
         // CPUID leaf 1 EAX from the decoded family / model / stepping.
         std::int64_t fam = c.family, mod = c.model;
         std::int64_t baseFam = fam >= 15 ? 15 : fam, extFam = fam >= 15 ? fam - 15 : 0;
         if (name == "machdep.cpu.signature") {
-            *v = SysctlValue::i32((extFam << 20) | ((mod >> 4) << 16) | (baseFam << 8) | ((mod & 15) << 4) |
-                                  (c.stepping & 15));
+            *v = SysctlValue::i32((extFam << 20) | ((mod >> 4) << 16) | (baseFam << 8) |
+                                  ((mod & 15) << 4) | (c.stepping & 15));
             return true;
         }
-        if (name == "machdep.cpu.family") { *v = SysctlValue::i32(fam); return true; }
-        if (name == "machdep.cpu.model") { *v = SysctlValue::i32(mod); return true; }
-        if (name == "machdep.cpu.stepping") { *v = SysctlValue::i32(c.stepping); return true; }
-        if (name == "machdep.cpu.extfamily") { *v = SysctlValue::i32(extFam); return true; }
-        if (name == "machdep.cpu.extmodel") { *v = SysctlValue::i32(mod >> 4); return true; }
+        if (name == "machdep.cpu.family") {
+            *v = SysctlValue::i32(fam);
+            return true;
+        }
+        if (name == "machdep.cpu.model") {
+            *v = SysctlValue::i32(mod);
+            return true;
+        }
+        if (name == "machdep.cpu.stepping") {
+            *v = SysctlValue::i32(c.stepping);
+            return true;
+        }
+        if (name == "machdep.cpu.extfamily") {
+            *v = SysctlValue::i32(extFam);
+            return true;
+        }
+        if (name == "machdep.cpu.extmodel") {
+            *v = SysctlValue::i32(mod >> 4);
+            return true;
+        }
     }
-    if (name == "machdep.cpu.cores_per_package" && c.coresPerPackage > 0) { *v = SysctlValue::i32(c.coresPerPackage); return true; }
-    if (name == "machdep.cpu.logical_per_package" && c.logicalPerPackage > 0) { *v = SysctlValue::i32(c.logicalPerPackage); return true; }
-    if (name == "machdep.cpu.core_count") { *v = SysctlValue::i32(c.physical); return true; }
-    if (name == "machdep.cpu.thread_count") { *v = SysctlValue::i32(c.logical); return true; }
+    if (name == "machdep.cpu.cores_per_package" && c.coresPerPackage > 0) {
+        *v = SysctlValue::i32(c.coresPerPackage);
+        return true;
+    }
+    if (name == "machdep.cpu.logical_per_package" && c.logicalPerPackage > 0) {
+        *v = SysctlValue::i32(c.logicalPerPackage);
+        return true;
+    }
+    if (name == "machdep.cpu.core_count") {
+        *v = SysctlValue::i32(c.physical);
+        return true;
+    }
+    if (name == "machdep.cpu.thread_count") {
+        *v = SysctlValue::i32(c.logical);
+        return true;
+    }
     if (name == "machdep.cpu.cache.size") {
         std::int64_t l2 = cacheSize(2, "Unified");
         if (l2 < 0) return false;
-        *v = SysctlValue::i32(l2 >> 10);  // kilobytes, as Darwin gives it
+        *v = SysctlValue::i32(l2 >> 10); // kilobytes, as Darwin gives it
         return true;
     }
-    if (name == "hw.packages") { *v = SysctlValue::i32(c.packages); return true; }
-    if (name == "hw.physicalcpu_max" || name == "hw.physicalcpu") { *v = SysctlValue::i32(c.physical); return true; }
-    if (name == "hw.logicalcpu_max" || name == "hw.ncpu") { *v = SysctlValue::i32(c.logical); return true; }
-    if (name == "hw.logicalcpu" || name == "hw.activecpu") { *v = SysctlValue::i32(sysconf(_SC_NPROCESSORS_ONLN)); return true; }
-    struct { const char* n; int level; const char* type; } caches[] = {
-        {"hw.l1icachesize", 1, "Instruction"}, {"hw.l1dcachesize", 1, "Data"},
-        {"hw.l2cachesize", 2, "Unified"}, {"hw.l3cachesize", 3, "Unified"}};
+    if (name == "hw.packages") {
+        *v = SysctlValue::i32(c.packages);
+        return true;
+    }
+    if (name == "hw.physicalcpu_max" || name == "hw.physicalcpu") {
+        *v = SysctlValue::i32(c.physical);
+        return true;
+    }
+    if (name == "hw.logicalcpu_max" || name == "hw.ncpu") {
+        *v = SysctlValue::i32(c.logical);
+        return true;
+    }
+    if (name == "hw.logicalcpu" || name == "hw.activecpu") {
+        *v = SysctlValue::i32(sysconf(_SC_NPROCESSORS_ONLN));
+        return true;
+    }
+    struct {
+        const char* n;
+        int level;
+        const char* type;
+    } caches[] = {{"hw.l1icachesize", 1, "Instruction"},
+                  {"hw.l1dcachesize", 1, "Data"},
+                  {"hw.l2cachesize", 2, "Unified"},
+                  {"hw.l3cachesize", 3, "Unified"}};
     for (const auto& k : caches) {
         if (name == k.n) {
             std::int64_t s = cacheSize(k.level, k.type);
@@ -261,8 +325,8 @@ bool lookup(const std::string& name, SysctlValue* v) {
         struct utsname u;
         bool x86 = !c.vendor.empty();
         if (name == "hw.optional.x86_64" && !x86) return false;
-        bool is64 = x86 ? hasFlag("lm")
-                        : (::uname(&u) == 0 && (std::strstr(u.machine, "64") != nullptr));
+        bool is64 =
+            x86 ? hasFlag("lm") : (::uname(&u) == 0 && (std::strstr(u.machine, "64") != nullptr));
         *v = SysctlValue::i32(is64 ? 1 : 0);
         return true;
     }
@@ -273,11 +337,26 @@ bool lookup(const std::string& name, SysctlValue* v) {
     }
     struct utsname u;
     if (::uname(&u) == 0) {
-        if (name == "hw.machine") { *v = SysctlValue::str(u.machine); return true; }
-        if (name == "kern.ostype") { *v = SysctlValue::str(u.sysname); return true; }
-        if (name == "kern.osrelease") { *v = SysctlValue::str(u.release); return true; }
-        if (name == "kern.version") { *v = SysctlValue::str(u.version); return true; }
-        if (name == "kern.hostname") { *v = SysctlValue::str(u.nodename); return true; }
+        if (name == "hw.machine") {
+            *v = SysctlValue::str(u.machine);
+            return true;
+        }
+        if (name == "kern.ostype") {
+            *v = SysctlValue::str(u.sysname);
+            return true;
+        }
+        if (name == "kern.osrelease") {
+            *v = SysctlValue::str(u.release);
+            return true;
+        }
+        if (name == "kern.version") {
+            *v = SysctlValue::str(u.version);
+            return true;
+        }
+        if (name == "kern.hostname") {
+            *v = SysctlValue::str(u.nodename);
+            return true;
+        }
     }
     if (name == "kern.install_date") {
         std::string d = installDate();
@@ -298,14 +377,22 @@ const char* mibName(const int* mib, unsigned n) {
     if (n != 2) return nullptr;
     if (mib[0] == CTL_HW) {
         switch (mib[1]) {
-        case HW_NCPU: return "hw.ncpu";
-        case HW_PHYSMEM: return "hw.physmem";
-        case HW_PAGESIZE: return "hw.pagesize";
-        case HW_CPU_FREQ: return "hw.cpufrequency";
-        case HW_L2CACHESIZE: return "hw.l2cachesize";
-        case HW_L3CACHESIZE: return "hw.l3cachesize";
-        case HW_MEMSIZE: return "hw.memsize";
-        default: return nullptr;  // HW_BUS_FREQ has no Linux source
+        case HW_NCPU:
+            return "hw.ncpu";
+        case HW_PHYSMEM:
+            return "hw.physmem";
+        case HW_PAGESIZE:
+            return "hw.pagesize";
+        case HW_CPU_FREQ:
+            return "hw.cpufrequency";
+        case HW_L2CACHESIZE:
+            return "hw.l2cachesize";
+        case HW_L3CACHESIZE:
+            return "hw.l3cachesize";
+        case HW_MEMSIZE:
+            return "hw.memsize";
+        default:
+            return nullptr; // HW_BUS_FREQ has no Linux source
         }
     }
     if (mib[0] == CTL_VM && mib[1] == VM_SWAPUSAGE) return "vm.swapusage";
@@ -317,11 +404,10 @@ const char* mibName(const int* mib, unsigned n) {
 // scan passes over; tmpfs and devtmpfs hold memory and are listed, as df does.
 std::string darwinFsType(const std::string& type) {
     static const char* const pseudo[] = {
-        "proc",       "sysfs",     "cgroup",     "cgroup2",  "devpts",    "securityfs",
-        "debugfs",    "tracefs",   "pstore",     "bpf",      "mqueue",    "hugetlbfs",
-        "configfs",   "fusectl",   "binfmt_misc", "rpc_pipefs", "nsfs",   "efivarfs",
-        "selinuxfs",  "autofs",    "nfsd",       "devfs",    "fuse.portal", "subfs",
-        "kernfs",     "ignore"};
+        "proc",        "sysfs",       "cgroup", "cgroup2",  "devpts",    "securityfs", "debugfs",
+        "tracefs",     "pstore",      "bpf",    "mqueue",   "hugetlbfs", "configfs",   "fusectl",
+        "binfmt_misc", "rpc_pipefs",  "nsfs",   "efivarfs", "selinuxfs", "autofs",     "nfsd",
+        "devfs",       "fuse.portal", "subfs",  "kernfs",   "ignore"};
     for (const char* p : pseudo)
         if (type == p) return "devfs";
     if (type == "nfs4" || type == "nfs") return "nfs";
@@ -335,9 +421,9 @@ std::string darwinFsType(const std::string& type) {
 
 // File systems whose statistics come from a server that may not answer.
 bool isNetworkFs(const std::string& type) {
-    static const char* const net[] = {"nfs",  "nfs4",       "cifs",           "smb3",
-                                      "smbfs", "ceph",      "fuse.sshfs",     "fuse.glusterfs",
-                                      "afs",  "9p",         "fuse.s3fs",      "davfs"};
+    static const char* const net[] = {"nfs",   "nfs4", "cifs",       "smb3",
+                                      "smbfs", "ceph", "fuse.sshfs", "fuse.glusterfs",
+                                      "afs",   "9p",   "fuse.s3fs",  "davfs"};
     for (const char* n : net)
         if (type == n) return true;
     return false;
@@ -413,13 +499,16 @@ std::vector<InterfaceFacts> readInterfaces() {
             ad.address = buf;
             std::uint32_t mask = 0;
             if (a->ifa_netmask)
-                mask = ntohl(reinterpret_cast<const struct sockaddr_in*>(a->ifa_netmask)->sin_addr.s_addr);
+                mask = ntohl(
+                    reinterpret_cast<const struct sockaddr_in*>(a->ifa_netmask)->sin_addr.s_addr);
             char hex[16];
             std::snprintf(hex, sizeof hex, "0x%08x", mask);
             ad.netmask = hex;
             if ((a->ifa_flags & IFF_BROADCAST) && a->ifa_broadaddr) {
                 const auto* b = reinterpret_cast<const struct sockaddr_in*>(a->ifa_broadaddr);
-                if (inet_ntop(AF_INET, &b->sin_addr, buf, sizeof buf)) ad.broadcast = buf;
+                // Without a broadcast address of its own the kernel repeats the local one.
+                if (inet_ntop(AF_INET, &b->sin_addr, buf, sizeof buf) && ad.address != buf)
+                    ad.broadcast = buf;
             }
         } else if (ad.family == AF_INET6) {
             const auto* in6 = reinterpret_cast<const struct sockaddr_in6*>(a->ifa_addr);
@@ -429,7 +518,8 @@ std::vector<InterfaceFacts> readInterfaces() {
             if (a->ifa_netmask) {
                 const auto* m = reinterpret_cast<const struct sockaddr_in6*>(a->ifa_netmask);
                 for (unsigned char byte : m->sin6_addr.s6_addr)
-                    for (int bit = 7; bit >= 0; --bit) ad.prefix += (byte >> bit) & 1;
+                    for (int bit = 7; bit >= 0; --bit)
+                        ad.prefix += (byte >> bit) & 1;
             }
         } else {
             continue;
@@ -437,8 +527,9 @@ std::vector<InterfaceFacts> readInterfaces() {
         i.addresses.push_back(ad);
     }
     ::freeifaddrs(list);
-    std::stable_sort(out.begin(), out.end(),
-                     [](const InterfaceFacts& a, const InterfaceFacts& b) { return a.index < b.index; });
+    std::stable_sort(out.begin(), out.end(), [](const InterfaceFacts& a, const InterfaceFacts& b) {
+        return a.index < b.index;
+    });
     return out;
 }
 
@@ -506,16 +597,20 @@ public:
         unsigned long long val;
         while (vm >> key >> val) {
             std::uint32_t v32 = static_cast<std::uint32_t>(val);
-            if (key == "pgfault") info->faults = v32;
-            else if (key == "pswpin") info->pageins = v32;
-            else if (key == "pswpout") info->pageouts = v32;
+            if (key == "pgfault")
+                info->faults = v32;
+            else if (key == "pswpin")
+                info->pageins = v32;
+            else if (key == "pswpout")
+                info->pageouts = v32;
         }
         return KERN_SUCCESS;
     }
 
     bool mounts(Statfs** out, int* count) override {
         std::FILE* f = ::setmntent(g_mountTable, "r");
-        if (!f && std::strcmp(g_mountTable, "/proc/self/mounts") == 0) f = ::setmntent("/etc/mtab", "r");
+        if (!f && std::strcmp(g_mountTable, "/proc/self/mounts") == 0)
+            f = ::setmntent("/etc/mtab", "r");
         if (!f) return false;
         m_mounts.clear();
         struct mntent ent;
@@ -533,10 +628,10 @@ public:
                 if (isNetworkFs(ent.mnt_type)) {
                     rc = boundedStatvfs(ent.mnt_dir, &sv, g_remoteTimeoutMs);
                     if (rc == -2)
-                        getCcLogHw()->traceMIN(__LINE__, "./../../../src/common/host/host_linux",
-                                               "mounts()",
-                                               "hardware %s [%s] did not answer within %u ms: sizes 0",
-                                               ent.mnt_type, ent.mnt_dir, g_remoteTimeoutMs);
+                        getCcLogHw()->traceMIN(
+                            __LINE__, "./../../../src/common/host/host_linux", "mounts()",
+                            "hardware %s [%s] did not answer within %u ms: sizes 0", ent.mnt_type,
+                            ent.mnt_dir, g_remoteTimeoutMs);
                 } else {
                     rc = g_statvfs(ent.mnt_dir, &sv);
                 }
@@ -551,7 +646,7 @@ public:
                 s.f_bavail = sv.f_bavail;
                 s.f_files = sv.f_files;
                 s.f_ffree = sv.f_ffree;
-                s.f_flags = static_cast<std::uint32_t>(sv.f_flag & 1);  // MNT_RDONLY
+                s.f_flags = static_cast<std::uint32_t>(sv.f_flag & 1); // MNT_RDONLY
             }
             m_mounts.push_back(s);
         }
@@ -577,7 +672,7 @@ private:
     bundle::CommandFiles m_commands;
 };
 
-}  // namespace
+} // namespace
 
 void setLinuxMountSource(const char* mountTable, StatvfsFn fn, unsigned remoteTimeoutMs) {
     g_mountTable = mountTable ? mountTable : "/proc/self/mounts";
@@ -590,4 +685,4 @@ Backend* liveBackend() {
     return &b;
 }
 
-}  // namespace host
+} // namespace host

@@ -1,6 +1,6 @@
 // Live answers that every POSIX system gives the same way.
 #ifndef _FILE_OFFSET_BITS
-#define _FILE_OFFSET_BITS 64  // 64-bit sizes and inode numbers on 32-bit Linux too
+#define _FILE_OFFSET_BITS 64 // 64-bit sizes and inode numbers on 32-bit Linux too
 #endif
 #include "host_internal.h"
 
@@ -40,11 +40,17 @@ int PosixBackend::uname(Utsname* name) {
     return 0;
 }
 
-std::FILE* PosixBackend::fopen(const char* path) { return std::fopen(path, "r"); }
+std::FILE* PosixBackend::fopen(const char* path) {
+    return std::fopen(path, "r");
+}
 
-std::FILE* PosixBackend::popen(const char* command) { return ::popen(command, "r"); }
+std::FILE* PosixBackend::popen(const char* command) {
+    return ::popen(command, "r");
+}
 
-int PosixBackend::pclose(std::FILE* stream) { return ::pclose(stream); }
+int PosixBackend::pclose(std::FILE* stream) {
+    return ::pclose(stream);
+}
 
 namespace {
 
@@ -65,11 +71,17 @@ struct Pending {
     char name[NI_MAXHOST] = "";
 };
 
-}  // namespace
+} // namespace
 
-void setResolver(ResolverFn fn) { g_resolver = fn; }
-void setLookupTimeout(unsigned ms) { g_lookupMs = ms; }
-unsigned lookupTimeout() { return g_lookupMs; }
+void setResolver(ResolverFn fn) {
+    g_resolver = fn;
+}
+void setLookupTimeout(unsigned ms) {
+    g_lookupMs = ms;
+}
+unsigned lookupTimeout() {
+    return g_lookupMs;
+}
 
 struct hostent* PosixBackend::gethostbyaddr(const void* addr, unsigned len, int type) {
     struct sockaddr_storage ss;
@@ -144,7 +156,9 @@ char* PosixBackend::setlocale(int category, const char* locale) {
     return std::setlocale(category, locale);
 }
 
-void PosixBackend::tzset() { ::tzset(); }
+void PosixBackend::tzset() {
+    ::tzset();
+}
 
 int PosixBackend::timeZone(TimeZoneInfo* out) {
     std::time_t now = std::time(nullptr);
@@ -157,4 +171,4 @@ int PosixBackend::timeZone(TimeZoneInfo* out) {
     return 0;
 }
 
-}  // namespace host
+} // namespace host

@@ -10,7 +10,9 @@ char StdErrRedir[64] = " 2>/dev/null";
 
 namespace {
 
-bool isWhite(char c) { return std::isspace(static_cast<unsigned char>(c)) != 0; }
+bool isWhite(char c) {
+    return std::isspace(static_cast<unsigned char>(c)) != 0;
+}
 
 void replace(char*& field, const char* value) {
     delete[] field;
@@ -43,11 +45,13 @@ void parseInet(char* k, IfInfo& cur) {
     bool v4 = isWhite(*p);
     bool v6 = *p == '6';
     if (v6) ++p;
-    while (*p && isWhite(*p)) ++p;
+    while (*p && isWhite(*p))
+        ++p;
     // "inet subnet a.b.c.d": the address sits past the word.
     char* addr = std::strstr(p, "subnet ") ? p + 7 : p;
     char* end = addr;
-    while (*end && !isWhite(*end)) ++end;
+    while (*end && !isWhite(*end))
+        ++end;
     bool more = *end != '\0';
     *end = '\0';
     if (char* pct = std::strchr(addr, '%')) *pct = '\0';
@@ -62,9 +66,11 @@ void parseInet(char* k, IfInfo& cur) {
         if (more) {
             if (const char* pl = std::strstr(end + 1, "prefixlen")) {
                 pl += 9;
-                while (*pl && isWhite(*pl)) ++pl;
+                while (*pl && isWhite(*pl))
+                    ++pl;
                 const char* d = pl;
-                while (*d >= '0' && *d <= '9') ++d;
+                while (*d >= '0' && *d <= '9')
+                    ++d;
                 e.prefixLength.assign(pl, static_cast<std::size_t>(d - pl));
             }
         }
@@ -84,7 +90,7 @@ void parseEther(char* line, const char* k, IfInfo& cur) {
     replace(cur.mac, buf);
 }
 
-}  // namespace
+} // namespace
 
 char* x_strdup(const char* s) {
     if (!s) return nullptr;
@@ -94,11 +100,14 @@ char* x_strdup(const char* s) {
     return d;
 }
 
-IfInfo::IfInfo(const IfInfo& o) { *this = o; }
+IfInfo::IfInfo(const IfInfo& o) {
+    *this = o;
+}
 
 IfInfo& IfInfo::operator=(const IfInfo& o) {
     if (this == &o) return *this;
-    eachField(*this, const_cast<IfInfo&>(o), [](char*& mine, char*& theirs) { replace(mine, theirs); });
+    eachField(*this, const_cast<IfInfo&>(o),
+              [](char*& mine, char*& theirs) { replace(mine, theirs); });
     ipv6List = o.ipv6List;
     return *this;
 }
@@ -113,31 +122,41 @@ void IfInfo::clear() {
 }
 
 IfInfoList::~IfInfoList() {
-    for (int i = 0; i < m_count; ++i) delete m_items[i];
+    for (int i = 0; i < m_count; ++i)
+        delete m_items[i];
     delete[] m_items;
 }
 
 int IfInfoList::add(const IfInfo& info) {
     if (!info.name && !info.mac && !info.ipv4 && !info.ipv6) return 0;
-    for (int i = 0; i < m_count; ++i) {
-        IfInfo* e = m_items[i];
-        if (!info.name || !e->name || std::strcmp(e->name, info.name) != 0) continue;
+    auto found = info.name ? m_byName.find(info.name) : m_byName.end();
+    if (found != m_byName.end()) {
+        IfInfo* e = m_items[found->second];
         eachField(*e, const_cast<IfInfo&>(info), [](char*& mine, char*& theirs) {
-            if (theirs && &mine != &theirs) replace(mine, theirs);
+            if (theirs) replace(mine, theirs);
         });
         if (!info.ipv6List.empty()) e->ipv6List = info.ipv6List;
         return 0;
     }
-    IfInfo** grown = new IfInfo*[m_count + 1];
-    for (int i = 0; i < m_count; ++i) grown[i] = m_items[i];
-    grown[m_count] = new IfInfo(info);
-    delete[] m_items;
-    m_items = grown;
+    if (m_count == m_capacity) {
+        // Grown by half again, so that a list of thousands stays linear to build.
+        int capacity = m_capacity < 8 ? 8 : m_capacity + m_capacity / 2;
+        IfInfo** grown = new IfInfo*[capacity];
+        for (int i = 0; i < m_count; ++i)
+            grown[i] = m_items[i];
+        delete[] m_items;
+        m_items = grown;
+        m_capacity = capacity;
+    }
+    m_items[m_count] = new IfInfo(info);
+    if (info.name) m_byName.emplace(info.name, m_count);
     ++m_count;
     return 1;
 }
 
-IfInfo* IfInfoList::get(int i) const { return i < 0 || i >= m_count ? nullptr : m_items[i]; }
+IfInfo* IfInfoList::get(int i) const {
+    return i < 0 || i >= m_count ? nullptr : m_items[i];
+}
 
 int parse_ifconfig_unix(std::FILE* in, IfInfoList& list) {
     if (!in) return -1;
@@ -149,7 +168,8 @@ int parse_ifconfig_unix(std::FILE* in, IfInfoList& list) {
         if (!line[0]) continue;
         if (!isWhite(line[0])) {
             std::size_t n = 0;
-            while (std::isalnum(static_cast<unsigned char>(line[n])) || line[n] == ':') ++n;
+            while (std::isalnum(static_cast<unsigned char>(line[n])) || line[n] == ':')
+                ++n;
             if (n && line[n - 1] == ':') --n;
             if (cur.name) list.add(cur);
             cur.clear();
@@ -159,7 +179,8 @@ int parse_ifconfig_unix(std::FILE* in, IfInfoList& list) {
             continue;
         }
         char* rest = line;
-        while (*rest && isWhite(*rest)) ++rest;
+        while (*rest && isWhite(*rest))
+            ++rest;
         // Both keywords are looked for in the line as read; each is then taken
         // apart on its own copy, since taking one apart cuts the line.
         char* inet = const_cast<char*>(keyword(line, rest, "inet"));
@@ -256,8 +277,11 @@ std::string getScope(const char* s) {
     if (!s) return std::string();
     std::size_t n = std::strlen(s);
     if (n > 2 && (s[0] == '2' || s[0] == '3')) return "global";
-    auto lower = [](char c) { return static_cast<char>(std::tolower(static_cast<unsigned char>(c))); };
-    if (n > 4 && lower(s[0]) == 'f' && lower(s[1]) == 'e' && s[2] == '8' && s[3] == '0') return "link";
+    auto lower = [](char c) {
+        return static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+    };
+    if (n > 4 && lower(s[0]) == 'f' && lower(s[1]) == 'e' && s[2] == '8' && s[3] == '0')
+        return "link";
     if (n >= 4 && lower(s[0]) == 'f' && lower(s[1]) == 'e' &&
         (lower(s[2]) == 'c' || lower(s[2]) == 'd' || lower(s[2]) == 'e' || lower(s[2]) == 'f'))
         return "site";

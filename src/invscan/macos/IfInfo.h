@@ -9,27 +9,28 @@
 
 #include <cstdio>
 #include <string>
+#include <unordered_map>
 #include <vector>
 
 // Appended to the interface commands; a host agent may change it.
 extern "C" INVSCAN_API char StdErrRedir[64];
 
 struct INVSCAN_API IPv6_entry {
-    std::string address;  // as printed, without a "%zone" suffix
-    std::string scope;    // "global", "link", "site" or empty
+    std::string address; // as printed, without a "%zone" suffix
+    std::string scope;   // "global", "link", "site" or empty
     std::string prefixLength;
-    int index = -1;       // set to -1 by the parser
-    std::string extra;    // left empty by the parser
+    int index = -1;    // set to -1 by the parser
+    std::string extra; // left empty by the parser
 };
 
 struct INVSCAN_API IfInfo {
     char* name = nullptr;
-    char* description = nullptr;  // not filled by the parser
-    char* flags = nullptr;        // not filled by the parser
+    char* description = nullptr; // not filled by the parser
+    char* flags = nullptr;       // not filled by the parser
     char* ipv4 = nullptr;
-    char* ipv6 = nullptr;         // the last IPv6 address seen
-    char* mac = nullptr;          // canonical form when it converts
-    char* netmask = nullptr;      // the four below are not filled by the parser
+    char* ipv6 = nullptr;    // the last IPv6 address seen
+    char* mac = nullptr;     // canonical form when it converts
+    char* netmask = nullptr; // the four below are not filled by the parser
     char* broadcast = nullptr;
     char* media = nullptr;
     char* status = nullptr;
@@ -58,6 +59,8 @@ public:
 private:
     IfInfo** m_items = nullptr;
     int m_count = 0;
+    int m_capacity = 0;
+    std::unordered_map<std::string, int> m_byName; // first record of each name
 };
 
 INVSCAN_API char* x_strdup(const char* s);

@@ -120,9 +120,11 @@ private:
     Clock::time_point m_start = Clock::now();
 };
 
-ZelTableAttrib* text(unsigned long id, const std::string& s) { return new ZelTableAttrib(id, s.c_str()); }
+ZelTableAttrib* text(unsigned long id, const std::string& s) {
+    return new ZelTableAttrib(id, s.c_str());
+}
 
-}  // namespace
+} // namespace
 
 ZelTable* IpAddressGroup::getTable() {
     CcLogWrapper* log = getCcLogHw();
@@ -160,7 +162,8 @@ ZelTable* IpAddressGroup::getTable() {
             row->addAttrib(new ZelTableAttrib(6UL, router));
             row->addAttrib(text(7UL, dns.primary));
             row->addAttrib(text(8UL, dns.secondary));
-            row->addAttrib(new ZelTableAttrib(9UL, std::strcmp(method, "Automatic") == 0 ? "Y" : "N"));
+            row->addAttrib(
+                new ZelTableAttrib(9UL, std::strcmp(method, "Automatic") == 0 ? "Y" : "N"));
             row->addAttrib(new ZelTableAttrib(10UL, mac));
             table->addRow(row);
         }

@@ -23,9 +23,8 @@ VtExecInfo* snapshot(VtExecInfo*& cache, const char* command, const char* op) {
         }
     }
     if (cache->result != 0 || !cache->tree) {
-        log->traceMIN(__LINE__, MACINFO_SOURCE, op,
-                      "hardware ERROR! %s gave result %d%s", command, cache->result,
-                      cache->tree ? "" : " and no tree");
+        log->traceMIN(__LINE__, MACINFO_SOURCE, op, "hardware ERROR! %s gave result %d%s", command,
+                      cache->result, cache->tree ? "" : " and no tree");
         // Nobody else holds a failed record: drop it, and retry on the next call.
         delete cache;
         cache = nullptr;
@@ -41,10 +40,18 @@ void replace(VtExecInfo*& cache, VtExecInfo* info) {
 
 } // namespace
 
-VtExecInfo* MacInfo::getSysProf() { return snapshot(vt_sysprof, "sysprof", "getSysProf()"); }
+VtExecInfo* MacInfo::getSysProf() {
+    return snapshot(vt_sysprof, "sysprof", "getSysProf()");
+}
 
-VtExecInfo* MacInfo::getIoKit() { return snapshot(vt_iokit, "iokit", "getIoKit()"); }
+VtExecInfo* MacInfo::getIoKit() {
+    return snapshot(vt_iokit, "iokit", "getIoKit()");
+}
 
-void MacInfo::setSysProf(VtExecInfo* info) { replace(vt_sysprof, info); }
+void MacInfo::setSysProf(VtExecInfo* info) {
+    replace(vt_sysprof, info);
+}
 
-void MacInfo::setIoKit(VtExecInfo* info) { replace(vt_iokit, info); }
+void MacInfo::setIoKit(VtExecInfo* info) {
+    replace(vt_iokit, info);
+}

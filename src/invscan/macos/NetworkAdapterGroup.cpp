@@ -13,7 +13,7 @@ namespace {
 const char* const SRC = "./../../../src/invscan/macos/NetworkAdapterGroup";
 const char* const OP = "getTable()";
 const unsigned long TYPE_UNKNOWN = 1, TYPE_ETHERNET = 3, TYPE_PPP = 10;
-}  // namespace
+} // namespace
 
 ZelTable* NetworkAdapterGroup::getTable() {
     CcLogWrapper* log = getCcLogHw();

@@ -1,4 +1,5 @@
-// The network adapters: one row per network service of the system profiler snapshot, with a stable MD5 identifier of its hardware and interface names.
+// The network adapters: one row per network service of the system profiler snapshot, with a stable
+// MD5 identifier of its hardware and interface names.
 #ifndef INVSCAN_NETWORKADAPTERGROUP_H
 #define INVSCAN_NETWORKADAPTERGROUP_H
 

@@ -41,15 +41,14 @@ unsigned long getFstype(const char* type, bool linuxHost) {
     static const struct {
         const char* name;
         unsigned long code;
-    } codes[] = {{"hfs", 256}, {"nfs", 260},  {"cd9660", 264}, {"udf", 264},
-                 {"msdos", 14}, {"ntfs", 7}, {"smbfs", 282}};
+    } codes[] = {{"hfs", 256},  {"nfs", 260}, {"cd9660", 264}, {"udf", 264},
+                 {"msdos", 14}, {"ntfs", 7},  {"smbfs", 282}};
     for (const auto& c : codes)
         if (strcasecmp(type, c.name) == 0) return c.code;
     if (linuxHost) {
-        static const char* const native[] = {"ext2",  "ext3",   "ext4",     "xfs",
-                                             "btrfs", "jfs",    "reiserfs", "f2fs",
-                                             "zfs",   "nilfs2", "bcachefs", "squashfs",
-                                             "erofs"};
+        static const char* const native[] = {"ext2",     "ext3",     "ext4", "xfs", "btrfs",
+                                             "jfs",      "reiserfs", "f2fs", "zfs", "nilfs2",
+                                             "bcachefs", "squashfs", "erofs"};
         for (const char* n : native)
             if (strcasecmp(type, n) == 0) return FS_LINUX_NATIVE;
     }
@@ -59,10 +58,7 @@ unsigned long getFstype(const char* type, bool linuxHost) {
 bool skipRemote(const ZelGroup& g) {
     const wchar_t* v = g.getGroupAttr(L"skipRemote");
     if (!v) return false;
-    String s(v);
-    s.trim();
-    s.toLowerCase();
-    std::string t = s.toMultiByte();
+    std::string t = String(v).trim().toLowerCase().toMultiByte();
     return t == "true" || t == "yes" || t == "on";
 }
 
@@ -84,8 +80,8 @@ void splitServer(const char* from, const char* type, std::string* hostName, std:
     }
     std::size_t at = name.find('@');
     std::string rest = at != std::string::npos ? name.substr(at + 1)
-                       : name.size() >= 2     ? name.substr(2)
-                                              : std::string();
+                       : name.size() >= 2      ? name.substr(2)
+                                               : std::string();
     std::size_t slash = rest.find('/');
     *hostName = rest.substr(0, slash);
     *path = slash == std::string::npos ? std::string() : rest.substr(slash);
@@ -116,7 +112,7 @@ unsigned long long kilobytes(std::uint64_t bsize, std::uint64_t blocks) {
     return static_cast<unsigned long long>(product >> 10);
 }
 
-}  // namespace
+} // namespace
 
 ZelTable* PartitionGroup::getTable() {
     CcLogWrapper* log = getCcLogHw();
@@ -132,7 +128,8 @@ ZelTable* PartitionGroup::getTable() {
     if (linuxHost) {
         list = linuxView(mounts, n);
     } else {
-        for (int i = 0; i < n; ++i) list.push_back(&mounts[i]);
+        for (int i = 0; i < n; ++i)
+            list.push_back(&mounts[i]);
     }
     const bool skip = skipRemote(*this);
     ZelTable* table = new ZelTable(getGroupId(), getGroupVersion());

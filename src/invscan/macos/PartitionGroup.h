@@ -1,4 +1,5 @@
-// Mounted file systems, one row each: local disk, CD-ROM or remote drive, with sizes and, for remote mounts, server and path.
+// Mounted file systems, one row each: local disk, CD-ROM or remote drive, with sizes and, for
+// remote mounts, server and path.
 #ifndef INVSCAN_PARTITIONGROUP_H
 #define INVSCAN_PARTITIONGROUP_H
 

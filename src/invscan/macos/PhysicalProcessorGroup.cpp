@@ -23,9 +23,11 @@ const int MAX_PACKAGES = 4096;
 
 #define PP_TRACE(...) getCcLogHw()->traceMAX(__LINE__, SRC, OP, __VA_ARGS__)
 
-unsigned long nonNegative(int v) { return v < 0 ? 0UL : static_cast<unsigned long>(v); }
+unsigned long nonNegative(int v) {
+    return v < 0 ? 0UL : static_cast<unsigned long>(v);
+}
 
-}  // namespace
+} // namespace
 
 int PhysicalProcessorGroup::getIntValue(const char* name) {
     int32_t value = 0;
@@ -149,9 +151,11 @@ ZelTable* PhysicalProcessorGroup::getTable() {
         manufacturer = "Apple Inc.";
         family = "PowerPC";
         std::size_t start = ppc + 7;
-        while (start < cpuType.size() && cpuType[start] == ' ') ++start;
+        while (start < cpuType.size() && cpuType[start] == ' ')
+            ++start;
         const std::size_t end = cpuType.find_first_of(" (", start);
-        const std::string word = cpuType.substr(start, end == std::string::npos ? end : end - start);
+        const std::string word =
+            cpuType.substr(start, end == std::string::npos ? end : end - start);
         if (!word.empty()) type = word;
         if (brand.empty()) brand = cpuType;
         // Written per type once; every branch now gives the same answer, and the
