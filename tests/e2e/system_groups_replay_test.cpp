@@ -1,7 +1,7 @@
-// End to end: every bundle through `invscan --replay DIR --format json` for the six
-// system groups, compared with expected files; then, field by field, where the
-// expected values come from in each bundle's own sources, so that an expected file
-// cannot drift away from the data it claims to describe.
+// End to end: every bundle through `invscan --replay DIR --format json` for the
+// system groups and the network groups, compared with expected files; then, field
+// by field, where the expected values come from in each bundle's own sources, so
+// that an expected file cannot drift away from the data it claims to describe.
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
@@ -18,6 +18,7 @@ const std::string kBundles = std::string(INVSCAN_TEST_DATA) + "/bundles/";
 const std::string kExpected = std::string(INVSCAN_TEST_DATA) + "/expected/";
 const std::string kInvscan = std::string(INVSCAN_BINARY_DIR) + "/bin/invscan";
 const char* const kGroups = " -g 4 -g 3 -g 31 -g 5 -g 15 -g 1";
+const char* const kNetworkGroups = " -g 7 -g 6 -g 51 -g 27";
 
 std::string run(const std::string& command) {
     std::string out;
@@ -46,10 +47,11 @@ std::vector<std::string> bundles() {
     return names;
 }
 
-nlohmann::json scanBundle(const std::string& name) {
-    return nlohmann::json::parse(run("env -u KOR_HOMEDIR " + kInvscan + " --replay " + kBundles +
-                                     name + kGroups + " --format json"),
-                                 nullptr, false);
+nlohmann::json scanBundle(const std::string& name, const char* groups = nullptr) {
+    std::string g = groups ? groups : std::string(kGroups) + kNetworkGroups;
+    return nlohmann::json::parse(
+        run("env -u KOR_HOMEDIR " + kInvscan + " --replay " + kBundles + name + g + " --format json"),
+        nullptr, false);
 }
 
 // The value of attribute `attr` in row `row` of group `group`, as text.
@@ -65,16 +67,22 @@ std::string field(const nlohmann::json& scan, int group, size_t row, const std::
 
 } // namespace
 
-TEST(SystemGroupsReplay, EveryBundleMatchesItsExpectedFile) {
+TEST(SystemGroupsReplay, EveryBundleMatchesItsExpectedFiles) {
     std::vector<std::string> names = bundles();
-    ASSERT_GE(names.size(), 11u);
+    ASSERT_GE(names.size(), 13u);
+    const struct {
+        const char* groups;
+        const char* suffix;
+    } kinds[] = {{kGroups, ".system.json"}, {kNetworkGroups, ".network.json"}};
     for (const std::string& name : names) {
-        nlohmann::json got = scanBundle(name);
-        ASSERT_FALSE(got.is_discarded()) << name;
-        nlohmann::json want =
-            nlohmann::json::parse(readFile(kExpected + name + ".system.json"), nullptr, false);
-        ASSERT_FALSE(want.is_discarded()) << "no expected file for " << name;
-        EXPECT_EQ(got, want) << name;
+        for (const auto& k : kinds) {
+            nlohmann::json got = scanBundle(name, k.groups);
+            ASSERT_FALSE(got.is_discarded()) << name;
+            nlohmann::json want =
+                nlohmann::json::parse(readFile(kExpected + name + k.suffix), nullptr, false);
+            ASSERT_FALSE(want.is_discarded()) << "no expected file " << name << k.suffix;
+            EXPECT_EQ(got, want) << name << k.suffix;
+        }
     }
 }
 
@@ -132,11 +140,41 @@ TEST(SystemGroupsReplay, ExpectedValuesComeFromTheBundles) {
          "VERSION_ID=\"12\""},
         {"linux-debian12-vm", 4, 0, "OS Messages Locale", "C.UTF-8", "locale.txt",
          "LC_MESSAGES\tC.UTF-8"},
-        {"linux-debian12-vm", 3, 0, "Free Physical", "24310864", "files/%2Fproc%2Fmeminfo",
-         "MemAvailable:   24310864 kB"},
+        {"linux-debian12-vm", 3, 0, "Free Physical", "24094820", "files/%2Fproc%2Fmeminfo",
+         "MemAvailable:   24094820 kB"},
         {"linux-debian12-vm", 5, 0, "Model", "VirtIO Block Device", "helpers/sysprof",
          "device_model:s=VirtIO Block Device"},
         {"linux-debian12-vm", 15, 0, "Time Zone Name", "UTC", "timezone.txt", "std\tUTC"},
+        {"imac7-1-10.6.4", 7, 0, "Type", "10", "helpers/sysprof", "type:s=PPP (PPPSerial)"},
+        {"imac7-1-10.6.4", 7, 1, "Connector Type", "100baseTX", "helpers/sysprof",
+         "MediaSubType:s=100baseTX"},
+        {"imac7-1-10.6.4", 7, 3, "Model", "AirPort-en1", "helpers/sysprof", "interface:s=en1"},
+        {"imac7-1-10.6.4", 6, 0, "Gateway", "10.0.1.1", "helpers/sysprof", "Router:s=10.0.1.1"},
+        {"imac7-1-10.6.4", 6, 0, "DHCP Enabled", "N", "helpers/sysprof", "ConfigMethod:s=DHCP"},
+        {"macbook2-1-10.6.6", 6, 0, "Secondary DNS", "193.55.99.70", "helpers/sysprof",
+         "ServerAddresses:s=193.55.99.70"},
+        {"powermac11-2-10.5.8", 7, 1, "Permanent Address", "00:14:51:61:ef:08", "helpers/sysprof",
+         "MAC Address:s=00:14:51:61:ef:08"},
+        {"linux-debian12-netns-ipv6", 51, 0, "Address", "2001:db8:10::10",
+         "commands/%2Fsbin%2Fifconfig%20-a%202%3E%2Fdev%2Fnull",
+         "inet6 2001:db8:10::10 prefixlen 64"},
+        {"linux-debian12-netns-ipv6", 51, 0, "Scope", "global",
+         "commands/%2Fsbin%2Fifconfig%20-a%202%3E%2Fdev%2Fnull",
+         "inet6 2001:db8:10::10 prefixlen 64"},
+        {"linux-debian12-netns-ipv6", 51, 1, "Scope", "link",
+         "commands/%2Fsbin%2Fifconfig%20-a%202%3E%2Fdev%2Fnull",
+         "inet6 fe80::8a7:9aff:fe04:4344%eth0"},
+        {"linux-debian12-netns-ipv6", 51, 0, "Gateway", "2001:db8:10::1", "helpers/sysprof",
+         "Router:s=2001:db8:10::1"},
+        {"linux-debian12-vm", 27, 2, "FS Type", "131", "mounts.txt", "ext4\t/dev/vda\t/\t"},
+        {"linux-debian12-vm", 27, 0, "FS Mount Point", "/dev", "mounts.txt",
+         "devtmpfs\tdevtmpfs\t/dev\t"},
+        {"mac-mounts-nfs-smb", 27, 8, "Server Hostname", "MN - mydomain.com (ftp.mydomain.com)",
+         "mounts.txt", "nfs\tMN - mydomain.com (ftp.mydomain.com):/\t"},
+        {"mac-mounts-nfs-smb", 27, 12, "Server Path", "/Media", "mounts.txt",
+         "smbfs\t//lex@nas.local/Media\t"},
+        {"kbrazil-mac-10.14.6", 27, 0, "FS Total Size", "488245288", "mounts.txt",
+         "apfs\t/dev/disk1s1\t/\t512\t4096\t976490576\t"},
     };
     std::string lastBundle;
     nlohmann::json scan;
@@ -158,10 +196,9 @@ TEST(SystemGroupsReplay, RecordThenReplayIsIdentical) {
     char dir[] = "/tmp/invscan-record-XXXXXX";
     ASSERT_NE(mkdtemp(dir), nullptr);
     std::string bundle = std::string(dir) + "/host";
-    std::string live = run("env -u KOR_HOMEDIR " + kInvscan + " --record " + bundle + kGroups +
-                           " -g 44 -g 24 --format json");
-    std::string replayed = run("env -u KOR_HOMEDIR " + kInvscan + " --replay " + bundle + kGroups +
-                               " -g 44 -g 24 --format json");
+    const std::string groups = std::string(kGroups) + kNetworkGroups + " -g 44 -g 24 --format json";
+    std::string live = run("env -u KOR_HOMEDIR " + kInvscan + " --record " + bundle + groups);
+    std::string replayed = run("env -u KOR_HOMEDIR " + kInvscan + " --replay " + bundle + groups);
     EXPECT_FALSE(live.empty());
     EXPECT_EQ(live, replayed);
     run("rm -rf " + std::string(dir));

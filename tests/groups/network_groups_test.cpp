@@ -233,6 +233,7 @@ TEST_F(NetworkGroups, LinuxPartitions) {
               0), // no answer in time: sizes 0, still listed
         mount("smbfs", "//server/share", "/mnt/share", 1024, 10, 5),
         mount("xfs", "/dev/sdb1", "/data", 4096, 256, 256),
+        mount("ext4", "/dev/vda", "/run/netns", 4096, 1000, 500),  // a bind mount: listed once
     };
     EXPECT_EQ(
         scan<PartitionGroup>(),

@@ -88,18 +88,24 @@ void splitServer(const char* from, const char* type, std::string* hostName, std:
 }
 
 // The mounts df lists by default: a later mount over the same point hides the
-// earlier one, which keeps its place in the list.
+// earlier one, which keeps its place in the list; a device mounted again (a bind
+// mount) is listed once, at its shortest mount point.
 std::vector<const host::Statfs*> linuxView(host::Statfs* mounts, int n) {
     std::vector<const host::Statfs*> out;
     for (int i = 0; i < n; ++i) {
         const host::Statfs* m = &mounts[i];
-        bool replaced = false;
-        for (const host::Statfs*& seen : out)
+        bool merged = false;
+        for (const host::Statfs*& seen : out) {
             if (std::strcmp(seen->f_mntonname, m->f_mntonname) == 0) {
                 seen = m;
-                replaced = true;
+                merged = true;
+            } else if (m->f_mntfromname[0] == '/' &&
+                       std::strcmp(seen->f_mntfromname, m->f_mntfromname) == 0) {
+                if (std::strlen(m->f_mntonname) < std::strlen(seen->f_mntonname)) seen = m;
+                merged = true;
             }
-        if (!replaced) out.push_back(m);
+        }
+        if (!merged) out.push_back(m);
     }
     return out;
 }
