@@ -62,7 +62,10 @@ bool skipRemote(const ZelGroup& g) {
     return t == "true" || t == "yes" || t == "on";
 }
 
-void splitServer(const char* from, const char* type, std::string* hostName, std::string* path) {
+} // namespace
+
+void splitRemoteMount(const char* from, const char* type, std::string* hostName,
+                      std::string* path) {
     std::string name = from;
     if (strcasecmp(type, "nfs") == 0) {
         if (name.compare(0, 6, "ftp://") == 0) {
@@ -86,6 +89,8 @@ void splitServer(const char* from, const char* type, std::string* hostName, std:
     *hostName = rest.substr(0, slash);
     *path = slash == std::string::npos ? std::string() : rest.substr(slash);
 }
+
+namespace {
 
 // The mounts df lists by default: a later mount over the same point hides the
 // earlier one, which keeps its place in the list; a device mounted again (a bind
@@ -157,7 +162,7 @@ ZelTable* PartitionGroup::getTable() {
             if (skip) continue;
             partType = 2;
             media = 4;
-            splitServer(from, type, &hostName, &path);
+            splitRemoteMount(from, type, &hostName, &path);
         } else {
             if (linuxHost && m->f_blocks == 0) {
                 PART_TRACE("hardware %s", "Filesystem of no size");

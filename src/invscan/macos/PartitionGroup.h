@@ -6,10 +6,17 @@
 #include "invscan_export.h"
 #include "ZelTable.h"
 
+#include <string>
+
 class INVSCAN_API PartitionGroup : public ZelGroup {
 public:
     PartitionGroup() : ZelGroup(ZEL_GROUP_PARTITION, 1) {}
     ZelTable* getTable() override;
 };
+
+// Server and path of a remote mount's source: "host:/path" or "ftp://host" for
+// NFS, "//user@host/share" for SMB.
+INVSCAN_API void splitRemoteMount(const char* from, const char* type, std::string* hostName,
+                                  std::string* path);
 
 #endif
