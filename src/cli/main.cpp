@@ -11,6 +11,9 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <dirent.h>
+#include <ftw.h>
+#include <sys/stat.h>
 #include <iostream>
 #include <memory>
 #include <string>
@@ -19,7 +22,92 @@
 
 namespace {
 
+// Exit statuses; --help and the README list them.
 const int EXIT_USAGE = 2;
+const int EXIT_NOT_A_BUNDLE = 4;
+const int EXIT_INCOMPLETE_BUNDLE = 5;
+const int EXIT_RECORD_FAILED = 6;
+const int EXIT_CONFIG_OPEN = 7;
+const int EXIT_CONFIG_TOO_LARGE = 8;
+const int EXIT_CONFIG_TOO_DEEP = 9;
+const int EXIT_CONFIG_NOT_XML = 10;
+const int EXIT_CONFIG_NOT_HARDWARE = 11;
+
+const char* const EXIT_HELP =
+    "Exit status: 0 scanned; 1 other trouble; 2 usage error; 4 --replay of a folder that is\n"
+    "not a bundle; 5 --replay of a bundle whose recording did not finish; 6 --record failed\n"
+    "(folder not empty without --force, or a write failed); configuration file: 7 cannot\n"
+    "be opened, 8 too large, 9 nested too deeply, 10 not XML, 11 not a hardware\n"
+    "configuration.";
+
+// Empties a folder for --force: every entry below it, links not followed, and
+// never across into another file system.
+bool emptyFolder(const std::string& dir, std::string* why) {
+    struct Walk {
+        static int remove(const char* path, const struct stat*, int, struct FTW* ftw) {
+            if (ftw->level == 0) return 0;
+            if (::remove(path) != 0) {
+                failed() = std::string(path) + ": " + std::strerror(errno);
+                return 1;
+            }
+            return 0;
+        }
+        static std::string& failed() {
+            static std::string f;
+            return f;
+        }
+    };
+    Walk::failed().clear();
+    if (nftw(dir.c_str(), Walk::remove, 16, FTW_DEPTH | FTW_PHYS | FTW_MOUNT) != 0) {
+        *why = Walk::failed().empty() ? std::string(std::strerror(errno)) : Walk::failed();
+        return false;
+    }
+    return true;
+}
+
+// A folder that exists and holds anything.
+bool nonEmptyFolder(const std::string& dir) {
+    DIR* d = opendir(dir.c_str());
+    if (!d) return false;
+    bool any = false;
+    while (struct dirent* e = readdir(d))
+        if (std::strcmp(e->d_name, ".") != 0 && std::strcmp(e->d_name, "..") != 0) any = true;
+    closedir(d);
+    return any;
+}
+
+// Why a configuration file was not taken: what the XML layer says of it.
+int configFailure(const std::string& path, std::string* why) {
+    struct stat st;
+    if (::stat(path.c_str(), &st) != 0) {
+        *why = std::string("cannot be opened: ") + std::strerror(errno);
+        return EXIT_CONFIG_OPEN;
+    }
+    if (S_ISDIR(st.st_mode)) {
+        *why = "cannot be opened: it is a folder";
+        return EXIT_CONFIG_OPEN;
+    }
+    NodeReader reader(nullptr);
+    switch (reader.process(String(path.c_str()), 2)) {
+    case NodeReader::OPEN_FAILED:
+        *why = std::string("cannot be opened: ") + std::strerror(errno);
+        return EXIT_CONFIG_OPEN;
+    case NodeReader::TOO_LARGE:
+        *why = "is too large (the limit is " + std::to_string(NodeReader::MAX_FILE_BYTES >> 20) +
+               " MiB)";
+        return EXIT_CONFIG_TOO_LARGE;
+    case NodeReader::TOO_DEEP:
+        *why = "is nested too deeply (the limit is " + std::to_string(NodeReader::MAX_DEPTH) +
+               " levels)";
+        return EXIT_CONFIG_TOO_DEEP;
+    case NodeReader::OK:
+        *why = "is not a hardware configuration (its root element is not 'Hardware')";
+        return EXIT_CONFIG_NOT_HARDWARE;
+    default:
+        *why = "is not valid XML";
+        return EXIT_CONFIG_NOT_XML;
+    }
+}
 
 std::string validGroupList() {
     std::string s;
@@ -189,7 +277,7 @@ void chooseLocale() {
         std::setlocale(LC_CTYPE, "C.UTF-8");
 }
 
-}  // namespace
+} // namespace
 
 int main(int argc, char** argv) {
     chooseLocale();
@@ -198,16 +286,17 @@ int main(int argc, char** argv) {
     std::vector<std::string> groups;
     std::string format = "text";
     std::string config, trace, recordDir, replayDir;
-    bool listGroups = false, version = false;
+    bool listGroups = false, version = false, force = false;
     app.add_option("-g,--group", groups, "Group to scan, by name or id (repeatable)");
-    app.add_option("-f,--format", format, "Output format")
-        ->check(CLI::IsMember({"text", "json"}));
+    app.add_option("-f,--format", format, "Output format")->check(CLI::IsMember({"text", "json"}));
     app.add_option("-c,--config", config, "Hardware configuration file (XML)");
     app.add_option("--trace", trace, "Write the trace to FILE (or 'stderr')");
     auto* rec = app.add_option("--record", recordDir, "Record everything the scan reads into DIR");
     app.add_option("--replay", replayDir, "Scan the host recorded in DIR instead of this one")
         ->excludes(rec);
+    app.add_flag("--force", force, "With --record: empty a folder that is not empty first");
     app.add_flag("--list-groups", listGroups, "List the inventory groups and exit");
+    app.footer(EXIT_HELP);
     app.add_flag("--version", version, "Print the version and exit");
     try {
         app.parse(argc, argv);
@@ -224,14 +313,63 @@ int main(int argc, char** argv) {
         std::fprintf(stderr, "invscan: cannot open trace file '%s'\n", trace.c_str());
         return 1;
     }
-    if (!replayDir.empty() && !host::useReplay(replayDir.c_str())) {
-        std::fprintf(stderr, "invscan: cannot replay '%s': not a readable bundle directory\n",
-                     replayDir.c_str());
-        return 1;
+    for (const char* opt : {"--replay", "--record", "--config", "--trace"}) {
+        const std::string& v = std::strcmp(opt, "--replay") == 0   ? replayDir
+                               : std::strcmp(opt, "--record") == 0 ? recordDir
+                               : std::strcmp(opt, "--config") == 0 ? config
+                                                                   : trace;
+        if (app.count(opt) && v.empty()) {
+            std::fprintf(stderr, "invscan: %s needs a %s, not an empty argument\n", opt,
+                         std::strcmp(opt, "--config") == 0  ? "file"
+                         : std::strcmp(opt, "--trace") == 0 ? "file or 'stderr'"
+                                                            : "folder");
+            return EXIT_USAGE;
+        }
     }
-    if (!recordDir.empty() && !host::useRecord(recordDir.c_str())) {
-        std::fprintf(stderr, "invscan: cannot record into '%s'\n", recordDir.c_str());
-        return 1;
+    if (force && recordDir.empty()) {
+        std::fprintf(stderr, "invscan: --force goes with --record\n");
+        return EXIT_USAGE;
+    }
+    if (!replayDir.empty()) {
+        host::BundleState st = host::checkBundle(replayDir.c_str());
+        if (st != host::BUNDLE_OK) {
+            std::fprintf(stderr, "invscan: cannot replay '%s': %s\n", replayDir.c_str(),
+                         host::bundleStateText(st));
+            return st == host::BUNDLE_INCOMPLETE ? EXIT_INCOMPLETE_BUNDLE : EXIT_NOT_A_BUNDLE;
+        }
+        if (!host::useReplay(replayDir.c_str())) {
+            std::fprintf(stderr, "invscan: cannot replay '%s': not a readable folder\n",
+                         replayDir.c_str());
+            return EXIT_NOT_A_BUNDLE;
+        }
+    }
+    if (!recordDir.empty()) {
+        if (nonEmptyFolder(recordDir)) {
+            std::string why;
+            char* real = realpath(recordDir.c_str(), nullptr);
+            bool root = real && std::strcmp(real, "/") == 0;
+            std::free(real);
+            if (!force || root) {
+                std::fprintf(stderr, "invscan: cannot record into '%s': %s\n", recordDir.c_str(),
+                             root ? "it is the root folder"
+                                  : "the folder is not empty (--force empties it first)");
+                return EXIT_RECORD_FAILED;
+            }
+            if (!emptyFolder(recordDir, &why)) {
+                std::fprintf(stderr, "invscan: cannot empty '%s': %s\n", recordDir.c_str(),
+                             why.c_str());
+                return EXIT_RECORD_FAILED;
+            }
+        }
+        if (!host::useRecord(recordDir.c_str())) {
+            std::fprintf(stderr, "invscan: cannot record into '%s': %s\n", recordDir.c_str(),
+                         std::strerror(errno ? errno : EACCES));
+            return EXIT_RECORD_FAILED;
+        }
+        if (const char* e = host::recordError()) {
+            std::fprintf(stderr, "invscan: cannot record into '%s': %s\n", recordDir.c_str(), e);
+            return EXIT_RECORD_FAILED;
+        }
     }
     if (!std::getenv("KOR_HOMEDIR")) {
         std::string home = installHome(argc > 0 ? argv[0] : nullptr);
@@ -266,9 +404,9 @@ int main(int argc, char** argv) {
         size_t slash = config.find_last_of('/');
         KorCfg::setKey(String("config_dir"),
                        String(slash == std::string::npos ? "." : config.substr(0, slash).c_str()));
-        KorCfg::setKey(String("hwscanner.config_file"),
-                       String(slash == std::string::npos ? config.c_str()
-                                                         : config.substr(slash + 1).c_str()));
+        KorCfg::setKey(
+            String("hwscanner.config_file"),
+            String(slash == std::string::npos ? config.c_str() : config.substr(slash + 1).c_str()));
     } else {
         const char* dir = std::getenv("INVSCAN_CONFIG_DIR");
         const char* file = std::getenv("INVSCAN_CONFIG_FILE");
@@ -285,14 +423,12 @@ int main(int argc, char** argv) {
     bool present = access(shown.c_str(), F_OK) == 0;
     if (!config.empty() || present) {
         int rc = factory->loadNodeFromFile(path, 1);
-        if (rc == 5) {
-            std::fprintf(stderr, "invscan: cannot read configuration file '%s'\n", shown.c_str());
-            return 1;
-        }
-        if (rc == 2) {
-            std::fprintf(stderr, "invscan: configuration file '%s' is not valid XML\n",
-                         shown.c_str());
-            return 1;
+        if (rc != 0 || !factory->hasHardwareConfig()) {
+            std::string why;
+            int status = configFailure(shown, &why);
+            std::fprintf(stderr, "invscan: configuration file '%s' %s\n", shown.c_str(),
+                         why.c_str());
+            return status;
         }
         factory->loadNodeFromFile(path, 5);
         factory->loadNodeFromFile(path, 6);
@@ -315,7 +451,9 @@ int main(int argc, char** argv) {
             if (table) {
                 out.push_back(tableJson(table.get()));
             } else {
-                out.push_back({{"id", r.id}, {"name", r.name}, {"rows", nullptr},
+                out.push_back({{"id", r.id},
+                               {"name", r.name},
+                               {"rows", nullptr},
                                {"status", group ? "no table" : "not available"}});
             }
         } else if (table) {
@@ -326,7 +464,17 @@ int main(int argc, char** argv) {
                         group ? "no table" : "not available");
         }
         std::fflush(stdout);
+        if (const char* e = host::recordError()) {
+            std::fprintf(stderr, "invscan: cannot record into '%s': %s\n", recordDir.c_str(), e);
+            return EXIT_RECORD_FAILED;
+        }
     }
     if (format == "json") std::cout << out.dump(2) << std::endl;
+    if (!recordDir.empty() && !host::finishRecord()) {
+        const char* e = host::recordError();
+        std::fprintf(stderr, "invscan: cannot record into '%s': %s\n", recordDir.c_str(),
+                     e ? e : "the bundle could not be marked complete");
+        return EXIT_RECORD_FAILED;
+    }
     return 0;
 }

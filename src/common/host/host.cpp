@@ -23,6 +23,42 @@ namespace host {
 Backend::~Backend() {}
 bool Backend::helperOutput(const char*, std::string*) { return false; }
 bool Backend::saveHelperOutput(const char*, const std::string&) { return false; }
+const char* Backend::recordError() const { return nullptr; }
+bool Backend::finish() { return true; }
+
+BundleState checkBundle(const char* dir) {
+    if (!dir || !*dir) return BUNDLE_UNREADABLE;
+    int fd = ::open(dir, O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (fd < 0) return BUNDLE_UNREADABLE;
+    std::string head;
+    BundleState st = BUNDLE_OK;
+    if (::faccessat(fd, "bundle.txt", F_OK, AT_SYMLINK_NOFOLLOW) != 0)
+        st = BUNDLE_NO_HEADER;
+    else if (!bundle::readFile(fd, nullptr, "bundle.txt", &head) ||
+             head.compare(0, std::strlen(bundle::HEADER), bundle::HEADER) != 0 ||
+             (head.size() > std::strlen(bundle::HEADER) && head[std::strlen(bundle::HEADER)] != '\n' &&
+              head[std::strlen(bundle::HEADER)] != '\r'))
+        st = BUNDLE_BAD_HEADER;
+    else if (::faccessat(fd, bundle::INCOMPLETE, F_OK, AT_SYMLINK_NOFOLLOW) == 0)
+        st = BUNDLE_INCOMPLETE;
+    ::close(fd);
+    return st;
+}
+
+const char* bundleStateText(BundleState state) {
+    switch (state) {
+    case BUNDLE_OK: return "a bundle";
+    case BUNDLE_UNREADABLE: return "not a readable folder";
+    case BUNDLE_NO_HEADER: return "not a bundle: no bundle.txt";
+    case BUNDLE_BAD_HEADER: return "not a bundle: bundle.txt does not begin with 'invscan-bundle 1'";
+    case BUNDLE_INCOMPLETE: return "an incomplete bundle: its recording did not finish";
+    }
+    return "not a bundle";
+}
+
+const char* recordError() { return backend()->recordError(); }
+
+bool finishRecord() { return backend()->finish(); }
 
 namespace {
 
@@ -470,7 +506,13 @@ static bool putFile(int dirfd, const char* sub, const std::string& name, const s
     ::close(d);
     if (fd < 0) return false;
     bool ok = writeAll(fd, data);
-    ::close(fd);
+    int saved = errno;
+    // A full disk or a quota may only show when the file is closed.
+    if (::close(fd) != 0 && ok) {
+        ok = false;
+        saved = errno;
+    }
+    errno = saved;
     return ok;
 }
 

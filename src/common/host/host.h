@@ -201,6 +201,9 @@ public:
     // The exact standard output of a helper program: replay gives it, record keeps it.
     virtual bool helperOutput(const char* helper, std::string* out);
     virtual bool saveHelperOutput(const char* helper, const std::string& out);
+    // Recording only: the first failed write, and the end of the recording.
+    virtual const char* recordError() const;
+    virtual bool finish();
 };
 
 // The backend in use (chosen on first use from the environment).
@@ -212,6 +215,17 @@ INVSCAN_API const char* mode();
 INVSCAN_API bool useReplay(const char* dir);
 // Record into `dir` (created when missing); also sets INVSCAN_RECORD.
 INVSCAN_API bool useRecord(const char* dir);
+
+// What a folder is as a bundle. A recording marks its bundle incomplete until
+// finishRecord(), so that one stopped half way is never replayed as a host.
+enum BundleState { BUNDLE_OK = 0, BUNDLE_UNREADABLE, BUNDLE_NO_HEADER, BUNDLE_BAD_HEADER, BUNDLE_INCOMPLETE };
+INVSCAN_API BundleState checkBundle(const char* dir);
+// The one-line reason for a state, such as "not a bundle: no bundle.txt".
+INVSCAN_API const char* bundleStateText(BundleState state);
+// The first write of the recording that failed, as "FILE: reason", or null.
+INVSCAN_API const char* recordError();
+// Marks the recorded bundle complete; false (with recordError() set) when it is not.
+INVSCAN_API bool finishRecord();
 // Back to the live backend; clears both environment variables.
 INVSCAN_API void useLive();
 // Installs a caller-owned backend (tests); null restores the environment's choice.

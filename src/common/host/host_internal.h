@@ -94,6 +94,8 @@ void copyField(char* dst, std::size_t size, const char* src);
 namespace bundle {
 
 const char* const HEADER = "invscan-bundle 1";
+// Present while a recording is under way; replay refuses a bundle that has it.
+const char* const INCOMPLETE = "incomplete";
 
 // Field escaping for the tab-separated tables: backslash, control bytes and DEL are
 // written as \\ \t \n \r or \xHH; everything else (UTF-8 too) stays readable.

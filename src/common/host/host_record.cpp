@@ -56,15 +56,21 @@ std::string readAll(std::FILE* f) {
 class RecordBackend : public Backend {
 public:
     RecordBackend(Backend* inner, int dirfd) : m_in(inner), m_dir(dirfd) {
-        std::string head;
-        if (!bundle::readFile(m_dir, nullptr, "bundle.txt", &head)) {
+        // The first process of a recording writes the header and marks the bundle
+        // incomplete; helper programs that join it find the header and add theirs.
+        if (::faccessat(m_dir, "bundle.txt", F_OK, AT_SYMLINK_NOFOLLOW) != 0) {
             char when[64] = "";
             std::time_t now = std::time(nullptr);
             struct tm tmv;
             if (::gmtime_r(&now, &tmv)) std::strftime(when, sizeof when, "%Y-%m-%dT%H:%M:%SZ", &tmv);
-            bundle::writeFile(m_dir, nullptr, "bundle.txt",
-                              std::string(bundle::HEADER) + "\n# recorded " + when + " from the " +
-                                  inner->name() + " backend\n");
+            check(bundle::writeFile(m_dir, nullptr, bundle::INCOMPLETE,
+                                    "this bundle's recording has not finished\n"),
+                  bundle::INCOMPLETE);
+            check(bundle::writeFile(m_dir, nullptr, "bundle.txt",
+                                    std::string(bundle::HEADER) + "\n# recorded " + when + " from the " +
+                                        inner->name() + " backend\n"),
+                  "bundle.txt");
+            m_marked = true;
         }
     }
     ~RecordBackend() override { ::close(m_dir); }
@@ -110,7 +116,7 @@ public:
                                             std::to_string(s.f_bavail), std::to_string(s.f_files),
                                             std::to_string(s.f_ffree), std::to_string(s.f_flags)});
             }
-            bundle::writeFile(m_dir, nullptr, "mounts.txt", text);
+            check(bundle::writeFile(m_dir, nullptr, "mounts.txt", text), "mounts.txt");
         }
         return true;
     }
@@ -134,7 +140,7 @@ public:
         std::fclose(f);
         std::string file = bundle::safeName(path);
         if (m_seen.insert(std::string("files/") + file).second) {
-            bundle::writeFile(m_dir, "files", file, data);
+            check(bundle::writeFile(m_dir, "files", file, data), "files/" + file);
             keep("files.txt", {path, "files/" + file});
         }
         return bundle::memoryFile(data);
@@ -147,7 +153,7 @@ public:
         int status = m_in->pclose(p);
         std::string file = bundle::safeName(command);
         if (m_seen.insert(std::string("commands/") + file).second) {
-            bundle::writeFile(m_dir, "commands", file, data);
+            check(bundle::writeFile(m_dir, "commands", file, data), "commands/" + file);
             keep("commands.txt", {command, std::to_string(status), "commands/" + file});
         }
         return m_commands.open(data, status);
@@ -187,13 +193,30 @@ public:
     }
 
     bool saveHelperOutput(const char* helper, const std::string& out) override {
-        return helper && bundle::writeFile(m_dir, "helpers", bundle::safeName(helper), out);
+        if (!helper) return false;
+        std::string name = bundle::safeName(helper);
+        return check(bundle::writeFile(m_dir, "helpers", name, out), "helpers/" + name);
+    }
+
+    const char* recordError() const override { return m_error.empty() ? nullptr : m_error.c_str(); }
+
+    bool finish() override {
+        if (!m_error.empty()) return false;
+        if (m_marked && ::unlinkat(m_dir, bundle::INCOMPLETE, 0) != 0 && errno != ENOENT)
+            return check(false, bundle::INCOMPLETE);
+        return true;
     }
 
 private:
+    // Keeps the first failure, with the file and the system's reason.
+    bool check(bool ok, const std::string& file) {
+        if (!ok && m_error.empty()) m_error = file + ": " + std::strerror(errno ? errno : EIO);
+        return ok;
+    }
+
     void keep(const char* file, const bundle::Fields& f) {
         if (f.empty() || !m_seen.insert(std::string(file) + '\n' + f[0]).second) return;
-        bundle::appendFile(m_dir, nullptr, file, bundle::formatLine(f));
+        check(bundle::appendFile(m_dir, nullptr, file, bundle::formatLine(f)), file);
     }
 
     void keepSysctl(const std::string& key, const void* p, std::size_t n) {
@@ -206,6 +229,8 @@ private:
     int m_dir;
     std::set<std::string> m_seen;
     bundle::CommandFiles m_commands;
+    std::string m_error;
+    bool m_marked = false;
 };
 
 }  // namespace

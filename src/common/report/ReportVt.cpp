@@ -74,7 +74,9 @@ std::string helperOutput(const char* helper, const char* fromFile) {
     std::string out;
     if (gatherLive(helper, &root, &err)) out = renderResponse(0, nullptr, &root);
     else out = renderResponse(1, err.c_str(), nullptr);
-    if (std::strcmp(host::mode(), "record") == 0) b->saveHelperOutput(helper, out);
+    // Output the bundle could not keep is not given either: a replay would lack it.
+    if (std::strcmp(host::mode(), "record") == 0 && !b->saveHelperOutput(helper, out))
+        return renderResponse(3, "cannot record the output into the bundle", nullptr);
     return out;
 }
 

@@ -180,8 +180,10 @@ int GroupFactory::loadNodeFromFile(const String& path, int kind) {
             } else if (!node) {
                 result = -1;
             } else {
-                if (kind == 1)
+                if (kind == 1) {
+                    m_hardwareRoot = node->getName() == String("Hardware");
                     getHWGroupFromNode(node);
+                }
                 else if (kind == 5)
                     getProcessorFromNode(node);
                 else

@@ -37,6 +37,8 @@ public:
     const ZelAttrList& getGlobalAttrs() const { return m_globalAttrs; }
     const std::map<String, ZelAttrList>& getGroupAttrMap() const { return m_groupAttrs; }
     const std::list<String>& getConfiguredGroups() const { return m_groupNames; }
+    // Whether the last configuration file read with kind 1 had a "Hardware" root.
+    bool hasHardwareConfig() const { return m_hardwareRoot; }
     const std::vector<QCMInfo*>& getQCMs() const { return m_qcms; }
     const std::vector<ProcessorInfo*>& getProcessors() const { return m_processors; }
 
@@ -49,6 +51,7 @@ private:
     std::vector<QCMInfo*> m_qcms;
     String m_HWConfigFile;
     std::list<String> m_groupNames;
+    bool m_hardwareRoot = false;
     ZelAttrList m_globalAttrs;
     std::map<String, ZelAttrList> m_groupAttrs;
 };

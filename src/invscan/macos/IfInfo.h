@@ -72,6 +72,7 @@ INVSCAN_API int parse_ifconfig_unix(std::FILE* in, IfInfoList& list);
 INVSCAN_API IfInfo* find_if(const char* name, const IfInfoList& list);
 INVSCAN_API IfInfo* findIPv4(IfInfoList& list, const char* address);
 // 0 when the text became six upper-case two-digit components; 1 leaves it as it was.
+// The result can be longer than the text ("0:1:2:3:4:5"): `mac` must hold 18 bytes.
 INVSCAN_API int convertMacToCanonical(char* mac);
 INVSCAN_API int fixDigit(char* c);
 INVSCAN_API std::string getScope(const char* address);
