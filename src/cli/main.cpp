@@ -93,8 +93,8 @@ int configFailure(const std::string& path, std::string* why) {
         *why = std::string("cannot be opened: ") + std::strerror(errno);
         return EXIT_CONFIG_OPEN;
     case NodeReader::TOO_LARGE:
-        *why = "is too large (the limit is " + std::to_string(NodeReader::MAX_FILE_BYTES >> 20) +
-               " MiB)";
+        *why = "is too large (the limit is " + std::to_string(NodeReader::MAX_FILE_BYTES >> 10) +
+               " KiB)";
         return EXIT_CONFIG_TOO_LARGE;
     case NodeReader::TOO_DEEP:
         *why = "is nested too deeply (the limit is " + std::to_string(NodeReader::MAX_DEPTH) +
@@ -470,6 +470,8 @@ int main(int argc, char** argv) {
         }
     }
     if (format == "json") std::cout << out.dump(2) << std::endl;
+    for (const std::string& p : host::replayProblems())
+        std::fprintf(stderr, "invscan: %s\n", p.c_str());
     if (!recordDir.empty() && !host::finishRecord()) {
         const char* e = host::recordError();
         std::fprintf(stderr, "invscan: cannot record into '%s': %s\n", recordDir.c_str(),

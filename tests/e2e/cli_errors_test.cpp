@@ -69,7 +69,7 @@ TEST_F(CliErrors, SayWhatIsWrong) {
     for (int i = 0; i < 300; ++i)
         deep += "</a>";
     writeFile(dir + "/deep.xml", "<Hardware>" + deep + "</Hardware>");
-    writeFile(dir + "/large.xml", "<Hardware>" + std::string(17 << 20, ' ') + "</Hardware>");
+    writeFile(dir + "/large.xml", "<Hardware>" + std::string(300 << 10, ' ') + "</Hardware>");
     const struct {
         std::string args;
         int status;
@@ -87,7 +87,7 @@ TEST_F(CliErrors, SayWhatIsWrong) {
         {"-g 20 --config " + dir + "/missing.xml", 7,
          "cannot be opened: No such file or directory"},
         {"-g 20 --config " + dir, 7, "cannot be opened: it is a folder"},
-        {"-g 20 --config " + dir + "/large.xml", 8, "is too large (the limit is 16 MiB)"},
+        {"-g 20 --config " + dir + "/large.xml", 8, "is too large (the limit is 256 KiB)"},
         {"-g 20 --config " + dir + "/deep.xml", 9,
          "is nested too deeply (the limit is 256 levels)"},
         {"-g 20 --config " + dir + "/broken.xml", 10, "is not valid XML"},

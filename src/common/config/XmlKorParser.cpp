@@ -7,9 +7,20 @@
 #include <cstdio>
 #include <vector>
 
-int NodeSink::onWarning(const String&, int) { return 0; }
-int NodeSink::onError(const String&, int) { return -1; }
-int NodeSink::onCriticalError(const String&, int) { return -1; }
+int NodeSink::onWarning(const String&, int) {
+    return 0;
+}
+int NodeSink::onError(const String&, int) {
+    return -1;
+}
+int NodeSink::onCriticalError(const String&, int) {
+    return -1;
+}
+int NodeSink::adoptNodeTree(Node* node) {
+    int rc = onNodeTree(node);
+    delete node;
+    return rc;
+}
 
 namespace {
 
@@ -57,7 +68,7 @@ Node* convert(const pugi::xml_node& rootElement, bool& tooDeep) {
     return root;
 }
 
-}  // namespace
+} // namespace
 
 int NodeReader::process(const String& path, int) {
     std::string narrow = path.toMultiByte();
@@ -108,9 +119,10 @@ int NodeReader::processBuffer(const char* data, size_t size) {
         if (m_sink) m_sink->onError(String("elements nested too deeply"), 0);
         return TOO_DEEP;
     }
-    int rc = m_sink ? m_sink->onNodeTree(root) : 0;
-    delete root;
-    (void)rc;
+    if (m_sink)
+        m_sink->adoptNodeTree(root);
+    else
+        delete root;
     return OK;
 }
 
@@ -124,9 +136,17 @@ int ParseNodeSink::onNodeTree(Node* node) {
     return 0;
 }
 
-Node* ParseNodeSink::getNode(int kind) const {
-    if (kind != 1 || !m_root) return nullptr;
-    return m_root->copy();
+int ParseNodeSink::adoptNodeTree(Node* node) {
+    delete m_root;
+    m_root = node;
+    return 0;
+}
+
+Node* ParseNodeSink::getNode(int kind) {
+    if (kind != 1) return nullptr;
+    Node* n = m_root;
+    m_root = nullptr;
+    return n;
 }
 
 XmlKorParser::XmlKorParser(const String& path, NodeSink* sink) : m_path(path) {

@@ -12,6 +12,9 @@ public:
     virtual ~NodeSink() = default;
     // Called once with the document's root element; the sink does not own it.
     virtual int onNodeTree(Node* node) = 0;
+    // The reader's whole tree, the sink's to keep: by default it is shown to
+    // onNodeTree() and freed. A sink that keeps it spares the reader a copy.
+    virtual int adoptNodeTree(Node* node);
     virtual int onWarning(const String& message, int line);
     virtual int onError(const String& message, int line);
     virtual int onCriticalError(const String& message, int line);
@@ -29,7 +32,9 @@ public:
         NO_ELEMENT = 5,
     };
     // Limits that keep a hostile file from exhausting the process.
-    static const long MAX_FILE_BYTES = 16L * 1024 * 1024;
+    // A hardware configuration is a few KB; its tree costs about 50 bytes a byte at
+    // worst, so 256 KiB keeps a hostile file within 8 times its size + 16 MiB.
+    static const long MAX_FILE_BYTES = 256L * 1024;
     static const int MAX_DEPTH = 256;
 
     explicit NodeReader(NodeSink* sink) : m_sink(sink) {}
@@ -48,8 +53,10 @@ class INVSCAN_API ParseNodeSink : public NodeSink {
 public:
     ~ParseNodeSink() override;
     int onNodeTree(Node* node) override;
-    // kind 1: a copy of the document tree (caller deletes); null otherwise.
-    Node* getNode(int kind) const;
+    int adoptNodeTree(Node* node) override;
+    // kind 1: the document tree, handed over (caller deletes; the sink keeps no copy,
+    // so a second call gives null); null for other kinds.
+    Node* getNode(int kind);
 
 private:
     Node* m_root = nullptr;

@@ -1,7 +1,7 @@
 // Backend selection and the pieces every backend shares: the sysctl answer rules and
 // the bundle's text encoding and file access.
 #ifndef _FILE_OFFSET_BITS
-#define _FILE_OFFSET_BITS 64  // 64-bit sizes and inode numbers on 32-bit Linux too
+#define _FILE_OFFSET_BITS 64 // 64-bit sizes and inode numbers on 32-bit Linux too
 #endif
 #include "host.h"
 #include "host_internal.h"
@@ -21,10 +21,21 @@
 namespace host {
 
 Backend::~Backend() {}
-bool Backend::helperOutput(const char*, std::string*) { return false; }
-bool Backend::saveHelperOutput(const char*, const std::string&) { return false; }
-const char* Backend::recordError() const { return nullptr; }
-bool Backend::finish() { return true; }
+bool Backend::helperOutput(const char*, std::string*) {
+    return false;
+}
+bool Backend::saveHelperOutput(const char*, const std::string&) {
+    return false;
+}
+const char* Backend::recordError() const {
+    return nullptr;
+}
+bool Backend::finish() {
+    return true;
+}
+const std::vector<std::string>* Backend::problems() const {
+    return nullptr;
+}
 
 BundleState checkBundle(const char* dir) {
     if (!dir || !*dir) return BUNDLE_UNREADABLE;
@@ -34,9 +45,10 @@ BundleState checkBundle(const char* dir) {
     BundleState st = BUNDLE_OK;
     if (::faccessat(fd, "bundle.txt", F_OK, AT_SYMLINK_NOFOLLOW) != 0)
         st = BUNDLE_NO_HEADER;
-    else if (!bundle::readFile(fd, nullptr, "bundle.txt", &head) ||
+    else if (!bundle::readFile(fd, nullptr, "bundle.txt", &head, bundle::MAX_TABLE) ||
              head.compare(0, std::strlen(bundle::HEADER), bundle::HEADER) != 0 ||
-             (head.size() > std::strlen(bundle::HEADER) && head[std::strlen(bundle::HEADER)] != '\n' &&
+             (head.size() > std::strlen(bundle::HEADER) &&
+              head[std::strlen(bundle::HEADER)] != '\n' &&
               head[std::strlen(bundle::HEADER)] != '\r'))
         st = BUNDLE_BAD_HEADER;
     else if (::faccessat(fd, bundle::INCOMPLETE, F_OK, AT_SYMLINK_NOFOLLOW) == 0)
@@ -47,22 +59,36 @@ BundleState checkBundle(const char* dir) {
 
 const char* bundleStateText(BundleState state) {
     switch (state) {
-    case BUNDLE_OK: return "a bundle";
-    case BUNDLE_UNREADABLE: return "not a readable folder";
-    case BUNDLE_NO_HEADER: return "not a bundle: no bundle.txt";
-    case BUNDLE_BAD_HEADER: return "not a bundle: bundle.txt does not begin with 'invscan-bundle 1'";
-    case BUNDLE_INCOMPLETE: return "an incomplete bundle: its recording did not finish";
+    case BUNDLE_OK:
+        return "a bundle";
+    case BUNDLE_UNREADABLE:
+        return "not a readable folder";
+    case BUNDLE_NO_HEADER:
+        return "not a bundle: no bundle.txt";
+    case BUNDLE_BAD_HEADER:
+        return "not a bundle: bundle.txt does not begin with 'invscan-bundle 1'";
+    case BUNDLE_INCOMPLETE:
+        return "an incomplete bundle: its recording did not finish";
     }
     return "not a bundle";
 }
 
-const char* recordError() { return backend()->recordError(); }
+const char* recordError() {
+    return backend()->recordError();
+}
 
-bool finishRecord() { return backend()->finish(); }
+bool finishRecord() {
+    return backend()->finish();
+}
+
+std::vector<std::string> replayProblems() {
+    const std::vector<std::string>* p = backend()->problems();
+    return p ? *p : std::vector<std::string>();
+}
 
 namespace {
 
-Backend* g_current = nullptr;  // what the free functions use
+Backend* g_current = nullptr; // what the free functions use
 bool g_chosen = false;
 
 // Replay and record backends made here. One that is replaced stays alive: callers
@@ -85,7 +111,7 @@ void choose() {
     }
 }
 
-}  // namespace
+} // namespace
 
 Backend* backend() {
     choose();
@@ -95,7 +121,8 @@ Backend* backend() {
 const char* mode() {
     Backend* b = backend();
     if (b == liveBackend()) return "live";
-    if (std::strcmp(b->name(), "replay") == 0 || std::strcmp(b->name(), "record") == 0) return b->name();
+    if (std::strcmp(b->name(), "replay") == 0 || std::strcmp(b->name(), "record") == 0)
+        return b->name();
     return "live";
 }
 
@@ -144,15 +171,15 @@ int sysctlbyname(const char* name, void* oldp, std::size_t* oldlenp, const void*
         errno = EINVAL;
         return -1;
     }
-    if (newp || newlen) {  // the scanner only reads
+    if (newp || newlen) { // the scanner only reads
         errno = EPERM;
         return -1;
     }
     return backend()->sysctlbyname(name, oldp, oldlenp);
 }
 
-int sysctl(const int* name, unsigned namelen, void* oldp, std::size_t* oldlenp,
-           const void* newp, std::size_t newlen) {
+int sysctl(const int* name, unsigned namelen, void* oldp, std::size_t* oldlenp, const void* newp,
+           std::size_t newlen) {
     if (!name || namelen < 2 || namelen > 12 || !oldlenp) {
         errno = EINVAL;
         return -1;
@@ -170,15 +197,14 @@ kern_return_t hostPageSize(std::size_t* pageSize) {
 }
 
 kern_return_t hostStatistics(int flavor, VmStatistics* info, unsigned* count) {
-    if (flavor != HOST_VM_INFO || !info || !count || *count < VM_INFO_FIELDS)
-        return KERN_FAILURE;
+    if (flavor != HOST_VM_INFO || !info || !count || *count < VM_INFO_FIELDS) return KERN_FAILURE;
     kern_return_t kr = backend()->hostStatistics(info);
     if (kr == KERN_SUCCESS) *count = VM_INFO_FIELDS;
     return kr;
 }
 
 int getmntinfo(Statfs** mntbufp, int flags) {
-    (void)flags;  // every backend answers from its own snapshot of the table
+    (void)flags; // every backend answers from its own snapshot of the table
     if (!mntbufp) {
         errno = EINVAL;
         return 0;
@@ -232,7 +258,9 @@ char* setlocale(int category, const char* locale) {
     return backend()->setlocale(category, locale);
 }
 
-void tzset() { backend()->tzset(); }
+void tzset() {
+    backend()->tzset();
+}
 
 int timeZone(TimeZoneInfo* out) {
     if (!out) return -1;
@@ -328,10 +356,14 @@ std::string escape(const std::string& s) {
     std::string o;
     o.reserve(s.size());
     for (unsigned char c : s) {
-        if (c == '\\') o += "\\\\";
-        else if (c == '\t') o += "\\t";
-        else if (c == '\n') o += "\\n";
-        else if (c == '\r') o += "\\r";
+        if (c == '\\')
+            o += "\\\\";
+        else if (c == '\t')
+            o += "\\t";
+        else if (c == '\n')
+            o += "\\n";
+        else if (c == '\r')
+            o += "\\r";
         else if (c < 0x20 || c == 0x7f) {
             o += "\\x";
             o += HEX[c >> 4];
@@ -360,14 +392,18 @@ std::string unescape(const std::string& s) {
             continue;
         }
         char n = s[++i];
-        if (n == 't') o += '\t';
-        else if (n == 'n') o += '\n';
-        else if (n == 'r') o += '\r';
-        else if (n == 'x' && i + 2 < s.size() && hexDigit(s[i + 1]) >= 0 && hexDigit(s[i + 2]) >= 0) {
+        if (n == 't')
+            o += '\t';
+        else if (n == 'n')
+            o += '\n';
+        else if (n == 'r')
+            o += '\r';
+        else if (n == 'x' && i + 2 < s.size() && hexDigit(s[i + 1]) >= 0 &&
+                 hexDigit(s[i + 2]) >= 0) {
             o += static_cast<char>(hexDigit(s[i + 1]) * 16 + hexDigit(s[i + 2]));
             i += 2;
         } else {
-            o += n;  // "\\" and anything unknown stand for themselves
+            o += n; // "\\" and anything unknown stand for themselves
         }
     }
     return o;
@@ -389,14 +425,15 @@ std::string safeName(const std::string& key) {
     }
     if (o.empty()) o = "%";
     if (o.size() > 180) {
-        std::uint64_t h = 1469598103934665603ull;  // FNV-1a of the key keeps names distinct
+        std::uint64_t h = 1469598103934665603ull; // FNV-1a of the key keeps names distinct
         for (unsigned char c : key) {
             h ^= c;
             h *= 1099511628211ull;
         }
         o.resize(160);
         o += '~';
-        for (int s = 60; s >= 0; s -= 4) o += HEX[(h >> s) & 15];
+        for (int s = 60; s >= 0; s -= 4)
+            o += HEX[(h >> s) & 15];
     }
     return o;
 }
@@ -417,7 +454,7 @@ std::string formatLine(const Fields& fields) {
         if (i) l += '\t';
         l += escape(fields[i]);
     }
-    if (!l.empty() && l[0] == '#') l.replace(0, 1, "\\x23");  // else it would read as a comment
+    if (!l.empty() && l[0] == '#') l.replace(0, 1, "\\x23"); // else it would read as a comment
     l += '\n';
     return l;
 }
@@ -434,9 +471,12 @@ std::vector<Fields> parseLines(const std::string& text) {
         if (line.empty() || line[0] == '#') continue;
         Fields f;
         std::size_t p = 0;
-        for (;;) {
+        // No table has more than a dozen fields; the rest of a longer line is noise
+        // that would cost a string per tab.
+        while (f.size() < MAX_FIELDS) {
             std::size_t t = line.find('\t', p);
-            f.push_back(unescape(line.substr(p, t == std::string::npos ? std::string::npos : t - p)));
+            f.push_back(
+                unescape(line.substr(p, t == std::string::npos ? std::string::npos : t - p)));
             if (t == std::string::npos) break;
             p = t + 1;
         }
@@ -451,7 +491,7 @@ std::map<std::string, Fields> parseTable(const std::string& text) {
         if (f.size() < 2) continue;
         std::string key = f[0];
         f.erase(f.begin());
-        m.emplace(key, f);
+        m.emplace(std::move(key), std::move(f));
     }
     return m;
 }
@@ -462,7 +502,9 @@ static int openSub(int dirfd, const char* sub, bool create) {
     return ::openat(dirfd, sub, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
 }
 
-bool readFile(int dirfd, const char* sub, const std::string& name, std::string* out) {
+bool readFile(int dirfd, const char* sub, const std::string& name, std::string* out,
+              std::size_t cap, bool* tooLarge) {
+    if (tooLarge) *tooLarge = false;
     if (dirfd < 0 || !isSafeComponent(name)) return false;
     int d = openSub(dirfd, sub, false);
     if (d < 0) return false;
@@ -470,20 +512,31 @@ bool readFile(int dirfd, const char* sub, const std::string& name, std::string* 
     ::close(d);
     if (fd < 0) return false;
     struct stat st;
-    bool ok = ::fstat(fd, &st) == 0 && S_ISREG(st.st_mode) &&
-              static_cast<unsigned long long>(st.st_size) <= MAX_FILE;
+    bool ok = ::fstat(fd, &st) == 0 && S_ISREG(st.st_mode);
+    bool over = ok && static_cast<unsigned long long>(st.st_size) > cap;
+    ok = ok && !over;
     out->clear();
+    if (ok) out->reserve(static_cast<std::size_t>(st.st_size));
     char buf[65536];
     while (ok) {
         ssize_t n = ::read(fd, buf, sizeof buf);
         if (n < 0 && errno == EINTR) continue;
         if (n < 0) ok = false;
         if (n <= 0) break;
-        if (out->size() + static_cast<std::size_t>(n) > MAX_FILE) ok = false;
-        else out->append(buf, static_cast<std::size_t>(n));
+        if (out->size() + static_cast<std::size_t>(n) > cap)
+            ok = false, over = true;
+        else
+            out->append(buf, static_cast<std::size_t>(n));
     }
     ::close(fd);
+    if (!ok) out->clear();
+    if (tooLarge) *tooLarge = over;
     return ok;
+}
+
+std::string capText(std::size_t cap) {
+    return cap >= (1u << 20) ? std::to_string(cap >> 20) + " MiB"
+                             : std::to_string(cap >> 10) + " KiB";
 }
 
 static bool writeAll(int fd, const std::string& data) {
@@ -502,7 +555,8 @@ static bool putFile(int dirfd, const char* sub, const std::string& name, const s
     if (dirfd < 0 || !isSafeComponent(name)) return false;
     int d = openSub(dirfd, sub, true);
     if (d < 0) return false;
-    int fd = ::openat(d, name.c_str(), O_WRONLY | O_CREAT | O_NOFOLLOW | O_CLOEXEC | extraFlags, 0644);
+    int fd =
+        ::openat(d, name.c_str(), O_WRONLY | O_CREAT | O_NOFOLLOW | O_CLOEXEC | extraFlags, 0644);
     ::close(d);
     if (fd < 0) return false;
     bool ok = writeAll(fd, data);
@@ -524,8 +578,8 @@ bool appendFile(int dirfd, const char* sub, const std::string& name, const std::
     return putFile(dirfd, sub, name, data, O_APPEND);
 }
 
-}  // namespace bundle
-}  // namespace host
+} // namespace bundle
+} // namespace host
 
 namespace host {
 namespace bundle {
@@ -559,8 +613,8 @@ int CommandFiles::close(std::FILE* stream) {
     return status;
 }
 
-}  // namespace bundle
-}  // namespace host
+} // namespace bundle
+} // namespace host
 
 namespace host {
 
@@ -570,9 +624,9 @@ std::string ifconfigText(const std::vector<InterfaceFacts>& interfaces) {
     static const struct {
         unsigned bit;
         const char* name;
-    } flagNames[] = {{0x1, "UP"},          {0x2, "BROADCAST"}, {0x4, "DEBUG"},
+    } flagNames[] = {{0x1, "UP"},          {0x2, "BROADCAST"},    {0x4, "DEBUG"},
                      {0x8, "LOOPBACK"},    {0x10, "POINTOPOINT"}, {0x40, "RUNNING"},
-                     {0x80, "NOARP"},      {0x100, "PROMISC"},  {0x200, "ALLMULTI"},
+                     {0x80, "NOARP"},      {0x100, "PROMISC"},    {0x200, "ALLMULTI"},
                      {0x1000, "MULTICAST"}};
     std::string out;
     char buf[128];
@@ -603,4 +657,4 @@ std::string ifconfigText(const std::vector<InterfaceFacts>& interfaces) {
     return out;
 }
 
-}  // namespace host
+} // namespace host

@@ -18,6 +18,7 @@
 #include <cstdio>
 #include <netdb.h>
 #include <string>
+#include <vector>
 
 #if defined(__APPLE__)
 // The system's definitions of the constants below come first, so that ours are
@@ -31,7 +32,7 @@ namespace host {
 
 typedef int kern_return_t;
 
-}  // namespace host
+} // namespace host
 
 // Darwin's constants, with Darwin's values. They are macros there, so they are macros
 // here too and defined only where the system headers have not already done so.
@@ -123,8 +124,8 @@ struct VmStatistics {
 
 // getmntinfo records: the fields of Darwin's struct statfs that callers use, with
 // Darwin's field widths.
-const unsigned FSTYPE_LEN = 16;  // MFSTYPENAMELEN
-const unsigned PATH_LEN = 1024;  // MAXPATHLEN
+const unsigned FSTYPE_LEN = 16; // MFSTYPENAMELEN
+const unsigned PATH_LEN = 1024; // MAXPATHLEN
 struct Statfs {
     std::uint32_t f_bsize;
     std::int32_t f_iosize;
@@ -151,8 +152,8 @@ struct Utsname {
 
 // Time-zone facts as the C library gives them after tzset() and localtime(time()).
 struct TimeZoneInfo {
-    long gmtoff;   // seconds east of UTC at this moment
-    int daylight;  // the C library's daylight
+    long gmtoff;  // seconds east of UTC at this moment
+    int daylight; // the C library's daylight
     char stdName[64];
     char dstName[64];
 };
@@ -204,6 +205,8 @@ public:
     // Recording only: the first failed write, and the end of the recording.
     virtual const char* recordError() const;
     virtual bool finish();
+    // Replay only: bundle files refused, one sentence each.
+    virtual const std::vector<std::string>* problems() const;
 };
 
 // The backend in use (chosen on first use from the environment).
@@ -218,7 +221,13 @@ INVSCAN_API bool useRecord(const char* dir);
 
 // What a folder is as a bundle. A recording marks its bundle incomplete until
 // finishRecord(), so that one stopped half way is never replayed as a host.
-enum BundleState { BUNDLE_OK = 0, BUNDLE_UNREADABLE, BUNDLE_NO_HEADER, BUNDLE_BAD_HEADER, BUNDLE_INCOMPLETE };
+enum BundleState {
+    BUNDLE_OK = 0,
+    BUNDLE_UNREADABLE,
+    BUNDLE_NO_HEADER,
+    BUNDLE_BAD_HEADER,
+    BUNDLE_INCOMPLETE
+};
 INVSCAN_API BundleState checkBundle(const char* dir);
 // The one-line reason for a state, such as "not a bundle: no bundle.txt".
 INVSCAN_API const char* bundleStateText(BundleState state);
@@ -226,6 +235,8 @@ INVSCAN_API const char* bundleStateText(BundleState state);
 INVSCAN_API const char* recordError();
 // Marks the recorded bundle complete; false (with recordError() set) when it is not.
 INVSCAN_API bool finishRecord();
+// Bundle files that replay refused (over their size cap), one sentence each.
+INVSCAN_API std::vector<std::string> replayProblems();
 // Back to the live backend; clears both environment variables.
 INVSCAN_API void useLive();
 // Installs a caller-owned backend (tests); null restores the environment's choice.
@@ -233,9 +244,9 @@ INVSCAN_API void useBackend(Backend* b);
 
 // The live backend of this platform (never null; owned by the layer).
 Backend* liveBackend();
-Backend* newReplayBackend(const char* dir);           // null when dir is unusable
-Backend* newRecordBackend(Backend* inner, const char* dir);  // null when dir is unusable
+Backend* newReplayBackend(const char* dir);                 // null when dir is unusable
+Backend* newRecordBackend(Backend* inner, const char* dir); // null when dir is unusable
 
-}  // namespace host
+} // namespace host
 
 #endif

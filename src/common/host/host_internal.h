@@ -19,11 +19,26 @@ namespace host {
 struct SysctlValue {
     char type = 'x';
     std::int64_t num = 0;
-    std::string bytes;  // 's' without its NUL, 'x' as is
+    std::string bytes; // 's' without its NUL, 'x' as is
 
-    static SysctlValue i32(std::int64_t v) { SysctlValue s; s.type = 'i'; s.num = v; return s; }
-    static SysctlValue i64(std::int64_t v) { SysctlValue s; s.type = 'q'; s.num = v; return s; }
-    static SysctlValue str(const std::string& v) { SysctlValue s; s.type = 's'; s.bytes = v; return s; }
+    static SysctlValue i32(std::int64_t v) {
+        SysctlValue s;
+        s.type = 'i';
+        s.num = v;
+        return s;
+    }
+    static SysctlValue i64(std::int64_t v) {
+        SysctlValue s;
+        s.type = 'q';
+        s.num = v;
+        return s;
+    }
+    static SysctlValue str(const std::string& v) {
+        SysctlValue s;
+        s.type = 's';
+        s.bytes = v;
+        return s;
+    }
     static SysctlValue raw(const void* p, std::size_t n);
 };
 
@@ -59,7 +74,7 @@ public:
 // another in): 0 with the name in `host`, else non-zero.
 typedef int (*ResolverFn)(const struct sockaddr* sa, unsigned saLen, char* host,
                           std::size_t hostLen);
-void setResolver(ResolverFn fn);  // null: the system's
+void setResolver(ResolverFn fn); // null: the system's
 unsigned lookupTimeout();
 
 // Linux: the mount table file, the statistics call and the bound on a remote
@@ -72,11 +87,11 @@ void setLinuxMountSource(const char* mountTable, StatvfsFn fn, unsigned remoteTi
 struct InterfaceFacts {
     std::string name;
     unsigned index = 0;
-    unsigned flags = 0;  // IFF_* bits
+    unsigned flags = 0; // IFF_* bits
     unsigned mtu = 0;
-    std::string mac;     // empty when the interface has none
+    std::string mac; // empty when the interface has none
     struct Address {
-        int family;      // AF_INET or AF_INET6
+        int family; // AF_INET or AF_INET6
         std::string address, netmask, broadcast;
         unsigned prefix = 0;
         unsigned scopeId = 0;
@@ -112,12 +127,23 @@ std::string formatLine(const Fields& fields);
 // The first record for each first field wins; lines without a TAB are ignored.
 std::map<std::string, Fields> parseTable(const std::string& text);
 std::vector<Fields> parseLines(const std::string& text);
+const std::size_t MAX_FIELDS = 16;
 
 // Bounded readers and writers over the bundle directory descriptor. `sub` is one of
 // the fixed sub-folder names or null; `name` must be a safe single component.
 // Symbolic links and anything but regular files are refused.
-const std::size_t MAX_FILE = 64u << 20;
-bool readFile(int dirfd, const char* sub, const std::string& name, std::string* out);
+// Caps on what one bundle file may hold, applied before its text is taken in: the
+// tables stay small on every real host, and their parse costs up to about 40
+// bytes per byte, so a cap keeps a hostile one within 8 times its size + 16 MiB.
+const std::size_t MAX_FILE = 64u << 20;          // helper output, the largest kind
+const std::size_t MAX_TABLE = 256u << 10;        // sysctl.txt, host.txt, mounts.txt ...
+const std::size_t MAX_FIXED_FILE = 4u << 20;     // files/: os-release, meminfo ...
+const std::size_t MAX_COMMAND_OUTPUT = 8u << 20; // commands/: the interface listing
+// False when missing, unreadable or over `cap` (then *tooLarge is set when given).
+bool readFile(int dirfd, const char* sub, const std::string& name, std::string* out,
+              std::size_t cap = MAX_FILE, bool* tooLarge = nullptr);
+// "256 KiB", "4 MiB".
+std::string capText(std::size_t cap);
 bool writeFile(int dirfd, const char* sub, const std::string& name, const std::string& data);
 bool appendFile(int dirfd, const char* sub, const std::string& name, const std::string& data);
 bool isSafeComponent(const std::string& name);
@@ -137,7 +163,7 @@ private:
     std::map<std::FILE*, int> m_status;
 };
 
-}  // namespace bundle
-}  // namespace host
+} // namespace bundle
+} // namespace host
 
 #endif

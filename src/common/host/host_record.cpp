@@ -3,7 +3,7 @@
 // scan that stops half way still leaves a usable bundle; within one process each
 // key is written once (replay takes the first line of a key anyway).
 #ifndef _FILE_OFFSET_BITS
-#define _FILE_OFFSET_BITS 64  // 64-bit sizes and inode numbers on 32-bit Linux too
+#define _FILE_OFFSET_BITS 64 // 64-bit sizes and inode numbers on 32-bit Linux too
 #endif
 #include "host_internal.h"
 
@@ -49,7 +49,8 @@ std::string readAll(std::FILE* f) {
     std::string s;
     char buf[8192];
     std::size_t n;
-    while ((n = std::fread(buf, 1, sizeof buf, f)) > 0 && s.size() < bundle::MAX_FILE) s.append(buf, n);
+    while ((n = std::fread(buf, 1, sizeof buf, f)) > 0 && s.size() < bundle::MAX_FILE)
+        s.append(buf, n);
     return s;
 }
 
@@ -62,13 +63,14 @@ public:
             char when[64] = "";
             std::time_t now = std::time(nullptr);
             struct tm tmv;
-            if (::gmtime_r(&now, &tmv)) std::strftime(when, sizeof when, "%Y-%m-%dT%H:%M:%SZ", &tmv);
+            if (::gmtime_r(&now, &tmv))
+                std::strftime(when, sizeof when, "%Y-%m-%dT%H:%M:%SZ", &tmv);
             check(bundle::writeFile(m_dir, nullptr, bundle::INCOMPLETE,
                                     "this bundle's recording has not finished\n"),
                   bundle::INCOMPLETE);
             check(bundle::writeFile(m_dir, nullptr, "bundle.txt",
-                                    std::string(bundle::HEADER) + "\n# recorded " + when + " from the " +
-                                        inner->name() + " backend\n"),
+                                    std::string(bundle::HEADER) + "\n# recorded " + when +
+                                        " from the " + inner->name() + " backend\n"),
                   "bundle.txt");
             m_marked = true;
         }
@@ -107,7 +109,8 @@ public:
     bool mounts(Statfs** out, int* count) override {
         if (!m_in->mounts(out, count)) return false;
         if (m_seen.insert("mounts.txt").second) {
-            std::string text = "# type\tfrom\ton\tbsize\tiosize\tblocks\tbfree\tbavail\tfiles\tffree\tflags\n";
+            std::string text =
+                "# type\tfrom\ton\tbsize\tiosize\tblocks\tbfree\tbavail\tfiles\tffree\tflags\n";
             for (int i = 0; i < *count; ++i) {
                 const Statfs& s = (*out)[i];
                 text += bundle::formatLine({s.f_fstypename, s.f_mntfromname, s.f_mntonname,
@@ -166,7 +169,8 @@ public:
         char text[64];
         if (h && h->h_name && (type == AF_INET || type == AF_INET6) &&
             inet_ntop(type, addr, text, sizeof text))
-            keep("hosts.txt", {std::string(type == AF_INET ? "inet " : "inet6 ") + text, h->h_name});
+            keep("hosts.txt",
+                 {std::string(type == AF_INET ? "inet " : "inet6 ") + text, h->h_name});
         return h;
     }
 
@@ -177,9 +181,7 @@ public:
         return r;
     }
 
-    void tzset() override {
-        m_in->tzset();
-    }
+    void tzset() override { m_in->tzset(); }
 
     int timeZone(TimeZoneInfo* out) override {
         int r = m_in->timeZone(out);
@@ -221,7 +223,9 @@ private:
 
     void keepSysctl(const std::string& key, const void* p, std::size_t n) {
         SysctlValue v = classifySysctl(p, n);
-        std::string val = v.type == 's' ? v.bytes : v.type == 'x' ? hexOf(v.bytes) : std::to_string(v.num);
+        std::string val = v.type == 's'   ? v.bytes
+                          : v.type == 'x' ? hexOf(v.bytes)
+                                          : std::to_string(v.num);
         keep("sysctl.txt", {key, std::string(1, v.type), val});
     }
 
@@ -233,7 +237,7 @@ private:
     bool m_marked = false;
 };
 
-}  // namespace
+} // namespace
 
 Backend* newRecordBackend(Backend* inner, const char* dir) {
     if (!inner || !dir || !*dir || !mkdirs(dir)) return nullptr;
@@ -242,4 +246,4 @@ Backend* newRecordBackend(Backend* inner, const char* dir) {
     return new RecordBackend(inner, fd);
 }
 
-}  // namespace host
+} // namespace host

@@ -3,11 +3,12 @@
 // make answers wrong but cannot make replay read anywhere else. A missing or
 // unreadable entry answers as the live call fails.
 #ifndef _FILE_OFFSET_BITS
-#define _FILE_OFFSET_BITS 64  // 64-bit sizes and inode numbers on 32-bit Linux too
+#define _FILE_OFFSET_BITS 64 // 64-bit sizes and inode numbers on 32-bit Linux too
 #endif
 #include "host_internal.h"
 
 #include <arpa/inet.h>
+#include <algorithm>
 #include <cctype>
 #include <cerrno>
 #include <clocale>
@@ -45,8 +46,12 @@ bool parseHex(const std::string& s, std::string* out) {
     if (s.size() % 2) return false;
     out->clear();
     for (std::size_t i = 0; i < s.size(); i += 2) {
-        int hi = std::isxdigit(static_cast<unsigned char>(s[i])) ? std::stoi(s.substr(i, 1), nullptr, 16) : -1;
-        int lo = std::isxdigit(static_cast<unsigned char>(s[i + 1])) ? std::stoi(s.substr(i + 1, 1), nullptr, 16) : -1;
+        int hi = std::isxdigit(static_cast<unsigned char>(s[i]))
+                     ? std::stoi(s.substr(i, 1), nullptr, 16)
+                     : -1;
+        int lo = std::isxdigit(static_cast<unsigned char>(s[i + 1]))
+                     ? std::stoi(s.substr(i + 1, 1), nullptr, 16)
+                     : -1;
         if (hi < 0 || lo < 0) return false;
         out->push_back(static_cast<char>(hi * 16 + lo));
     }
@@ -90,7 +95,7 @@ public:
 
     bool mounts(Statfs** out, int* count) override {
         std::string text;
-        if (!bundle::readFile(m_dir, nullptr, "mounts.txt", &text)) return false;
+        if (!read(nullptr, "mounts.txt", &text, bundle::MAX_TABLE)) return false;
         m_mounts.clear();
         for (const bundle::Fields& f : bundle::parseLines(text)) {
             if (f.size() < 11) continue;
@@ -100,7 +105,8 @@ public:
             copyField(s.f_mntfromname, sizeof s.f_mntfromname, f[1].c_str());
             copyField(s.f_mntonname, sizeof s.f_mntonname, f[2].c_str());
             std::uint64_t v[8] = {0};
-            for (int i = 0; i < 8; ++i) parseU64(f[3 + i], &v[i]);
+            for (int i = 0; i < 8; ++i)
+                parseU64(f[3 + i], &v[i]);
             s.f_bsize = static_cast<std::uint32_t>(v[0]);
             s.f_iosize = static_cast<std::int32_t>(v[1]);
             s.f_blocks = v[2];
@@ -133,7 +139,7 @@ public:
 
     std::FILE* fopen(const char* path) override {
         std::string data;
-        if (!bundle::readFile(m_dir, "files", bundle::safeName(path), &data)) {
+        if (!read("files", bundle::safeName(path), &data, bundle::MAX_FIXED_FILE)) {
             errno = ENOENT;
             return nullptr;
         }
@@ -142,7 +148,7 @@ public:
 
     std::FILE* popen(const char* command) override {
         std::string data;
-        if (!bundle::readFile(m_dir, "commands", bundle::safeName(command), &data)) {
+        if (!read("commands", bundle::safeName(command), &data, bundle::MAX_COMMAND_OUTPUT)) {
             errno = ENOENT;
             return nullptr;
         }
@@ -158,7 +164,8 @@ public:
     struct hostent* gethostbyaddr(const void* addr, unsigned len, int type) override {
         char textAddr[64];
         const char* fam = type == AF_INET ? "inet" : type == AF_INET6 ? "inet6" : nullptr;
-        if (!fam || len != (type == AF_INET ? 4u : 16u) || !inet_ntop(type, addr, textAddr, sizeof textAddr)) {
+        if (!fam || len != (type == AF_INET ? 4u : 16u) ||
+            !inet_ntop(type, addr, textAddr, sizeof textAddr)) {
             h_errno = NO_RECOVERY;
             return nullptr;
         }
@@ -182,7 +189,7 @@ public:
     }
 
     char* setlocale(int category, const char* locale) override {
-        if (locale && *locale) return std::setlocale(category, locale);  // explicit names are real
+        if (locale && *locale) return std::setlocale(category, locale); // explicit names are real
         const char* cat = localeCategoryName(category);
         const auto& t = table("locale.txt");
         auto it = cat ? t.find(cat) : t.end();
@@ -211,21 +218,37 @@ public:
     }
 
     bool helperOutput(const char* helper, std::string* out) override {
-        return helper && bundle::readFile(m_dir, "helpers", bundle::safeName(helper), out);
+        return helper && read("helpers", bundle::safeName(helper), out, bundle::MAX_FILE);
     }
 
     static const char* const VM_FIELDS[VM_INFO_FIELDS];
 
+    const std::vector<std::string>* problems() const override { return &m_problems; }
+
 private:
     typedef std::map<std::string, bundle::Fields> Table;
+
+    // A bundle file, refused with a sentence when it is over its cap.
+    bool read(const char* sub, const std::string& name, std::string* out, std::size_t cap) {
+        bool tooLarge = false;
+        if (bundle::readFile(m_dir, sub, name, out, cap, &tooLarge)) return true;
+        if (tooLarge) {
+            std::string file = sub ? std::string(sub) + "/" + name : name;
+            std::string msg = "bundle file '" + file + "' is larger than its cap of " +
+                              bundle::capText(cap) + ": refused";
+            if (std::find(m_problems.begin(), m_problems.end(), msg) == m_problems.end())
+                m_problems.push_back(msg);
+        }
+        return false;
+    }
 
     const Table& table(const char* file) {
         auto it = m_tables.find(file);
         if (it != m_tables.end()) return it->second;
         std::string text;
         Table t;
-        if (bundle::readFile(m_dir, nullptr, file, &text)) t = bundle::parseTable(text);
-        return m_tables[file] = t;
+        if (read(nullptr, file, &text, bundle::MAX_TABLE)) t = bundle::parseTable(text);
+        return m_tables[file] = std::move(t);
     }
 
     static std::string text(const Table& t, const char* key) {
@@ -250,9 +273,12 @@ private:
         v.type = it->second[0][0];
         const std::string& val = it->second[1];
         bool ok = false;
-        if (v.type == 'i' || v.type == 'q') ok = parseInt(val, &v.num);
-        else if (v.type == 's') ok = (v.bytes = val, true);
-        else if (v.type == 'x') ok = parseHex(val, &v.bytes);
+        if (v.type == 'i' || v.type == 'q')
+            ok = parseInt(val, &v.num);
+        else if (v.type == 's')
+            ok = (v.bytes = val, true);
+        else if (v.type == 'x')
+            ok = parseHex(val, &v.bytes);
         if (!ok) {
             errno = ENOENT;
             return -1;
@@ -261,6 +287,7 @@ private:
     }
 
     int m_dir;
+    std::vector<std::string> m_problems;
     std::map<std::string, Table> m_tables;
     std::vector<Statfs> m_mounts;
     bundle::CommandFiles m_commands;
@@ -273,13 +300,15 @@ private:
 };
 
 const char* const ReplayBackend::VM_FIELDS[VM_INFO_FIELDS] = {
-    "free_count", "active_count", "inactive_count", "wire_count", "zero_fill_count",
-    "reactivations", "pageins", "pageouts", "faults", "cow_faults", "lookups", "hits",
-    "purgeable_count", "purges", "speculative_count"};
+    "free_count",    "active_count", "inactive_count",  "wire_count", "zero_fill_count",
+    "reactivations", "pageins",      "pageouts",        "faults",     "cow_faults",
+    "lookups",       "hits",         "purgeable_count", "purges",     "speculative_count"};
 
-}  // namespace
+} // namespace
 
-const char* const* vmFieldNames() { return ReplayBackend::VM_FIELDS; }
+const char* const* vmFieldNames() {
+    return ReplayBackend::VM_FIELDS;
+}
 
 Backend* newReplayBackend(const char* dir) {
     if (!dir || !*dir) return nullptr;
@@ -288,4 +317,4 @@ Backend* newReplayBackend(const char* dir) {
     return new ReplayBackend(fd);
 }
 
-}  // namespace host
+} // namespace host

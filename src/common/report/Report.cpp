@@ -1,6 +1,8 @@
 // The tree, the XML property-list reader and the plist -> tree rules.
 #include "Report.h"
 
+#include <algorithm>
+
 #include <pugixml.hpp>
 
 #include <cerrno>
@@ -37,11 +39,14 @@ std::string safeValueName(const std::string& n) {
     // The dump reader takes a line that starts with anything but a letter or digit for
     // a node, comment or error, and splits a value line at its first ':'.
     std::size_t b = 0;
-    while (b < n.size() && !isAlnum(n[b])) ++b;
+    while (b < n.size() && !isAlnum(n[b]))
+        ++b;
     std::string o = n.substr(b, MAX_NAME);
     for (char& c : o)
-        if (c == ':' || c == '=') c = '_';
-        else if (c == '\n' || c == '\r' || c == '\0') c = ' ';
+        if (c == ':' || c == '=')
+            c = '_';
+        else if (c == '\n' || c == '\r' || c == '\0')
+            c = ' ';
     return o.empty() ? std::string("value") : o;
 }
 
@@ -98,7 +103,8 @@ void Node::addData(const std::string& n, const std::string& bytes) {
 void Node::addList(const std::string& n, const std::vector<std::string>& items) {
     Node& c = addChild(n);
     c.addInt("size", static_cast<std::int32_t>(items.size()));
-    for (const auto& s : items) c.addString(n, s);
+    for (const auto& s : items)
+        c.addString(n, s);
 }
 
 Node* Node::child(const std::string& n) {
@@ -135,7 +141,8 @@ std::string Node::text(const std::string& path, const std::string& n) const {
 
 std::size_t Node::count() const {
     std::size_t n = 1;
-    for (const auto& c : children) n += c.count();
+    for (const auto& c : children)
+        n += c.count();
     return n;
 }
 
@@ -153,7 +160,8 @@ std::string formatSize(std::uint64_t bytes) {
     char buf[64];
     std::snprintf(buf, sizeof buf, "%.*f", u <= 1 ? 0 : u == 2 ? 1 : 2, v);
     std::string s = buf;
-    while (!s.empty() && s.back() == '0') s.pop_back();
+    while (!s.empty() && s.back() == '0')
+        s.pop_back();
     if (!s.empty() && s.back() == '.') s.pop_back();
     return s + " " + units[u];
 }
@@ -166,7 +174,8 @@ static bool decodeBase64(const char* s, std::string* out) {
     if (!init) {
         std::memset(table, -1, sizeof table);
         const char* a = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
-        for (int i = 0; i < 64; ++i) table[static_cast<unsigned char>(a[i])] = static_cast<signed char>(i);
+        for (int i = 0; i < 64; ++i)
+            table[static_cast<unsigned char>(a[i])] = static_cast<signed char>(i);
         init = true;
     }
     out->clear();
@@ -233,7 +242,7 @@ static bool readXmlValue(const pugi::xml_node& n, PValue* out, int depth) {
                 haveKey = true;
                 continue;
             }
-            if (!haveKey) continue;  // a value without its key is dropped
+            if (!haveKey) continue; // a value without its key is dropped
             PValue v;
             if (readXmlValue(c, &v, depth + 1)) out->dict.emplace_back(key, std::move(v));
             haveKey = false;
@@ -244,7 +253,30 @@ static bool readXmlValue(const pugi::xml_node& n, PValue* out, int depth) {
     return true;
 }
 
+namespace {
+// What one tag of a property list, or one line of a text report, costs at most
+// once parsed, converted and printed, whatever its length (a registry line becomes
+// a node with its class and id, the dearest).
+const double TAG_COST = 192, PROFILER_LINE_COST = 256, REGISTRY_LINE_COST = 768;
+
+// Whether `items` of a report of `len` bytes fit in 8 times its size plus 16 MiB.
+bool withinBudget(std::size_t items, double cost, std::size_t len) {
+    return static_cast<double>(items) * cost <= 8.0 * static_cast<double>(len) + (16 << 20);
+}
+} // namespace
+
 bool parsePlist(const char* data, std::size_t len, PValue* out, std::string* err) {
+    // Every tag costs the parse and the value tree up to ITEM_COST bytes whatever
+    // its text, so a report of tiny tags would cost many times its size: it is taken
+    // only when that stays within 8 times its size plus 16 MiB, as real reports do.
+    std::size_t tags = 0;
+    for (const char* p = data;
+         (p = static_cast<const char*>(std::memchr(p, '<', len - (p - data)))); ++p)
+        ++tags;
+    if (!withinBudget(tags, TAG_COST, len)) {
+        if (err) *err = "XML: more tags than a report of its size holds";
+        return false;
+    }
     pugi::xml_document doc;
     pugi::xml_parse_result r =
         doc.load_buffer(data, len, pugi::parse_default | pugi::parse_ws_pcdata_single);
@@ -269,10 +301,13 @@ bool parsePlist(const char* data, std::size_t len, PValue* out, std::string* err
 
 // ---- plist -> tree ----
 
-static bool isScalar(const PValue& v) { return v.kind != PValue::ARRAY && v.kind != PValue::DICT; }
+static bool isScalar(const PValue& v) {
+    return v.kind != PValue::ARRAY && v.kind != PValue::DICT;
+}
 
 static void fillDict(Node* n, const PValue& dict, int depth) {
-    for (const auto& kv : dict.dict) addPValue(n, kv.first, kv.second, depth + 1);
+    for (const auto& kv : dict.dict)
+        addPValue(n, kv.first, kv.second, depth + 1);
 }
 
 void addPValue(Node* parent, const std::string& key, const PValue& v, int depth) {
@@ -307,7 +342,8 @@ void addPValue(Node* parent, const std::string& key, const PValue& v, int depth)
     case PValue::ARRAY: {
         Node& c = parent->addChild(key);
         bool scalars = true;
-        for (const auto& e : v.items) scalars = scalars && isScalar(e);
+        for (const auto& e : v.items)
+            scalars = scalars && isScalar(e);
         if (scalars) c.addInt("size", static_cast<std::int32_t>(v.items.size()));
         for (std::size_t i = 0; i < v.items.size(); ++i) {
             const PValue& e = v.items[i];
@@ -340,8 +376,10 @@ static void addItems(Node* parent, const PValue& items, const std::string& dataT
         std::string name = nm && nm->kind == PValue::STRING ? nm->text : std::string();
         Node& c = parent->addChild(isPlaceholder(name) ? dataType : name);
         for (const auto& kv : e.dict) {
-            if (kv.first == "_items") addItems(&c, kv.second, dataType, depth + 1);
-            else if (kv.first != "_name") addPValue(&c, kv.first, kv.second, depth + 1);
+            if (kv.first == "_items")
+                addItems(&c, kv.second, dataType, depth + 1);
+            else if (kv.first != "_name")
+                addPValue(&c, kv.first, kv.second, depth + 1);
         }
     }
 }
@@ -358,13 +396,17 @@ bool sysprofFromPlist(const PValue& plist, Node* root) {
     for (const PValue* t : types) {
         const PValue* dt = t->get("_dataType");
         if (!dt || dt->kind != PValue::STRING || dt->text.empty()) continue;
-        if (!sp) sp = root->child("SystemProfiler") ? root->child("SystemProfiler") : &root->addChild("SystemProfiler");
+        if (!sp)
+            sp = root->child("SystemProfiler") ? root->child("SystemProfiler")
+                                               : &root->addChild("SystemProfiler");
         Node& n = sp->addChild(dt->text);
         for (const auto& kv : t->dict) {
             // Only the items are data; the other members (display properties, timing)
             // would pass for items with the groups that walk every child.
-            if (kv.first == "_items") addItems(&n, kv.second, dt->text, 0);
-            else if (isScalar(kv.second)) addPValue(&n, kv.first, kv.second, 0);
+            if (kv.first == "_items")
+                addItems(&n, kv.second, dt->text, 0);
+            else if (isScalar(kv.second))
+                addPValue(&n, kv.first, kv.second, 0);
         }
     }
     return sp != nullptr;
@@ -379,7 +421,8 @@ static void addEntry(Node* parent, const PValue& e, int depth) {
     Node& c = parent->addChild(nm && nm->kind == PValue::STRING ? nm->text : std::string("entry"));
     for (const auto& kv : e.dict) {
         if (kv.first == "IORegistryEntryChildren" && kv.second.kind == PValue::ARRAY) {
-            for (const PValue& ch : kv.second.items) addEntry(&c, ch, depth + 1);
+            for (const PValue& ch : kv.second.items)
+                addEntry(&c, ch, depth + 1);
         } else {
             addPValue(&c, kv.first, kv.second, depth + 1);
         }
@@ -394,7 +437,8 @@ void placeRegistry(Node* root, Node&& tops) {
         io.children.push_back(std::move(tops.children[0]));
     } else {
         Node& r = io.addChild("Root");
-        for (auto& c : tops.children) r.children.push_back(std::move(c));
+        for (auto& c : tops.children)
+            r.children.push_back(std::move(c));
     }
 }
 
@@ -403,7 +447,8 @@ bool iokitFromPlist(const PValue& plist, Node* root) {
     if (plist.kind == PValue::DICT) {
         addEntry(&tops, plist, 0);
     } else if (plist.kind == PValue::ARRAY) {
-        for (const auto& e : plist.items) addEntry(&tops, e, 0);
+        for (const auto& e : plist.items)
+            addEntry(&tops, e, 0);
     }
     if (tops.children.empty()) return false;
     placeRegistry(root, std::move(tops));
@@ -414,8 +459,9 @@ bool iokitFromPlist(const PValue& plist, Node* root) {
 
 Format detectFormat(const char* data, std::size_t len) {
     std::size_t i = 0;
-    if (len >= 3 && static_cast<unsigned char>(data[0]) == 0xEF) i = 3;  // UTF-8 mark
-    while (i < len && (data[i] == ' ' || data[i] == '\t' || data[i] == '\r' || data[i] == '\n')) ++i;
+    if (len >= 3 && static_cast<unsigned char>(data[0]) == 0xEF) i = 3; // UTF-8 mark
+    while (i < len && (data[i] == ' ' || data[i] == '\t' || data[i] == '\r' || data[i] == '\n'))
+        ++i;
     if (i < len && data[i] == '<') return FORMAT_PLIST;
     // `ioreg -l` draws its tree with "+-o"; system_profiler text has "Title:" lines.
     std::size_t scan = len < 4096 ? len : 4096;
@@ -434,7 +480,15 @@ bool convertReport(const char* helper, const char* data, std::size_t len, Node* 
         PValue v;
         if (!parsePlist(data, len, &v, err)) return false;
         if (io ? iokitFromPlist(v, root) : sysprofFromPlist(v, root)) return true;
-        if (err) *err = io ? "no registry entries in the property list" : "no data types in the property list";
+        if (err)
+            *err = io ? "no registry entries in the property list"
+                      : "no data types in the property list";
+        return false;
+    }
+    if ((f == FORMAT_IOREG_TEXT || f == FORMAT_SP_TEXT) &&
+        !withinBudget(static_cast<std::size_t>(std::count(data, data + len, '\n')),
+                      f == FORMAT_IOREG_TEXT ? REGISTRY_LINE_COST : PROFILER_LINE_COST, len)) {
+        if (err) *err = "more lines than a report of its size holds";
         return false;
     }
     if (f == FORMAT_IOREG_TEXT && io) {
@@ -446,4 +500,4 @@ bool convertReport(const char* helper, const char* data, std::size_t len, Node* 
     return false;
 }
 
-}  // namespace report
+} // namespace report

@@ -2,6 +2,8 @@
 #include "Report.h"
 #include "ReportVt.h"
 
+#include "host_internal.h"
+
 #include "host.h"
 #include "vtree.h"
 
@@ -56,11 +58,19 @@ std::string helperOutput(const char* helper, const char* fromFile) {
     if (fromFile) {
         std::FILE* f = std::fopen(fromFile, "rb");
         if (!f) return renderResponse(1, (std::string("cannot open ") + fromFile).c_str(), nullptr);
+        // A report is a few MB; a file, pipe or device that goes on past the cap is
+        // refused rather than read until memory runs out.
+        const std::size_t cap = host::bundle::MAX_FILE;
         std::string data;
         char buf[65536];
         std::size_t n;
-        while ((n = std::fread(buf, 1, sizeof buf, f)) > 0) data.append(buf, n);
+        while (data.size() <= cap && (n = std::fread(buf, 1, sizeof buf, f)) > 0) data.append(buf, n);
         std::fclose(f);
+        if (data.size() > cap)
+            return renderResponse(1, (std::string(fromFile) + " is larger than its cap of " +
+                                      host::bundle::capText(cap) + ": refused")
+                                         .c_str(),
+                                  nullptr);
         if (!convertReport(helper, data.data(), data.size(), &root, &err))
             return renderResponse(1, (std::string(fromFile) + ": " + err).c_str(), nullptr);
         return renderResponse(0, nullptr, &root);
@@ -69,7 +79,10 @@ std::string helperOutput(const char* helper, const char* fromFile) {
     if (std::strcmp(host::mode(), "replay") == 0) {
         std::string out;
         if (b->helperOutput(helper, &out)) return out;
-        return renderResponse(2, "no recorded output in the bundle", nullptr);
+        const std::vector<std::string>* refused = b->problems();
+        return renderResponse(2, refused && !refused->empty() ? refused->back().c_str()
+                                                               : "no recorded output in the bundle",
+                              nullptr);
     }
     std::string out;
     if (gatherLive(helper, &root, &err)) out = renderResponse(0, nullptr, &root);

@@ -69,8 +69,7 @@ void VtProcess::closeStreams() {
 VtProcess* VtProcess::create(const char* path, const char* args) {
     if (!path) return nullptr;
     VtProcess* proc = new VtProcess;
-    if (proc->m_stdinPipe[0] == -1 || proc->m_stdoutPipe[0] == -1 ||
-        proc->m_stderrPipe[0] == -1) {
+    if (proc->m_stdinPipe[0] == -1 || proc->m_stdoutPipe[0] == -1 || proc->m_stderrPipe[0] == -1) {
         proc->closeStreams();
         delete proc;
         return nullptr;
@@ -84,8 +83,7 @@ VtProcess* VtProcess::create(const char* path, const char* args) {
     argv.push_back(&pathCopy[0]);
     char* save = nullptr;
     for (char* word = strtok_r(&argCopy[0], " ", &save);
-         word && argv.size() <= static_cast<size_t>(MAX_ARGS);
-         word = strtok_r(nullptr, " ", &save))
+         word && argv.size() <= static_cast<size_t>(MAX_ARGS); word = strtok_r(nullptr, " ", &save))
         argv.push_back(word);
     argv.push_back(nullptr);
 
@@ -102,7 +100,8 @@ VtProcess* VtProcess::create(const char* path, const char* args) {
         // When this process ran with descriptor 0 closed, the stdin pipe's read end
         // already is 0: dup2 onto itself keeps close-on-exec, and the helper would
         // start without a standard input.
-        for (int fd = 0; fd <= 2; ++fd) ::fcntl(fd, F_SETFD, 0);
+        for (int fd = 0; fd <= 2; ++fd)
+            ::fcntl(fd, F_SETFD, 0);
         ::execv(argv[0], argv.data());
         // _exit, not exit: the parent's unflushed stdio buffers must not be written
         // a second time by the child.
@@ -113,7 +112,9 @@ VtProcess* VtProcess::create(const char* path, const char* args) {
     return proc;
 }
 
-int VtProcess::exitValue() { return m_exitCode; }
+int VtProcess::exitValue() {
+    return m_exitCode;
+}
 
 int VtProcess::waitFor() {
     if (m_pid <= 0 || m_exitCode != -1) return exitValue();
@@ -150,14 +151,19 @@ int VtProcess::destroy() {
 
 namespace {
 
-inline bool isDigitChar(char c) { return c >= '0' && c <= '9'; }
-inline bool isBlank(char c) { return c == ' ' || c == '\t'; }
+inline bool isDigitChar(char c) {
+    return c >= '0' && c <= '9';
+}
+inline bool isBlank(char c) {
+    return c == ' ' || c == '\t';
+}
 
 // atoi that saturates instead of overflowing.
 int headerInt(const char* p) {
     long long v = 0;
     bool neg = false;
-    while (*p == ' ' || (*p >= '\t' && *p <= '\r')) ++p;
+    while (*p == ' ' || (*p >= '\t' && *p <= '\r'))
+        ++p;
     if (*p == '+' || *p == '-') neg = *p++ == '-';
     while (isDigitChar(*p)) {
         v = v * 10 + (*p++ - '0');
@@ -181,20 +187,25 @@ VtExecInfo* vtParseProgramOutput(VtIStream* in) {
 
     const char* p = header;
     int major = headerInt(p);
-    while (isDigitChar(*p)) ++p;
+    while (isDigitChar(*p))
+        ++p;
     int minor = -1;
     if (*p == '.' && isDigitChar(p[1])) {
         ++p;
         minor = headerInt(p);
-        while (isDigitChar(*p)) ++p;
-        while (isBlank(*p)) ++p;
+        while (isDigitChar(*p))
+            ++p;
+        while (isBlank(*p))
+            ++p;
     }
     int result = -1;
     const char* message = "";
     if (isDigitChar(*p)) {
         result = headerInt(p);
-        while (isDigitChar(*p)) ++p;
-        while (isBlank(*p)) ++p;
+        while (isDigitChar(*p))
+            ++p;
+        while (isBlank(*p))
+            ++p;
         message = p;
     }
     if (result < 0 || minor < 0 || major <= 0) return info;
@@ -217,6 +228,12 @@ public:
     DrainedOutput(VtIStream_Unix* out, VtIStream_Unix* err) : m_out(out), m_err(err) {}
 
     long read(char* buf, unsigned long len) override {
+        if (m_total >= VT_MAX_OUTPUT) {
+            m_over = true;
+            return 0;
+        }
+        if (len > VT_MAX_OUTPUT - m_total)
+            len = static_cast<unsigned long>(VT_MAX_OUTPUT - m_total);
         while (m_err->fd() != -1 && m_out->fd() != -1) {
             struct pollfd p[2] = {{m_out->fd(), POLLIN, 0}, {m_err->fd(), POLLIN, 0}};
             if (::poll(p, 2, -1) < 0) {
@@ -229,13 +246,19 @@ public:
             }
             if (p[0].revents) break;
         }
-        return m_out->read(buf, len);
+        long n = m_out->read(buf, len);
+        if (n > 0) m_total += static_cast<unsigned long long>(n);
+        return n;
     }
     void close() override { m_out->close(); }
+    // Whether the output went on past the cap (the read stopped there).
+    bool over() const { return m_over; }
 
 private:
     VtIStream_Unix* m_out;
     VtIStream_Unix* m_err;
+    unsigned long long m_total = 0;
+    bool m_over = false;
 };
 
 } // namespace
@@ -252,6 +275,15 @@ VtExecInfo* vtExecProgram(const char* path) {
     }
     DrainedOutput out(proc->getStdout(), proc->getStderr());
     VtExecInfo* info = vtParseProgramOutput(&out);
+    if (out.over()) {
+        // A cut dump is no snapshot: the groups must not read half a machine.
+        log->traceMIN(__LINE__, VT_PROCESS_SOURCE, "vtExecProgram()",
+                      "hardware ERROR! %s wrote more than %d MiB: output refused", path,
+                      static_cast<int>(VT_MAX_OUTPUT >> 20));
+        delete info->tree;
+        info->tree = nullptr;
+        if (info->result == 0) info->result = 1;
+    }
     // Closing our ends first lets a helper that still writes (after a bad header or
     // dump) fail on the pipe instead of blocking, so the wait cannot hang on it.
     proc->closeStreams();

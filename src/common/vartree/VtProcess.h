@@ -13,7 +13,7 @@
 
 class INVSCAN_API VtProcess {
 public:
-    VtProcess(); // opens the three pipes; nothing runs yet
+    VtProcess();          // opens the three pipes; nothing runs yet
     virtual ~VtProcess(); // deletes the stream objects and closes the child's ends
 
     // Starts `path` with the blank-separated words of `args` (may be null) as its
@@ -59,6 +59,8 @@ INVSCAN_API VtExecInfo* vtParseProgramOutput(VtIStream* in);
 // that it cannot block on a full pipe; the child is reaped and its pipes closed before
 // returning.
 INVSCAN_API VtExecInfo* vtExecProgram(const char* path);
+// The most a helper may print: past it the read stops and the run counts as failed.
+const unsigned long long VT_MAX_OUTPUT = 64ull << 20;
 // Runs the helper `command`: $KOR_HOMEDIR/bin/<command> when KOR_HOMEDIR is set,
 // else `command` as given (no PATH search).
 INVSCAN_API VtExecInfo* vtExecCommand(const char* command);

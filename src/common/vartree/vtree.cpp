@@ -537,8 +537,10 @@ int vtParseNodeDump(VtILineStream* in, VtNode* root) {
     // Lines are taken in place from the stream's buffer, cut like a copy into a
     // buffer of VT_DUMP_LINE_MAX bytes would be.
     size_t len = 0;
+    unsigned long long bytes = 0, items = 0;
     while (const char* raw = in->nextLine(&len)) {
         char* line = const_cast<char*>(raw);
+        bytes += len + 1;
         if (len > VT_DUMP_LINE_MAX - 1) {
             len = VT_DUMP_LINE_MAX - 1;
             line[len] = '\0';
@@ -563,9 +565,17 @@ int vtParseNodeDump(VtILineStream* in, VtNode* root) {
                 rc = VT_PARSE_TOO_DEEP;
                 break;
             }
+            if (++items > VT_FREE_ITEMS && items * VT_MIN_ITEM_BYTES > bytes) {
+                rc = VT_PARSE_TOO_DENSE;
+                break;
+            }
             stack.push_back(current);
             current = new VtNode(p + 1);
         } else if (isAlpha(c) || isDigit(c)) {
+            if (++items > VT_FREE_ITEMS && items * VT_MIN_ITEM_BYTES > bytes) {
+                rc = VT_PARSE_TOO_DENSE;
+                break;
+            }
             int err = VT_PARSE_OK;
             VtVariant* v = parseValue(p, restLen, &err);
             if (!v) {

@@ -33,8 +33,16 @@ enum VtParseError {
     VT_PARSE_UNBALANCED = -4, // ")" with no open node
     VT_PARSE_BAD_VALUE = -5,  // value line without ':' or '=' right after the letter
     VT_PARSE_BAD_TYPE = -6,   // unknown type letter
-    VT_PARSE_BAD_HEX = -9     // 'd' or 'u' without ',' or with too few hex digits
+    VT_PARSE_BAD_HEX = -9,    // 'd' or 'u' without ',' or with too few hex digits
+    VT_PARSE_TOO_DENSE = -10  // more nodes and values than the text can hold (below)
 };
+
+// A node or value costs about 100 bytes of memory whatever its text, so a dump of
+// tiny lines would cost 20 times its size. Past the first VT_FREE_ITEMS, the reader
+// wants VT_MIN_ITEM_BYTES of text per node or value (real dumps have about 60), which
+// keeps a tree within 8 times its dump plus 16 MiB.
+const unsigned long VT_FREE_ITEMS = 100000;
+const unsigned long VT_MIN_ITEM_BYTES = 20;
 
 // Deepest nesting the reader accepts. The writer, comparison and destruction recurse
 // once per level, so this keeps them well inside a thread's stack.
