@@ -10,7 +10,10 @@ runs="${2:-20}"
 here="$(cd "$(dirname "$0")/.." && pwd)"
 [ -x "$bin" ] || { echo "no invscan at $bin (build it first: bash scripts/scan.sh --version)" >&2; exit 2; }
 
-peak_kib() { { /usr/bin/time -f '%M' "$@" >/dev/null 2>/dev/null; } 2>&1 | tail -n 1; }
+peak_kib() {
+  /usr/bin/time -f '%M' -o /tmp/invscan-peak.txt "$@" >/dev/null 2>/dev/null || true
+  tail -n 1 /tmp/invscan-peak.txt
+}
 
 wall_ms() {
   if command -v hyperfine >/dev/null; then

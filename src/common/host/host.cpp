@@ -27,6 +27,7 @@ bool Backend::helperOutput(const char*, std::string*) {
 bool Backend::saveHelperOutput(const char*, const std::string&) {
     return false;
 }
+void Backend::prefetchLookup(const void*, unsigned, int) {}
 const char* Backend::recordError() const {
     return nullptr;
 }
@@ -247,6 +248,10 @@ int pclose(std::FILE* stream) {
         return -1;
     }
     return backend()->pclose(stream);
+}
+
+void prefetchLookup(const void* addr, unsigned len, int type) {
+    if (addr) backend()->prefetchLookup(addr, len, type);
 }
 
 struct hostent* gethostbyaddr(const void* addr, unsigned len, int type) {

@@ -174,6 +174,8 @@ INVSCAN_API struct hostent* gethostbyaddr(const void* addr, unsigned len, int ty
 // Bound on one live reverse lookup, in milliseconds (0: none). A lookup still
 // unanswered then fails with TRY_AGAIN; its answer, if one comes, is dropped.
 INVSCAN_API void setLookupTimeout(unsigned ms);
+// Asks a reverse lookup ahead, so that several go on at once.
+INVSCAN_API void prefetchLookup(const void* addr, unsigned len, int type);
 // setlocale for the category names the groups use: the recorded answer on replay.
 INVSCAN_API char* setlocale(int category, const char* locale);
 INVSCAN_API void tzset();
@@ -196,6 +198,8 @@ public:
     virtual std::FILE* popen(const char* command) = 0;
     virtual int pclose(std::FILE* stream) = 0;
     virtual struct hostent* gethostbyaddr(const void* addr, unsigned len, int type) = 0;
+    // Starts a reverse lookup that a later gethostbyaddr() of the address takes up.
+    virtual void prefetchLookup(const void* addr, unsigned len, int type);
     virtual char* setlocale(int category, const char* locale) = 0;
     virtual void tzset() = 0;
     virtual int timeZone(TimeZoneInfo* out) = 0;

@@ -65,6 +65,7 @@ public:
     std::FILE* popen(const char* command) override;
     int pclose(std::FILE* stream) override;
     struct hostent* gethostbyaddr(const void* addr, unsigned len, int type) override;
+    void prefetchLookup(const void* addr, unsigned len, int type) override;
     char* setlocale(int category, const char* locale) override;
     void tzset() override;
     int timeZone(TimeZoneInfo* out) override;

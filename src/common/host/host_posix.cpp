@@ -9,6 +9,9 @@
 #include <ctime>
 #include <chrono>
 #include <condition_variable>
+#include <algorithm>
+#include <functional>
+#include <map>
 #include <memory>
 #include <mutex>
 #include <netdb.h>
@@ -69,12 +72,95 @@ struct Pending {
     bool done = false;
     int rc = -1;
     char name[NI_MAXHOST] = "";
+    std::chrono::steady_clock::time_point started = std::chrono::steady_clock::now();
+    std::function<void()> ask; // asks once more (a lost datagram is not answered)
+    bool askedAgain = false;
 };
+
+// Time after which a lookup still unanswered is asked a second time: a resolver
+// answers in a few ms, and a lost query is otherwise waited for until the bound.
+const std::chrono::milliseconds LOOKUP_RETRY(30);
+
+void runDetached(const std::function<void()>& fn) {
+    try {
+        std::thread(fn).detach();
+    } catch (const std::system_error&) {
+        fn();
+    }
+}
+
+// Lookups asked ahead or under way, by family and address bytes; a minute old, an
+// entry is asked again.
+std::mutex g_tableLock;
+std::map<std::string, std::shared_ptr<Pending>>& pendingTable() {
+    static auto* t = new std::map<std::string, std::shared_ptr<Pending>>();
+    return *t;
+}
+
+bool toSockaddr(const void* addr, unsigned len, int type, struct sockaddr_storage* ss,
+                unsigned* ssLen) {
+    std::memset(ss, 0, sizeof *ss);
+    if (type == AF_INET && len == 4) {
+        auto* in = reinterpret_cast<struct sockaddr_in*>(ss);
+        in->sin_family = AF_INET;
+        std::memcpy(&in->sin_addr, addr, 4);
+        *ssLen = sizeof *in;
+        return true;
+    }
+    if (type == AF_INET6 && len == 16) {
+        auto* in6 = reinterpret_cast<struct sockaddr_in6*>(ss);
+        in6->sin6_family = AF_INET6;
+        std::memcpy(&in6->sin6_addr, addr, 16);
+        *ssLen = sizeof *in6;
+        return true;
+    }
+    return false;
+}
+
+// The lookup of an address, started on a thread of its own unless one is under
+// way or fresh; null when the address cannot be asked.
+std::shared_ptr<Pending> startLookup(const void* addr, unsigned len, int type) {
+    struct sockaddr_storage ss;
+    unsigned ssLen = 0;
+    if (!toSockaddr(addr, len, type, &ss, &ssLen)) return nullptr;
+    const std::string key = std::to_string(type) + std::string(static_cast<const char*>(addr), len);
+    const auto now = std::chrono::steady_clock::now();
+    std::lock_guard<std::mutex> g(g_tableLock);
+    auto& table = pendingTable();
+    auto it = table.find(key);
+    if (it != table.end() && now - it->second->started < std::chrono::minutes(1)) return it->second;
+    for (auto i = table.begin(); i != table.end();)
+        i = now - i->second->started >= std::chrono::minutes(1) ? table.erase(i) : std::next(i);
+    auto pending = std::make_shared<Pending>();
+    ResolverFn fn = g_resolver ? g_resolver : systemResolver;
+    // The thread keeps only a weak hold: the table and the waiter own the record.
+    std::weak_ptr<Pending> weak = pending;
+    pending->ask = [weak, ss, ssLen, fn]() {
+        char name[NI_MAXHOST] = "";
+        int rc = fn(reinterpret_cast<const struct sockaddr*>(&ss), ssLen, name, sizeof name);
+        std::shared_ptr<Pending> p = weak.lock();
+        if (!p) return;
+        std::lock_guard<std::mutex> lk(p->lock);
+        if (p->done) return; // the other attempt answered first
+        p->rc = rc;
+        std::memcpy(p->name, name, sizeof name);
+        p->name[sizeof name - 1] = '\0';
+        p->done = true;
+        p->doneCv.notify_all();
+    };
+    table[key] = pending;
+    // A resolver that never answers must not hold up the scan: each lookup has a
+    // thread of its own, and whoever waits for it stops at the bound.
+    runDetached(pending->ask);
+    return pending;
+}
 
 } // namespace
 
 void setResolver(ResolverFn fn) {
     g_resolver = fn;
+    std::lock_guard<std::mutex> g(g_tableLock);
+    pendingTable().clear(); // answers of another resolver
 }
 void setLookupTimeout(unsigned ms) {
     g_lookupMs = ms;
@@ -83,50 +169,33 @@ unsigned lookupTimeout() {
     return g_lookupMs;
 }
 
+void PosixBackend::prefetchLookup(const void* addr, unsigned len, int type) {
+    startLookup(addr, len, type);
+}
+
 struct hostent* PosixBackend::gethostbyaddr(const void* addr, unsigned len, int type) {
-    struct sockaddr_storage ss;
-    std::memset(&ss, 0, sizeof ss);
-    unsigned ssLen = 0;
-    if (type == AF_INET && len == 4) {
-        auto* in = reinterpret_cast<struct sockaddr_in*>(&ss);
-        in->sin_family = AF_INET;
-        std::memcpy(&in->sin_addr, addr, 4);
-        ssLen = sizeof *in;
-    } else if (type == AF_INET6 && len == 16) {
-        auto* in6 = reinterpret_cast<struct sockaddr_in6*>(&ss);
-        in6->sin6_family = AF_INET6;
-        std::memcpy(&in6->sin6_addr, addr, 16);
-        ssLen = sizeof *in6;
-    } else {
+    std::shared_ptr<Pending> pending = startLookup(addr, len, type);
+    if (!pending) {
         h_errno = NO_RECOVERY;
         return nullptr;
     }
-    ResolverFn fn = g_resolver ? g_resolver : systemResolver;
-    auto pending = std::make_shared<Pending>();
-    auto ask = [pending, ss, ssLen, fn]() {
-        char name[NI_MAXHOST] = "";
-        int rc = fn(reinterpret_cast<const struct sockaddr*>(&ss), ssLen, name, sizeof name);
-        std::lock_guard<std::mutex> g(pending->lock);
-        pending->rc = rc;
-        std::memcpy(pending->name, name, sizeof name);
-        pending->name[sizeof name - 1] = '\0';
-        pending->done = true;
-        pending->doneCv.notify_all();
-    };
-    bool asked = false;
-    if (g_lookupMs) {
-        // A resolver that never answers must not hold up the scan: ask on a thread
-        // of its own and stop waiting at the bound.
-        try {
-            std::thread(ask).detach();
-            asked = true;
-        } catch (const std::system_error&) {
-        }
-    }
-    if (!asked) ask();
     std::unique_lock<std::mutex> g(pending->lock);
-    if (!pending->doneCv.wait_for(g, std::chrono::milliseconds(g_lookupMs ? g_lookupMs : 1),
-                                  [&] { return pending->done; })) {
+    bool answered = true;
+    if (g_lookupMs) {
+        // The bound runs from when the lookup was asked, ahead of time or now.
+        const auto deadline = pending->started + std::chrono::milliseconds(g_lookupMs);
+        const auto retry = pending->started + LOOKUP_RETRY;
+        answered =
+            pending->doneCv.wait_until(g, std::min(deadline, retry), [&] { return pending->done; });
+        if (!answered && !pending->askedAgain && retry < deadline) {
+            pending->askedAgain = true;
+            runDetached(pending->ask);
+        }
+        if (!answered)
+            answered = pending->doneCv.wait_until(g, deadline, [&] { return pending->done; });
+    } else
+        pending->doneCv.wait(g, [&] { return pending->done; });
+    if (!answered) {
         h_errno = TRY_AGAIN;
         return nullptr;
     }

@@ -164,6 +164,10 @@ public:
 
     int pclose(std::FILE* stream) override { return m_commands.close(stream); }
 
+    void prefetchLookup(const void* addr, unsigned len, int type) override {
+        m_in->prefetchLookup(addr, len, type);
+    }
+
     struct hostent* gethostbyaddr(const void* addr, unsigned len, int type) override {
         struct hostent* h = m_in->gethostbyaddr(addr, len, type);
         char text[64];

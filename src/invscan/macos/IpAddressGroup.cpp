@@ -87,17 +87,31 @@ public:
         if (dot != std::string::npos) *domain = name.substr(dot + 1);
     }
 
-private:
-    std::string lookup(const char* addr, int family) {
+    // Starts the lookup of an address not answered yet, so that the lookups of a
+    // scan go on at once instead of one after another.
+    void prefetch(const char* addr, int family) {
         unsigned char bin[16];
-        unsigned len = 4;
+        unsigned len = toBinary(addr, family, bin);
+        if (!len) return;
+        auto it = cache().find(std::to_string(family) + " " + addr);
+        if (it != cache().end() && Clock::now() - it->second.when < std::chrono::minutes(1)) return;
+        host::prefetchLookup(bin, len, family);
+    }
+
+private:
+    static unsigned toBinary(const char* addr, int family, unsigned char* bin) {
         if (family == AF_INET) {
             in_addr_t a = inet_addr(addr);
             std::memcpy(bin, &a, 4);
-        } else {
-            if (inet_pton(AF_INET6, addr, bin) != 1) return std::string();
-            len = 16;
+            return 4;
         }
+        return inet_pton(AF_INET6, addr, bin) == 1 ? 16 : 0;
+    }
+
+    std::string lookup(const char* addr, int family) {
+        unsigned char bin[16];
+        unsigned len = toBinary(addr, family, bin);
+        if (!len) return std::string();
         const std::string key = std::to_string(family) + " " + addr;
         const Clock::time_point now = Clock::now();
         auto it = cache().find(key);
@@ -138,6 +152,18 @@ ZelTable* IpAddressGroup::getTable() {
     ReverseLookup lookups(*this);
     VtNode* sp = info->tree->getChild("SystemProfiler", 0);
     VtNode* net = sp ? sp->getChild("SPNetworkDataType", 0) : nullptr;
+    // Every address the services name, the IPv6 ones too for the group after this.
+    for (VtNode* svc = net ? net->children : nullptr; svc; svc = svc->next) {
+        const struct {
+            const char* node;
+            int family;
+        } kinds[] = {{"IPv4", AF_INET}, {"IPv6", AF_INET6}};
+        for (const auto& k : kinds) {
+            VtNode* addrs = svc->getNode((std::string(k.node) + ".Addresses").c_str());
+            for (VtVariant* a = addrs ? addrs->values : nullptr; a; a = a->next)
+                if (a->type == VT_STRING && a->value.s) lookups.prefetch(a->value.s, k.family);
+        }
+    }
     unsigned long index = 1;
     for (VtNode* svc = net ? net->children : nullptr; svc; svc = svc->next) {
         Dns dns = dnsOf(svc);
@@ -202,6 +228,8 @@ ZelTable* Ipv6AddressGroup::getTable() {
             log->traceMAX(__LINE__, SRC6, OP, "hardware no ifconfig support for [%s]", ifname);
             continue;
         }
+        for (const IPv6_entry& e : found->ipv6List)
+            lookups.prefetch(e.address.c_str(), AF_INET6);
         for (const IPv6_entry& e : found->ipv6List) {
             std::string hostName, domain;
             lookups.resolve(e.address.c_str(), AF_INET6, dns.fallback, &hostName, &domain);
