@@ -623,6 +623,21 @@ int CommandFiles::close(std::FILE* stream) {
 
 namespace host {
 
+struct hostent* HostentStore::fill(const std::string& name, const void* addr, unsigned len,
+                                   int type) {
+    m_name = name;
+    std::memcpy(m_addr, addr, len > sizeof m_addr ? sizeof m_addr : len);
+    m_addrList[0] = reinterpret_cast<char*>(m_addr);
+    m_addrList[1] = nullptr;
+    m_aliases[0] = nullptr;
+    m_hostent.h_name = &m_name[0];
+    m_hostent.h_aliases = m_aliases;
+    m_hostent.h_addrtype = type;
+    m_hostent.h_length = static_cast<int>(len);
+    m_hostent.h_addr_list = m_addrList;
+    return &m_hostent;
+}
+
 // The Mac's layout: a header per interface, then ether, inet and inet6 lines; a
 // link-local IPv6 address carries its zone and scope id.
 std::string ifconfigText(const std::vector<InterfaceFacts>& interfaces) {

@@ -6,6 +6,7 @@
 #include "host.h"
 
 #include <map>
+#include <netdb.h>
 
 struct sockaddr;
 struct statvfs;
@@ -100,6 +101,19 @@ struct InterfaceFacts {
     std::vector<Address> addresses;
 };
 std::string ifconfigText(const std::vector<InterfaceFacts>& interfaces);
+
+// A hostent answer kept by its backend until the next lookup, as the C library's is.
+class HostentStore {
+public:
+    struct hostent* fill(const std::string& name, const void* addr, unsigned len, int type);
+
+private:
+    std::string m_name;
+    unsigned char m_addr[16] = {};
+    char* m_addrList[2] = {};
+    char* m_aliases[1] = {};
+    struct hostent m_hostent = {};
+};
 
 // Names of the fifteen VmStatistics counters, in field order.
 const char* const* vmFieldNames();

@@ -203,22 +203,8 @@ struct hostent* PosixBackend::gethostbyaddr(const void* addr, unsigned len, int 
         h_errno = HOST_NOT_FOUND;
         return nullptr;
     }
-    static std::string name;
-    static unsigned char bytes[16];
-    static char* addrList[2];
-    static char* aliases[1];
-    static struct hostent result;
-    name = pending->name;
-    std::memcpy(bytes, addr, len);
-    addrList[0] = reinterpret_cast<char*>(bytes);
-    addrList[1] = nullptr;
-    aliases[0] = nullptr;
-    result.h_name = &name[0];
-    result.h_aliases = aliases;
-    result.h_addrtype = type;
-    result.h_length = static_cast<int>(len);
-    result.h_addr_list = addrList;
-    return &result;
+    static HostentStore result;
+    return result.fill(pending->name, addr, len, type);
 }
 
 char* PosixBackend::setlocale(int category, const char* locale) {

@@ -175,17 +175,7 @@ public:
             h_errno = HOST_NOT_FOUND;
             return nullptr;
         }
-        m_hostName = it->second[0];
-        std::memcpy(m_hostAddr, addr, len);
-        m_addrList[0] = reinterpret_cast<char*>(m_hostAddr);
-        m_addrList[1] = nullptr;
-        m_aliases[0] = nullptr;
-        m_hostent.h_name = &m_hostName[0];
-        m_hostent.h_aliases = m_aliases;
-        m_hostent.h_addrtype = type;
-        m_hostent.h_length = static_cast<int>(len);
-        m_hostent.h_addr_list = m_addrList;
-        return &m_hostent;
+        return m_host.fill(it->second[0], addr, len, type);
     }
 
     char* setlocale(int category, const char* locale) override {
@@ -292,11 +282,7 @@ private:
     std::vector<Statfs> m_mounts;
     bundle::CommandFiles m_commands;
     std::map<int, std::string> m_locale;
-    std::string m_hostName;
-    unsigned char m_hostAddr[16];
-    char* m_addrList[2];
-    char* m_aliases[1];
-    struct hostent m_hostent;
+    HostentStore m_host;
 };
 
 const char* const ReplayBackend::VM_FIELDS[VM_INFO_FIELDS] = {
