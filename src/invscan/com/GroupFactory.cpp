@@ -18,6 +18,7 @@
 #include "StorageGroup.h"
 
 #include <cstdio>
+#include <sys/stat.h>
 
 namespace {
 const char* const SRC = "./../../../src/invscan/com/GroupFactory";
@@ -25,7 +26,17 @@ const char* const SRC = "./../../../src/invscan/com/GroupFactory";
 std::string narrow(const String& s) {
     return s.toMultiByte();
 }
-}  // namespace
+} // namespace
+
+namespace {
+// Device, inode, size and modification time: the same text when they are the same.
+std::string fileIdentity(const std::string& path) {
+    struct stat st;
+    if (::stat(path.c_str(), &st) != 0) return std::string();
+    return std::to_string(st.st_dev) + ":" + std::to_string(st.st_ino) + ":" +
+           std::to_string(st.st_size) + ":" + std::to_string(st.st_mtime);
+}
+} // namespace
 
 GroupFactory* GroupFactory::getInstance() {
     static GroupFactory* instance = nullptr;
@@ -50,8 +61,8 @@ void GroupFactory::setHWConfigFile() {
     log->traceMidEntry(__LINE__, SRC, "setHWConfigFile()", "hardware");
     String file = KorCfg::getKey(String("hwscanner.config_file"));
     String dir = KorCfg::getKey(String("config_dir"));
-    m_HWConfigFile = dir + File::pathSeparator +
-                     (file.length() >= 1 ? file : String("KorHWConfig.xml"));
+    m_HWConfigFile =
+        dir + File::pathSeparator + (file.length() >= 1 ? file : String("KorHWConfig.xml"));
     if (log->isOn())
         log->traceMidExit(__LINE__, SRC, "setHWConfigFile()", "hardware m_HWConfigFile = %s",
                           narrow(m_HWConfigFile).c_str());
@@ -59,8 +70,8 @@ void GroupFactory::setHWConfigFile() {
 
 ZelGroup* GroupFactory::getZELGroup(unsigned long id) {
     CcLogWrapper* log = getCcLogHw();
-    log->traceMidEntry(__LINE__, SRC, "getZELGroup()", "hardware %s %d", "Table id =",
-                       static_cast<int>(id));
+    log->traceMidEntry(__LINE__, SRC, "getZELGroup()", "hardware %s %d",
+                       "Table id =", static_cast<int>(id));
     ZelGroup* group = nullptr;
     switch (id) {
     case ZEL_GROUP_SCAN_INFO:
@@ -105,8 +116,8 @@ ZelGroup* GroupFactory::getZELGroup(unsigned long id) {
     default:
         break;
     }
-    log->traceMidExit(__LINE__, SRC, "getZELGroup()", "hardware %s %d", "Finished group =",
-                      static_cast<int>(id));
+    log->traceMidExit(__LINE__, SRC, "getZELGroup()", "hardware %s %d",
+                      "Finished group =", static_cast<int>(id));
     return group;
 }
 
@@ -154,6 +165,7 @@ int GroupFactory::loadNodeFromFile(const String& path, int kind) {
         std::fclose(f);
         Node* node = nullptr;
         int status = 0;
+        const std::string identity = fileIdentity(p);
         if (kind == 1) {
             ParseNodeSink sink;
             log->traceMAX(__LINE__, SRC, op, "hardware After ParseNodeSink()");
@@ -165,9 +177,14 @@ int GroupFactory::loadNodeFromFile(const String& path, int kind) {
         } else if (kind == 5 || kind == 6) {
             HWParseNodeSink sink;
             log->traceMAX(__LINE__, SRC, op, "hardware After HWParseNodeSink()");
-            HWXmlKorParser parser(path, &sink);
+            if (m_document && !identity.empty() && identity == m_documentIdentity) {
+                // The file read for kind 1 and unchanged since: its tree serves again.
+                sink.onNodeTree(m_document.get());
+            } else {
+                HWXmlKorParser parser(path, &sink);
+                status = parser.getStatus();
+            }
             log->traceMAX(__LINE__, SRC, op, "hardware After new HWXmlKorParser()");
-            status = parser.getStatus();
             node = status == 0 ? sink.getNode(kind) : nullptr;
             log->traceMAX(__LINE__, SRC, op, "hardware After sink->getNode()");
         }
@@ -183,11 +200,15 @@ int GroupFactory::loadNodeFromFile(const String& path, int kind) {
                 if (kind == 1) {
                     m_hardwareRoot = node->getName() == String("Hardware");
                     getHWGroupFromNode(node);
-                }
-                else if (kind == 5)
+                    // Kept, so that the processor and QCM lists do not parse it again.
+                    m_document.reset(node);
+                    m_documentIdentity = identity;
+                    node = nullptr;
+                } else if (kind == 5) {
                     getProcessorFromNode(node);
-                else
+                } else {
                     getQCMFromNode(node);
+                }
             }
             delete node;
             log->traceMAX(__LINE__, SRC, op, "hardware After parsing config file %s", p.c_str());
@@ -210,7 +231,8 @@ void GroupFactory::getHWGroupFromNode(const Node* node) {
                 log->traceMAX(__LINE__, SRC, op, "hardware get global attribute %s=%s",
                               narrow(key).c_str(), narrow(value).c_str());
         }
-        for (int i = 0; i < node->getChildCount(); ++i) getHWGroupFromNode(node->getChild(i));
+        for (int i = 0; i < node->getChildCount(); ++i)
+            getHWGroupFromNode(node->getChild(i));
     } else if (node->getName() == String("Group")) {
         String name;
         ZelAttrList list;
@@ -244,7 +266,7 @@ void readEntries(const Node* node, const char* list, const char* item, const cha
         getCcLogHw()->traceMAX(__LINE__, SRC, op, "hardware add a new element");
     }
 }
-}  // namespace
+} // namespace
 
 void GroupFactory::getQCMFromNode(const Node* node) {
     readEntries(node, "QCMs", "QCM", "getQCMFromNode", m_qcms);

@@ -9,6 +9,8 @@
 #include "ZelTable.h"
 
 #include <list>
+#include <memory>
+#include <string>
 #include <map>
 #include <vector>
 
@@ -52,6 +54,9 @@ private:
     String m_HWConfigFile;
     std::list<String> m_groupNames;
     bool m_hardwareRoot = false;
+    // The configuration tree of the last kind-1 load, and which file it came from.
+    std::unique_ptr<Node> m_document;
+    std::string m_documentIdentity;
     ZelAttrList m_globalAttrs;
     std::map<String, ZelAttrList> m_groupAttrs;
 };
