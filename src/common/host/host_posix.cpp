@@ -73,13 +73,8 @@ struct Pending {
     int rc = -1;
     char name[NI_MAXHOST] = "";
     std::chrono::steady_clock::time_point started = std::chrono::steady_clock::now();
-    std::function<void()> ask; // asks once more (a lost datagram is not answered)
-    bool askedAgain = false;
+    std::function<void()> ask;
 };
-
-// Time after which a lookup still unanswered is asked a second time: a resolver
-// answers in a few ms, and a lost query is otherwise waited for until the bound.
-const std::chrono::milliseconds LOOKUP_RETRY(30);
 
 void runDetached(const std::function<void()>& fn) {
     try {
@@ -141,7 +136,6 @@ std::shared_ptr<Pending> startLookup(const void* addr, unsigned len, int type) {
         std::shared_ptr<Pending> p = weak.lock();
         if (!p) return;
         std::lock_guard<std::mutex> lk(p->lock);
-        if (p->done) return; // the other attempt answered first
         p->rc = rc;
         std::memcpy(p->name, name, sizeof name);
         p->name[sizeof name - 1] = '\0';
@@ -184,15 +178,7 @@ struct hostent* PosixBackend::gethostbyaddr(const void* addr, unsigned len, int 
     if (g_lookupMs) {
         // The bound runs from when the lookup was asked, ahead of time or now.
         const auto deadline = pending->started + std::chrono::milliseconds(g_lookupMs);
-        const auto retry = pending->started + LOOKUP_RETRY;
-        answered =
-            pending->doneCv.wait_until(g, std::min(deadline, retry), [&] { return pending->done; });
-        if (!answered && !pending->askedAgain && retry < deadline) {
-            pending->askedAgain = true;
-            runDetached(pending->ask);
-        }
-        if (!answered)
-            answered = pending->doneCv.wait_until(g, deadline, [&] { return pending->done; });
+        answered = pending->doneCv.wait_until(g, deadline, [&] { return pending->done; });
     } else
         pending->doneCv.wait(g, [&] { return pending->done; });
     if (!answered) {
