@@ -2,11 +2,15 @@
 // the tables' own text dump or as JSON.
 #include "invscan.h"
 #include "host.h"
+#include "HostFacts.h"
+#include "ZelValue.h"
 
 #include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
 
+#include <cctype>
 #include <climits>
+#include <ctime>
 #include <clocale>
 #include <cstdio>
 #include <cstdlib>
@@ -24,6 +28,7 @@ namespace {
 
 // Exit statuses; --help and the README list them.
 const int EXIT_USAGE = 2;
+const int EXIT_NOTHING = 3;
 const int EXIT_NOT_A_BUNDLE = 4;
 const int EXIT_INCOMPLETE_BUNDLE = 5;
 const int EXIT_RECORD_FAILED = 6;
@@ -34,11 +39,11 @@ const int EXIT_CONFIG_NOT_XML = 10;
 const int EXIT_CONFIG_NOT_HARDWARE = 11;
 
 const char* const EXIT_HELP =
-    "Exit status: 0 scanned; 1 other trouble; 2 usage error; 4 --replay of a folder that is\n"
-    "not a bundle; 5 --replay of a bundle whose recording did not finish; 6 --record failed\n"
-    "(folder not empty without --force, or a write failed); configuration file: 7 cannot\n"
-    "be opened, 8 too large, 9 nested too deeply, 10 not XML, 11 not a hardware\n"
-    "configuration.";
+    "Exit status: 0 scanned; 1 other trouble; 2 usage error; 3 no group produced a table;\n"
+    "4 --replay of a folder that is not a bundle; 5 --replay of a bundle whose recording did\n"
+    "not finish; 6 --record failed (folder not empty without --force, or a write failed);\n"
+    "configuration file: 7 cannot be opened, 8 too large, 9 nested too deeply, 10 not XML,\n"
+    "11 not a hardware configuration.";
 
 // Empties a folder for --force: every entry below it, links not followed, and
 // never across into another file system.
@@ -140,115 +145,68 @@ std::string installHome(const char* argv0) {
     return exe.empty() ? std::string("/") : exe;
 }
 
-void appendUtf8(std::string& out, uint32_t c) {
-    if (c > 0x10FFFF || (c >= 0xD800 && c <= 0xDFFF)) c = 0xFFFD;
-    if (c < 0x80) {
-        out += static_cast<char>(c);
-    } else if (c < 0x800) {
-        out += static_cast<char>(0xC0 | (c >> 6));
-        out += static_cast<char>(0x80 | (c & 0x3F));
-    } else if (c < 0x10000) {
-        out += static_cast<char>(0xE0 | (c >> 12));
-        out += static_cast<char>(0x80 | ((c >> 6) & 0x3F));
-        out += static_cast<char>(0x80 | (c & 0x3F));
-    } else {
-        out += static_cast<char>(0xF0 | (c >> 18));
-        out += static_cast<char>(0x80 | ((c >> 12) & 0x3F));
-        out += static_cast<char>(0x80 | ((c >> 6) & 0x3F));
-        out += static_cast<char>(0x80 | (c & 0x3F));
-    }
-}
+// The JSON output's own version: it changes when a key is renamed or removed or a
+// value changes meaning; new keys and new groups leave it as it is.
+const int JSON_FORMAT = 1;
 
-uint64_t get64(const unsigned char* p) {
-    return static_cast<uint64_t>(zelGet32(p)) | static_cast<uint64_t>(zelGet32(p + 4)) << 32;
-}
-
-nlohmann::json blockValue(const unsigned char* block) {
-    if (!zelBlockIsComplete(block)) return nullptr;
-    uint32_t length = zelGet32(block);
-    uint32_t type = zelGet32(block + 8);
-    const unsigned char* v = block + ZEL_ATTRIB_HEADER;
-    switch (type) {
-    case ZEL_UCHAR:
-        return v[0];
-    case ZEL_USHORT:
-        return v[0] | v[1] << 8;
-    case ZEL_ULONG:
-        return zelGet32(v);
-    case ZEL_UQUAD:
-        return nlohmann::json::array({zelGet32(v), zelGet32(v + 4)});
-    case ZEL_FLOAT: {
-        uint32_t bits = zelGet32(v);
-        float f;
-        std::memcpy(&f, &bits, 4);
-        return f;
-    }
-    case ZEL_DOUBLE: {
-        uint64_t bits = get64(v);
-        double d;
-        std::memcpy(&d, &bits, 8);
-        return d;
-    }
-    case ZEL_STRING: {
-        std::string s;
-        uint32_t n = zelGet32(v);
-        uint32_t room = (length - ZEL_ATTRIB_HEADER - 4) / 4;
-        for (uint32_t i = 0; i + 1 < n && i < room; ++i) {
-            uint32_t c = zelGet32(v + 4 + 4 * static_cast<size_t>(i));
-            if (c == 0) break;
-            appendUtf8(s, c);
-        }
-        return s;
-    }
-    case ZEL_OCTETSTRING: {
-        static const char hex[] = "0123456789ABCDEF";
-        std::string s;
-        uint32_t n = zelGet32(v);
-        for (uint32_t i = 0; i < n; ++i) {
-            s += hex[v[4 + i] >> 4];
-            s += hex[v[4 + i] & 15];
-        }
-        return s;
-    }
-    case ZEL_DATETIME:
-        return std::string(reinterpret_cast<const char*>(v), ZEL_DATETIME_LEN);
-    case ZEL_ULONGLONG:
-        return get64(v);
-    case ZEL_LONGLONG:
-        return static_cast<int64_t>(get64(v));
+nlohmann::ordered_json valueJson(const ZelValue& v) {
+    switch (v.kind) {
+    case ZelValue::UNSIGNED:
+        return v.u;
+    case ZelValue::SIGNED:
+        return v.i;
+    case ZelValue::REAL:
+        return v.d;
+    case ZelValue::TEXT:
+        return v.text;
+    case ZelValue::WORDS:
+        return nlohmann::ordered_json(v.words);
     default:
         return nullptr;
     }
 }
 
-nlohmann::json tableJson(ZelTable* table) {
+nlohmann::ordered_json tableJson(ZelTable* table) {
     const zelGroupDef* def = table->getGroupDefinitionFromId();
-    nlohmann::json rows = nlohmann::json::array();
+    nlohmann::ordered_json rows = nlohmann::ordered_json::array();
     table->reset();
     while (ZelTableRow* row = table->getNext()) {
-        nlohmann::json attrs = nlohmann::json::array();
+        nlohmann::ordered_json attrs = nlohmann::ordered_json::array();
         row->reset();
         while (ZelTableAttrib* a = row->getNext()) {
             const unsigned char* block = a->getAttribPtr();
             if (!block) continue;
-            nlohmann::json j;
-            j["id"] = a->getId();
+            ZelValue v;
+            zelDecodeValue(block, &v);
             const zelAttribDef* ad = getAttribDefinitionFromId(def, a->getId());
+            nlohmann::ordered_json j;
+            j["id"] = a->getId();
             j["name"] = ad ? ad->name : "";
             j["type"] = getZelAttribTypeAsString(a->getType());
-            j["value"] = blockValue(block);
-            if (ad && ad->enumDef && a->getType() == ZEL_ULONG) {
-                const char* text = zelEnumText(ad->enumDef, zelGet32(block + ZEL_ATTRIB_HEADER));
-                j["enum"] = text ? text : nullptr;
+            j["value"] = valueJson(v);
+            if (ad && ad->enumDef && v.kind == ZelValue::UNSIGNED) {
+                const char* text = zelEnumText(ad->enumDef, static_cast<unsigned long>(v.u));
+                j["text"] = text ? nlohmann::ordered_json(text) : nlohmann::ordered_json(nullptr);
             }
             attrs.push_back(std::move(j));
         }
         rows.push_back(std::move(attrs));
     }
-    return nlohmann::json{{"id", table->getGroupId()},
-                          {"name", table->getGroupName()},
-                          {"version", table->getGroupVersion()},
-                          {"rows", std::move(rows)}};
+    nlohmann::ordered_json t;
+    t["id"] = table->getGroupId();
+    t["name"] = table->getGroupName();
+    t["version"] = table->getGroupVersion();
+    t["status"] = "ok";
+    t["rows"] = std::move(rows);
+    return t;
+}
+
+std::string utcNow() {
+    char buf[32] = "";
+    std::time_t now = std::time(nullptr);
+    struct tm tmv;
+    if (gmtime_r(&now, &tmv)) std::strftime(buf, sizeof buf, "%Y-%m-%dT%H:%M:%SZ", &tmv);
+    return buf;
 }
 
 struct Request {
@@ -257,9 +215,10 @@ struct Request {
 };
 
 bool resolveGroup(const std::string& arg, Request& out) {
+    // Ids are decimal: "020" is group 20, not an octal 16.
     char* end = nullptr;
-    unsigned long id = std::strtoul(arg.c_str(), &end, 0);
-    if (!arg.empty() && end && *end == '\0') {
+    unsigned long id = std::strtoul(arg.c_str(), &end, 10);
+    if (!arg.empty() && std::isdigit(static_cast<unsigned char>(arg[0])) && end && *end == '\0') {
         const zelGroupDef* g = getGroupDefinitionFromId(id);
         if (!g) return false;
         out = {g->id, g->name};
@@ -443,18 +402,30 @@ int main(int argc, char** argv) {
         }
     }
 
-    nlohmann::json out = nlohmann::json::array();
+    nlohmann::ordered_json out;
+    out["tool"] = "invscan";
+    out["version"] = INVSCAN_VERSION;
+    out["format"] = JSON_FORMAT;
+    out["kernel"] = hostfacts::kernelName();
+    out["scan_time"] = utcNow();
+    out["tables"] = nlohmann::ordered_json::array();
+    int produced = 0;
     for (const Request& r : requests) {
         std::unique_ptr<ZelGroup> group(factory->getGroup(String(r.name.c_str())));
         std::unique_ptr<ZelTable> table(group ? group->getTable() : nullptr);
+        if (table) ++produced;
         if (format == "json") {
             if (table) {
-                out.push_back(tableJson(table.get()));
+                out["tables"].push_back(tableJson(table.get()));
             } else {
-                out.push_back({{"id", r.id},
-                               {"name", r.name},
-                               {"rows", nullptr},
-                               {"status", group ? "no table" : "not available"}});
+                const zelGroupDef* def = getGroupDefinitionFromId(r.id);
+                nlohmann::ordered_json t;
+                t["id"] = r.id;
+                t["name"] = def ? def->name : r.name.c_str();
+                t["version"] = def ? def->version : 0;
+                t["status"] = group ? "no table" : "not available";
+                t["rows"] = nullptr;
+                out["tables"].push_back(std::move(t));
             }
         } else if (table) {
             table->toString();
@@ -478,5 +449,7 @@ int main(int argc, char** argv) {
                      e ? e : "the bundle could not be marked complete");
         return EXIT_RECORD_FAILED;
     }
-    return 0;
+    // Nothing at all produced is no scan; a group without data on this host still
+    // answers with its table and counts.
+    return produced == 0 && !requests.empty() ? EXIT_NOTHING : 0;
 }

@@ -179,10 +179,12 @@ TEST_F(CliErrors, HostileReproductions) {
         int status;
         const char* message; // on standard error, or null for none
     } cases[] = {
-        {run("--replay " + wide + " -g 24"), 0, nullptr},
+        // No SMBIOS table in that registry, and no snapshot from a refused dump: the
+        // scan runs and says it produced nothing.
+        {run("--replay " + wide + " -g 24"), 3, nullptr},
         {run("--replay " + tabs + " -g 44"), 0,
          "bundle file 'sysctl.txt' is larger than its cap of 256 KiB: refused"},
-        {run("--replay " + vals + " -g 1"), 0, nullptr},
+        {run("--replay " + vals + " -g 1"), 3, nullptr},
         {run("--config " + dir + "/big.xml -g 20"), 8, "is too large (the limit is 256 KiB)"},
         // The helper answers in its response: result 1 and the reason.
         {std::string(INVSCAN_BINARY_DIR) + "/bin/sysprof --from /dev/zero 1>&2", 0,
@@ -194,5 +196,23 @@ TEST_F(CliErrors, HostileReproductions) {
         if (c.message) {
             EXPECT_NE(r.err.find(c.message), std::string::npos) << c.line << ": " << r.err;
         }
+    }
+}
+
+TEST_F(CliErrors, GroupIdsAndNothingProduced) {
+    const std::string bundles = std::string(INVSCAN_TEST_DATA) + "/bundles/";
+    const struct {
+        std::string args;
+        int status;
+    } cases[] = {
+        {"-g 020 -g 0x14", 2},                                        // decimal ids only
+        {"-g 020", 0},                                                // group 20
+        {"-g 2", 2},                                                  // no group 2
+        {"--replay " + bundles + "macbook2-1-registry -g 5 -g 1", 3}, // neither has data there
+        {"--replay " + bundles + "macbook2-1-registry -g 5 -g 20", 0},
+    };
+    for (const auto& c : cases) {
+        Result r = sh(run(c.args));
+        EXPECT_EQ(r.status, c.status) << c.args << ": " << r.err;
     }
 }

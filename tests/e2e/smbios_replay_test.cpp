@@ -5,6 +5,8 @@
 #include "../smbios/smbios_builder.h"
 
 #include <gtest/gtest.h>
+
+#include "../common/json_schema.h"
 #include <nlohmann/json.hpp>
 
 #include <cstdio>
@@ -56,7 +58,8 @@ std::string run(const std::string& command) {
     if (std::FILE* p = popen(command.c_str(), "r")) {
         char buf[4096];
         size_t n;
-        while ((n = std::fread(buf, 1, sizeof buf, p)) > 0) out.append(buf, n);
+        while ((n = std::fread(buf, 1, sizeof buf, p)) > 0)
+            out.append(buf, n);
         pclose(p);
     }
     return out;
@@ -68,6 +71,7 @@ TEST(SmbiosReplay, EveryCorpusTableThroughTheProgram) {
     ASSERT_FALSE(names.empty());
     const std::string dir = testing::TempDir() + "/smbios-replay";
     mkdir(dir.c_str(), 0755);
+    std::vector<std::string> outputs;
     mkdir((dir + "/helpers").c_str(), 0755);
     writeFile(dir + "/bundle.txt", "invscan-bundle 1\n# an I/O registry around a corpus table\n");
     for (const std::string& name : names) {
@@ -78,12 +82,14 @@ TEST(SmbiosReplay, EveryCorpusTableThroughTheProgram) {
         std::string out = run("env -u KOR_HOMEDIR -u INVSCAN_REPLAY -u INVSCAN_RECORD " +
                               std::string(INVSCAN_BINARY_DIR) + "/bin/invscan --replay '" + dir +
                               "' --group SMBIOS --format json 2>/dev/null");
+        outputs.push_back(out);
         nlohmann::json doc = nlohmann::json::parse(out, nullptr, false);
         ASSERT_FALSE(doc.is_discarded()) << name << ": " << out.substr(0, 200);
-        ASSERT_EQ(doc.size(), 1u) << name;
-        ASSERT_EQ(doc[0]["rows"].size(), 1u) << name << ": no SMBIOS table";
+        const nlohmann::json& tables = doc["tables"];
+        ASSERT_EQ(tables.size(), 1u) << name;
+        ASSERT_EQ(tables[0]["rows"].size(), 1u) << name << ": no SMBIOS table";
         std::map<int, std::string> got;
-        for (const auto& attr : doc[0]["rows"][0]) {
+        for (const auto& attr : tables[0]["rows"][0]) {
             const auto& v = attr["value"];
             got[attr["id"].get<int>()] = v.is_string() ? v.get<std::string>() : v.dump();
         }
@@ -91,6 +97,7 @@ TEST(SmbiosReplay, EveryCorpusTableThroughTheProgram) {
         ASSERT_NE(it, expected.end()) << name;
         EXPECT_EQ(got, it->second) << name;
     }
+    EXPECT_EQ(testjson::schemaProblems(outputs), "");
 }
 
-}  // namespace
+} // namespace
