@@ -1,5 +1,5 @@
 #!/usr/bin/python3
-"""Validates invscan JSON outputs against the schema made at build time.
+"""Validates JSON documents against a JSON Schema of any draft it names.
 
 Usage: validate_json.py SCHEMA FILE...   Exit 0 when every file is valid; else each
 problem is printed with its file and where in the document it is.
@@ -7,13 +7,14 @@ problem is printed with its file and where in the document it is.
 import json
 import sys
 
-from jsonschema import Draft202012Validator
+from jsonschema import validators
 
 
 def main():
     schema = json.load(open(sys.argv[1]))
-    Draft202012Validator.check_schema(schema)
-    validator = Draft202012Validator(schema)
+    cls = validators.validator_for(schema)  # the draft the schema names
+    cls.check_schema(schema)
+    validator = cls(schema)
     bad = 0
     for path in sys.argv[2:]:
         try:

@@ -4,6 +4,7 @@
 #include "host.h"
 #include "HostFacts.h"
 #include "ZelValue.h"
+#include "Glpi.h"
 
 #include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
@@ -247,7 +248,8 @@ int main(int argc, char** argv) {
     std::string config, trace, recordDir, replayDir;
     bool listGroups = false, version = false, force = false;
     app.add_option("-g,--group", groups, "Group to scan, by name or id (repeatable)");
-    app.add_option("-f,--format", format, "Output format")->check(CLI::IsMember({"text", "json"}));
+    app.add_option("-f,--format", format, "Output format")
+        ->check(CLI::IsMember({"text", "json", "glpi"}));
     app.add_option("-c,--config", config, "Hardware configuration file (XML)");
     app.add_option("--trace", trace, "Write the trace to FILE (or 'stderr')");
     auto* rec = app.add_option("--record", recordDir, "Record everything the scan reads into DIR");
@@ -414,7 +416,7 @@ int main(int argc, char** argv) {
         std::unique_ptr<ZelGroup> group(factory->getGroup(String(r.name.c_str())));
         std::unique_ptr<ZelTable> table(group ? group->getTable() : nullptr);
         if (table) ++produced;
-        if (format == "json") {
+        if (format == "json" || format == "glpi") {
             if (table) {
                 out["tables"].push_back(tableJson(table.get()));
             } else {
@@ -441,6 +443,7 @@ int main(int argc, char** argv) {
         }
     }
     if (format == "json") std::cout << out.dump(2) << std::endl;
+    if (format == "glpi") std::cout << glpiInventory(out).dump(2) << std::endl;
     for (const std::string& p : host::replayProblems())
         std::fprintf(stderr, "invscan: %s\n", p.c_str());
     if (!recordDir.empty() && !host::finishRecord()) {

@@ -12,13 +12,16 @@
 
 namespace testjson {
 
-// What the validator says of `outputs` (empty when every one is valid).
-inline std::string schemaProblems(const std::vector<std::string>& outputs) {
+// What the validator says of `outputs` against `schema` (empty when every one is
+// valid); the default is the schema of invscan's own JSON.
+inline std::string schemaProblems(const std::vector<std::string>& outputs,
+                                  std::string schema = std::string()) {
     if (outputs.empty()) return std::string();
+    if (schema.empty()) schema = std::string(INVSCAN_BINARY_DIR) + "/invscan-output.schema.json";
     char dir[] = "/tmp/invscan-json-XXXXXX";
     if (!mkdtemp(dir)) return "cannot make a folder for the outputs";
-    std::string cmd = std::string("/usr/bin/python3 ") + INVSCAN_TEST_DATA +
-                      "/../validate_json.py " + INVSCAN_BINARY_DIR + "/invscan-output.schema.json";
+    std::string cmd =
+        std::string("/usr/bin/python3 ") + INVSCAN_TEST_DATA + "/../validate_json.py " + schema;
     for (std::size_t i = 0; i < outputs.size(); ++i) {
         std::string path = std::string(dir) + "/" + std::to_string(i) + ".json";
         std::ofstream(path, std::ios::binary) << outputs[i];

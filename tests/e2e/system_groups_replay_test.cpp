@@ -229,3 +229,26 @@ TEST(SystemGroupsReplay, RecordThenReplayIsIdentical) {
     expectValidOutputs();
     run("rm -rf " + std::string(dir));
 }
+
+// The GLPI inventory of every bundle and of this machine is what a GLPI server takes.
+TEST(GlpiInventory, EveryBundleAndThisMachineFollowTheServersSchema) {
+    const std::string schema =
+        std::string(INVSCAN_CORPUS) + "/../glpi-inventory-format/inventory.schema.json";
+    std::vector<std::string> docs;
+    std::vector<std::string> commands = {"env -u KOR_HOMEDIR " + kInvscan + " --format glpi"};
+    for (const std::string& name : bundles())
+        commands.push_back("env -u KOR_HOMEDIR " + kInvscan + " --replay " + kBundles + name +
+                           " --format glpi");
+    for (const std::string& c : commands) {
+        docs.push_back(run(c));
+        nlohmann::json doc = nlohmann::json::parse(docs.back(), nullptr, false);
+        ASSERT_FALSE(doc.is_discarded()) << c;
+        EXPECT_EQ(doc["itemtype"], "Computer") << c;
+        EXPECT_EQ(doc["content"]["versionclient"], "invscan_v" + std::string(INVSCAN_VERSION_TEXT))
+            << c;
+    }
+    EXPECT_EQ(testjson::schemaProblems(docs, schema), "");
+    // The same host gives the same id, scan after scan.
+    EXPECT_EQ(nlohmann::json::parse(run(commands[1]))["deviceid"],
+              nlohmann::json::parse(docs[1])["deviceid"]);
+}
