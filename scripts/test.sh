@@ -24,5 +24,6 @@ esac
 dir=build; [ "$mode" = sanitize ] && dir=build-asan; [ "$mode" = m32 ] && dir=build-m32
 cmake --build "$dir" -j "$jobs"
 export ASAN_OPTIONS="${ASAN_OPTIONS:-detect_leaks=1:abort_on_error=1}"
+export LSAN_OPTIONS="${LSAN_OPTIONS:-suppressions=$PWD/scripts/lsan.supp:print_suppressions=0}"
 export UBSAN_OPTIONS="${UBSAN_OPTIONS:-print_stacktrace=1:halt_on_error=1}"
 ctest --test-dir "$dir" --output-on-failure -j "$jobs"

@@ -66,6 +66,10 @@ public:
         int rc = served.close(stream);
         return rc == -1 && errno == ECHILD ? host::PosixBackend::pclose(stream) : rc;
     }
+    // Answered lookups are never asked of a real resolver, ahead of time either.
+    void prefetchLookup(const void* addr, unsigned len, int type) override {
+        if (!answerLookups) host::PosixBackend::prefetchLookup(addr, len, type);
+    }
     struct hostent* gethostbyaddr(const void* addr, unsigned len, int type) override {
         if (!answerLookups) return host::PosixBackend::gethostbyaddr(addr, len, type);
         char text[64] = "";
