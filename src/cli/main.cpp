@@ -4,12 +4,14 @@
 #include "host.h"
 #include "HostFacts.h"
 #include "ZelValue.h"
+#include "Diff.h"
 #include "Glpi.h"
 
 #include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
 
 #include <cctype>
+#include <cerrno>
 #include <climits>
 #include <ctime>
 #include <clocale>
@@ -210,6 +212,51 @@ std::string utcNow() {
     return buf;
 }
 
+// A scan from a file or standard input, at most DIFF_MAX_INPUT bytes and one more.
+bool readScanText(const std::string& path, std::string* out, std::string* why) {
+    std::FILE* f = path == "-" ? stdin : std::fopen(path.c_str(), "rb");
+    if (!f) {
+        *why = std::strerror(errno);
+        return false;
+    }
+    char buf[65536];
+    std::size_t n;
+    while (out->size() <= DIFF_MAX_INPUT && (n = std::fread(buf, 1, sizeof buf, f)) > 0)
+        out->append(buf, n);
+    bool failed = std::ferror(f) != 0;
+    if (f != stdin) std::fclose(f);
+    if (failed) *why = "cannot be read";
+    return !failed;
+}
+
+int runDiff(const std::string& oldPath, const std::string& newPath, const std::string& format,
+            bool all) {
+    if (oldPath == "-" && newPath == "-") {
+        std::fprintf(stderr, "invscan diff: only one of the scans can come from standard input\n");
+        return 2;
+    }
+    nlohmann::ordered_json scans[2];
+    const std::string* paths[2] = {&oldPath, &newPath};
+    for (int i = 0; i < 2; ++i) {
+        std::string text, why;
+        if (!readScanText(*paths[i], &text, &why) || !diffReadScan(text, &scans[i], &why)) {
+            std::fprintf(stderr, "invscan diff: '%s': %s\n", paths[i]->c_str(), why.c_str());
+            return 2;
+        }
+    }
+    if (scans[0]["format"] != scans[1]["format"]) {
+        std::fprintf(stderr, "invscan diff: the scans have different formats (%s and %s)\n",
+                     scans[0]["format"].dump().c_str(), scans[1]["format"].dump().c_str());
+        return 2;
+    }
+    nlohmann::ordered_json result = diffScans(scans[0], scans[1], all);
+    if (format == "json")
+        std::cout << result.dump(2) << std::endl;
+    else
+        std::cout << diffText(result);
+    return result["differences"].empty() ? 0 : 1;
+}
+
 struct Request {
     unsigned long id;
     std::string name;
@@ -258,6 +305,18 @@ int main(int argc, char** argv) {
     app.add_flag("--force", force, "With --record: empty a folder that is not empty first");
     app.add_flag("--list-groups", listGroups, "List the inventory groups and exit");
     app.footer(EXIT_HELP);
+    // invscan diff OLD NEW: exit 0 the same, 1 different, 2 trouble, as diff(1).
+    std::string diffOld, diffNew, diffFormat = "text";
+    bool diffAll = false;
+    CLI::App* diff = app.add_subcommand(
+        "diff", "Compare two JSON scans (files, or - for standard input); exit 0 when the same, "
+                "1 when different, 2 on trouble");
+    diff->add_option("old", diffOld, "The earlier scan")->required();
+    diff->add_option("new", diffNew, "The later scan")->required();
+    diff->add_option("-f,--format", diffFormat, "Output format")
+        ->check(CLI::IsMember({"text", "json"}));
+    diff->add_flag("--all", diffAll,
+                   "Also compare values that change on every scan: " + diffVolatileList());
     app.add_flag("--version", version, "Print the version and exit");
     try {
         app.parse(argc, argv);
@@ -266,6 +325,7 @@ int main(int argc, char** argv) {
         return rc == 0 ? 0 : EXIT_USAGE;
     }
 
+    if (*diff) return runDiff(diffOld, diffNew, diffFormat, diffAll);
     if (version) {
         std::printf("invscan %s (build %s)\n", INVSCAN_VERSION, getBuildDateVMQT());
         return 0;

@@ -1,0 +1,274 @@
+#include "Diff.h"
+
+#include "ZelDefs.h"
+
+#include <map>
+#include <set>
+#include <vector>
+
+using Json = nlohmann::ordered_json;
+
+namespace {
+
+// What changes from one scan to the next on any host.
+const struct {
+    unsigned group;
+    const char* attribute;
+} VOLATILE[] = {{20, "Scan Date"},
+                {20, "Build"},
+                {3, "Free Physical"},
+                {3, "Free Virtual"},
+                {27, "FS Free Size"}};
+
+bool isVolatile(unsigned group, const std::string& name) {
+    for (const auto& v : VOLATILE)
+        if (v.group == group && name == v.attribute) return true;
+    return false;
+}
+
+struct Row {
+    std::map<unsigned, Json> values; // attribute id -> value
+    std::map<unsigned, std::string> names;
+};
+
+// The attribute ids a group's rows are matched by: its keys, less "Index" when
+// there are others, so that a new disk or mount does not shift every row after it.
+std::vector<unsigned> matchKeys(unsigned group) {
+    std::vector<unsigned> keys;
+    const zelGroupDef* def = getGroupDefinitionFromId(group);
+    if (!def || !def->keys) return keys;
+    for (uint32_t i = 0; i < def->keyCount && def->keys[i] != ZEL_DEF_END; ++i)
+        keys.push_back(def->keys[i]);
+    if (keys.size() > 1) {
+        std::vector<unsigned> rest;
+        for (unsigned k : keys) {
+            const zelAttribDef* a = getAttribDefinitionFromId(def, k);
+            if (!a || std::string(a->name) != "Index") rest.push_back(k);
+        }
+        if (!rest.empty()) keys = rest;
+    }
+    return keys;
+}
+
+std::string keyOf(const Row& r, const std::vector<unsigned>& keys) {
+    std::string k;
+    for (unsigned id : keys) {
+        auto it = r.values.find(id);
+        k += (it == r.values.end() ? std::string("null") : it->second.dump()) + "\x1f";
+    }
+    return k;
+}
+
+Json keyJson(const Row& r, const std::vector<unsigned>& keys) {
+    Json k = Json::object();
+    for (unsigned id : keys) {
+        auto it = r.values.find(id);
+        auto n = r.names.find(id);
+        if (it != r.values.end() && n != r.names.end()) k[n->second] = it->second;
+    }
+    return k;
+}
+
+std::vector<Row> rowsOf(const Json& table) {
+    std::vector<Row> out;
+    if (!table.is_object() || !table.contains("rows") || !table["rows"].is_array()) return out;
+    for (const Json& r : table["rows"]) {
+        if (!r.is_array()) continue;
+        Row row;
+        for (const Json& a : r) {
+            if (!a.is_object() || !a.contains("id") || !a["id"].is_number_unsigned()) continue;
+            unsigned id = a["id"].get<unsigned>();
+            row.values[id] = a.contains("value") ? a["value"] : Json(nullptr);
+            row.names[id] =
+                a.contains("name") && a["name"].is_string() ? a["name"].get<std::string>() : "";
+        }
+        out.push_back(row);
+    }
+    return out;
+}
+
+std::map<unsigned, const Json*> tablesById(const Json& scan) {
+    std::map<unsigned, const Json*> t;
+    for (const Json& table : scan["tables"])
+        if (table.is_object() && table.contains("id") && table["id"].is_number_unsigned())
+            t.emplace(table["id"].get<unsigned>(), &table);
+    return t;
+}
+
+Json rowJson(const Row& r, unsigned group, bool all) {
+    Json out = Json::object();
+    for (const auto& v : r.values) {
+        const std::string& name = r.names.at(v.first);
+        if (all || !isVolatile(group, name)) out[name] = v.second;
+    }
+    return out;
+}
+
+} // namespace
+
+bool diffReadScan(const std::string& text, Json* scan, std::string* why) {
+    if (text.size() > DIFF_MAX_INPUT) {
+        *why = "larger than " + std::to_string(DIFF_MAX_INPUT >> 20) + " MiB";
+        return false;
+    }
+    *scan = Json::parse(text, nullptr, false);
+    if (scan->is_discarded()) {
+        *why = "not JSON (or cut short)";
+        return false;
+    }
+    if (!scan->is_object() || !scan->contains("format") || !(*scan)["format"].is_number_integer() ||
+        !scan->contains("tables") || !(*scan)["tables"].is_array()) {
+        *why = "not an invscan JSON scan (no format and tables)";
+        return false;
+    }
+    return true;
+}
+
+Json diffScans(const Json& oldScan, const Json& newScan, bool all) {
+    Json differences = Json::array();
+    const auto oldTables = tablesById(oldScan), newTables = tablesById(newScan);
+    std::set<unsigned> groups;
+    for (const auto& t : oldTables)
+        groups.insert(t.first);
+    for (const auto& t : newTables)
+        groups.insert(t.first);
+    for (unsigned group : groups) {
+        auto o = oldTables.find(group), n = newTables.find(group);
+        const std::vector<Row> before =
+            o == oldTables.end() ? std::vector<Row>() : rowsOf(*o->second);
+        const std::vector<Row> after =
+            n == newTables.end() ? std::vector<Row>() : rowsOf(*n->second);
+        const zelGroupDef* def = getGroupDefinitionFromId(group);
+        const std::string groupName = def ? def->name : std::to_string(group);
+        const std::vector<unsigned> keys = matchKeys(group);
+        bool byIndex = false;
+        for (unsigned k : keys) {
+            const zelAttribDef* a = def ? getAttribDefinitionFromId(def, k) : nullptr;
+            byIndex = byIndex || (a && std::string(a->name) == "Index");
+        }
+        // Rows by key; a key met twice counts its occurrences, so both rows stay apart.
+        auto index = [&keys](const std::vector<Row>& rows) {
+            std::map<std::string, std::vector<const Row*>> m;
+            for (const Row& r : rows)
+                m[keys.empty() ? std::string("row") : keyOf(r, keys)].push_back(&r);
+            return m;
+        };
+        auto oldByKey = index(before), newByKey = index(after);
+        std::vector<const Row*> removed, added;
+        std::vector<std::pair<const Row*, const Row*>> both;
+        for (const auto& entry : oldByKey) {
+            auto it = newByKey.find(entry.first);
+            std::size_t matched =
+                it == newByKey.end() ? 0 : std::min(entry.second.size(), it->second.size());
+            for (std::size_t i = 0; i < entry.second.size(); ++i) {
+                if (i < matched)
+                    both.emplace_back(entry.second[i], it->second[i]);
+                else
+                    removed.push_back(entry.second[i]);
+            }
+        }
+        for (const auto& entry : newByKey) {
+            auto it = oldByKey.find(entry.first);
+            std::size_t have = it == oldByKey.end() ? 0 : it->second.size();
+            for (std::size_t i = have; i < entry.second.size(); ++i)
+                added.push_back(entry.second[i]);
+        }
+        // A row whose key itself changed (a disk's serial is part of its ID) is still
+        // the same row when it keeps its place: unmatched rows of the same Index pair up.
+        const zelAttribDef* indexDef = nullptr;
+        for (const zelAttribDef* a = def ? def->attribs : nullptr; a && a->id != ZEL_DEF_END; ++a)
+            if (std::string(a->name) == "Index") indexDef = a;
+        if (indexDef) {
+            for (auto r = removed.begin(); r != removed.end();) {
+                auto same = added.end();
+                auto ri = (*r)->values.find(indexDef->id);
+                for (auto a = added.begin(); a != added.end() && ri != (*r)->values.end(); ++a) {
+                    auto ai = (*a)->values.find(indexDef->id);
+                    if (ai != (*a)->values.end() && ai->second == ri->second) same = a;
+                }
+                if (same == added.end()) {
+                    ++r;
+                    continue;
+                }
+                both.emplace_back(*r, *same);
+                added.erase(same);
+                r = removed.erase(r);
+            }
+        }
+        for (const Row* r : removed)
+            differences.push_back({{"group", groupName},
+                                   {"id", group},
+                                   {"change", "removed"},
+                                   {"key", keyJson(*r, keys)},
+                                   {"row", rowJson(*r, group, all)}});
+        for (const Row* r : added)
+            differences.push_back({{"group", groupName},
+                                   {"id", group},
+                                   {"change", "added"},
+                                   {"key", keyJson(*r, keys)},
+                                   {"row", rowJson(*r, group, all)}});
+        for (const auto& p : both) {
+            Json attrs = Json::array();
+            std::set<unsigned> ids;
+            for (const auto& v : p.first->values)
+                ids.insert(v.first);
+            for (const auto& v : p.second->values)
+                ids.insert(v.first);
+            for (unsigned id : ids) {
+                auto a = p.first->values.find(id), b = p.second->values.find(id);
+                Json ov = a == p.first->values.end() ? Json(nullptr) : a->second;
+                Json nv = b == p.second->values.end() ? Json(nullptr) : b->second;
+                const std::string name =
+                    a != p.first->values.end() ? p.first->names.at(id) : p.second->names.at(id);
+                // The running number follows the rows before it: a row that only moved
+                // has not changed, unless the rows are matched by it.
+                if (ov == nv || (!all && isVolatile(group, name)) || (name == "Index" && !byIndex))
+                    continue;
+                attrs.push_back({{"id", id}, {"name", name}, {"old", ov}, {"new", nv}});
+            }
+            if (!attrs.empty())
+                differences.push_back({{"group", groupName},
+                                       {"id", group},
+                                       {"change", "changed"},
+                                       {"key", keyJson(*p.first, keys)},
+                                       {"attributes", attrs}});
+        }
+    }
+    Json out;
+    out["format"] = oldScan["format"];
+    out["differences"] = differences;
+    return out;
+}
+
+std::string diffText(const Json& result) {
+    std::string out;
+    for (const Json& d : result["differences"]) {
+        out += d["group"].get<std::string>() + ": " + d["change"].get<std::string>();
+        std::string key;
+        for (const auto& k : d["key"].items())
+            key += (key.empty() ? "" : ", ") + k.key() + "=" + k.value().dump();
+        if (!key.empty()) out += " (" + key + ")";
+        if (d.contains("attributes")) {
+            for (const Json& a : d["attributes"])
+                out += "\n    " + a["name"].get<std::string>() + ": " + a["old"].dump() + " -> " +
+                       a["new"].dump();
+        } else {
+            for (const auto& v : d["row"].items())
+                out += "\n    " + v.key() + ": " + v.value().dump();
+        }
+        out += "\n";
+    }
+    const std::size_t n = result["differences"].size();
+    out += n == 0 ? std::string("no differences\n")
+                  : std::to_string(n) + (n == 1 ? " difference\n" : " differences\n");
+    return out;
+}
+
+std::string diffVolatileList() {
+    std::string s;
+    for (const auto& v : VOLATILE) {
+        const zelGroupDef* def = getGroupDefinitionFromId(v.group);
+        s += std::string(s.empty() ? "" : ", ") + (def ? def->name : "?") + ": " + v.attribute;
+    }
+    return s;
+}
