@@ -26,10 +26,21 @@ bool isVolatile(unsigned group, const std::string& name) {
     return false;
 }
 
+// A row's attributes by id, pointing into the scan (which outlives the diff).
 struct Row {
-    std::map<unsigned, Json> values; // attribute id -> value
-    std::map<unsigned, std::string> names;
+    std::map<unsigned, const Json*> values;
+    std::map<unsigned, const std::string*> names;
 };
+
+const std::string& noName() {
+    static const std::string n;
+    return n;
+}
+
+const Json& nullJson() {
+    static const Json n(nullptr);
+    return n;
+}
 
 // The attribute ids a group's rows are matched by: its keys, less "Index" when
 // there are others, so that a new disk or mount does not shift every row after it.
@@ -54,7 +65,7 @@ std::string keyOf(const Row& r, const std::vector<unsigned>& keys) {
     std::string k;
     for (unsigned id : keys) {
         auto it = r.values.find(id);
-        k += (it == r.values.end() ? std::string("null") : it->second.dump()) + "\x1f";
+        k += (it == r.values.end() ? std::string("null") : it->second->dump()) + "\x1f";
     }
     return k;
 }
@@ -64,7 +75,7 @@ Json keyJson(const Row& r, const std::vector<unsigned>& keys) {
     for (unsigned id : keys) {
         auto it = r.values.find(id);
         auto n = r.names.find(id);
-        if (it != r.values.end() && n != r.names.end()) k[n->second] = it->second;
+        if (it != r.values.end() && n != r.names.end()) k[*n->second] = *it->second;
     }
     return k;
 }
@@ -78,9 +89,11 @@ std::vector<Row> rowsOf(const Json& table) {
         for (const Json& a : r) {
             if (!a.is_object() || !a.contains("id") || !a["id"].is_number_unsigned()) continue;
             unsigned id = a["id"].get<unsigned>();
-            row.values[id] = a.contains("value") ? a["value"] : Json(nullptr);
+            auto v = a.find("value");
+            row.values[id] = v != a.end() ? &*v : &nullJson();
+            auto n = a.find("name");
             row.names[id] =
-                a.contains("name") && a["name"].is_string() ? a["name"].get<std::string>() : "";
+                n != a.end() && n->is_string() ? &n->get_ref<const std::string&>() : &noName();
         }
         out.push_back(row);
     }
@@ -98,8 +111,8 @@ std::map<unsigned, const Json*> tablesById(const Json& scan) {
 Json rowJson(const Row& r, unsigned group, bool all) {
     Json out = Json::object();
     for (const auto& v : r.values) {
-        const std::string& name = r.names.at(v.first);
-        if (all || !isVolatile(group, name)) out[name] = v.second;
+        const std::string& name = *r.names.at(v.first);
+        if (all || !isVolatile(group, name)) out[name] = *v.second;
     }
     return out;
 }
@@ -184,7 +197,7 @@ Json diffScans(const Json& oldScan, const Json& newScan, bool all) {
                 auto ri = (*r)->values.find(indexDef->id);
                 for (auto a = added.begin(); a != added.end() && ri != (*r)->values.end(); ++a) {
                     auto ai = (*a)->values.find(indexDef->id);
-                    if (ai != (*a)->values.end() && ai->second == ri->second) same = a;
+                    if (ai != (*a)->values.end() && *ai->second == *ri->second) same = a;
                 }
                 if (same == added.end()) {
                     ++r;
@@ -209,19 +222,20 @@ Json diffScans(const Json& oldScan, const Json& newScan, bool all) {
                                    {"row", rowJson(*r, group, all)}});
         for (const auto& p : both) {
             Json attrs = Json::array();
-            std::set<unsigned> ids;
+            // Both rows list mostly the same attributes: the first's, then any the
+            // second has alone.
+            std::vector<unsigned> ids;
+            ids.reserve(p.first->values.size());
             for (const auto& v : p.first->values)
-                ids.insert(v.first);
+                ids.push_back(v.first);
             for (const auto& v : p.second->values)
-                ids.insert(v.first);
+                if (!p.first->values.count(v.first)) ids.push_back(v.first);
             for (unsigned id : ids) {
                 auto a = p.first->values.find(id), b = p.second->values.find(id);
-                Json ov = a == p.first->values.end() ? Json(nullptr) : a->second;
-                Json nv = b == p.second->values.end() ? Json(nullptr) : b->second;
-                const std::string name =
-                    a != p.first->values.end() ? p.first->names.at(id) : p.second->names.at(id);
-                // The running number follows the rows before it: a row that only moved
-                // has not changed, unless the rows are matched by it.
+                const Json& ov = a == p.first->values.end() ? nullJson() : *a->second;
+                const Json& nv = b == p.second->values.end() ? nullJson() : *b->second;
+                const std::string& name =
+                    a != p.first->values.end() ? *p.first->names.at(id) : *p.second->names.at(id);
                 if (ov == nv || (!all && isVolatile(group, name)) || (name == "Index" && !byIndex))
                     continue;
                 attrs.push_back({{"id", id}, {"name", name}, {"old", ov}, {"new", nv}});
