@@ -3,6 +3,8 @@
 // leaves a bundle that replay refuses. The inputs are built here.
 #include <gtest/gtest.h>
 
+#include "../common/run_command.h"
+
 #include <cstdio>
 #include <fstream>
 #include <string>
@@ -20,17 +22,8 @@ struct Result {
 
 // Runs a shell line; standard error is what the test reads.
 Result sh(const std::string& line) {
-    std::string cmd = "( " + line + " ) 2>&1 >/dev/null";
-    Result r{-1, ""};
-    if (std::FILE* p = popen(cmd.c_str(), "r")) {
-        char buf[4096];
-        size_t n;
-        while ((n = std::fread(buf, 1, sizeof buf, p)) > 0)
-            r.err.append(buf, n);
-        int st = pclose(p);
-        r.status = WIFEXITED(st) ? WEXITSTATUS(st) : -1;
-    }
-    return r;
+    testrun::Outcome o = testrun::runCommand("( " + line + " ) 2>&1 >/dev/null");
+    return Result{o.status, o.out};
 }
 
 void writeFile(const std::string& path, const std::string& text) {

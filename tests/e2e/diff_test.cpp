@@ -2,6 +2,8 @@
 // same; a bundle with one module removed, one disk's serial changed and one address
 // added gives exactly those three; broken input is trouble (exit 2), never a crash.
 #include <gtest/gtest.h>
+
+#include "../common/run_command.h"
 #include <nlohmann/json.hpp>
 
 #include <cstdio>
@@ -19,22 +21,9 @@ const std::string kBundles = std::string(INVSCAN_TEST_DATA) + "/bundles/";
 const std::string kInvscan =
     "env -u KOR_HOMEDIR " + std::string(INVSCAN_BINARY_DIR) + "/bin/invscan";
 
-struct Outcome {
-    int status;
-    std::string out;
-};
-
+using testrun::Outcome;
 Outcome run(const std::string& command) {
-    Outcome r{-1, ""};
-    if (std::FILE* p = popen(command.c_str(), "r")) {
-        char buf[4096];
-        size_t n;
-        while ((n = std::fread(buf, 1, sizeof buf, p)) > 0)
-            r.out.append(buf, n);
-        int st = pclose(p);
-        r.status = WIFEXITED(st) ? WEXITSTATUS(st) : -1;
-    }
-    return r;
+    return testrun::runCommand(command);
 }
 
 std::string readFile(const std::string& path) {

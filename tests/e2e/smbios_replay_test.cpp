@@ -6,6 +6,8 @@
 
 #include <gtest/gtest.h>
 
+#include "../common/run_command.h"
+
 #include "../common/json_schema.h"
 #include <nlohmann/json.hpp>
 
@@ -53,17 +55,7 @@ std::string ioKitReport(const std::vector<unsigned char>& table) {
            std::to_string(table.size()) + "," + data + "\n)\n)\n)\n)\n)\n)\n";
 }
 
-std::string run(const std::string& command) {
-    std::string out;
-    if (std::FILE* p = popen(command.c_str(), "r")) {
-        char buf[4096];
-        size_t n;
-        while ((n = std::fread(buf, 1, sizeof buf, p)) > 0)
-            out.append(buf, n);
-        pclose(p);
-    }
-    return out;
-}
+using testrun::run;
 
 TEST(SmbiosReplay, EveryCorpusTableThroughTheProgram) {
     const auto expected = expectations();

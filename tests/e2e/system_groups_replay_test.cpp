@@ -4,6 +4,8 @@
 // that an expected file cannot drift away from the data it claims to describe.
 #include <gtest/gtest.h>
 
+#include "../common/run_command.h"
+
 #include "../common/json_schema.h"
 #include <nlohmann/json.hpp>
 
@@ -22,17 +24,7 @@ const std::string kInvscan = std::string(INVSCAN_BINARY_DIR) + "/bin/invscan";
 const char* const kGroups = " -g 4 -g 3 -g 31 -g 5 -g 15 -g 1";
 const char* const kNetworkGroups = " -g 7 -g 6 -g 51 -g 27";
 
-std::string run(const std::string& command) {
-    std::string out;
-    if (std::FILE* p = popen(command.c_str(), "r")) {
-        char buf[4096];
-        size_t n;
-        while ((n = std::fread(buf, 1, sizeof buf, p)) > 0)
-            out.append(buf, n);
-        pclose(p);
-    }
-    return out;
-}
+using testrun::run;
 
 std::string readFile(const std::string& path) {
     std::ifstream in(path, std::ios::binary);
