@@ -27,9 +27,12 @@ bool isVolatile(unsigned group, const std::string& name) {
 }
 
 // A row's attributes by id, pointing into the scan (which outlives the diff).
+struct Attr {
+    const Json* value;
+    const std::string* name;
+};
 struct Row {
-    std::map<unsigned, const Json*> values;
-    std::map<unsigned, const std::string*> names;
+    std::map<unsigned, Attr> values;
 };
 
 const std::string& noName() {
@@ -65,7 +68,7 @@ std::string keyOf(const Row& r, const std::vector<unsigned>& keys) {
     std::string k;
     for (unsigned id : keys) {
         auto it = r.values.find(id);
-        k += (it == r.values.end() ? std::string("null") : it->second->dump()) + "\x1f";
+        k += (it == r.values.end() ? std::string("null") : it->second.value->dump()) + "\x1f";
     }
     return k;
 }
@@ -74,8 +77,7 @@ Json keyJson(const Row& r, const std::vector<unsigned>& keys) {
     Json k = Json::object();
     for (unsigned id : keys) {
         auto it = r.values.find(id);
-        auto n = r.names.find(id);
-        if (it != r.values.end() && n != r.names.end()) k[*n->second] = *it->second;
+        if (it != r.values.end()) k[*it->second.name] = *it->second.value;
     }
     return k;
 }
@@ -90,10 +92,10 @@ std::vector<Row> rowsOf(const Json& table) {
             if (!a.is_object() || !a.contains("id") || !a["id"].is_number_unsigned()) continue;
             unsigned id = a["id"].get<unsigned>();
             auto v = a.find("value");
-            row.values[id] = v != a.end() ? &*v : &nullJson();
             auto n = a.find("name");
-            row.names[id] =
-                n != a.end() && n->is_string() ? &n->get_ref<const std::string&>() : &noName();
+            row.values[id] = {v != a.end() ? &*v : &nullJson(),
+                              n != a.end() && n->is_string() ? &n->get_ref<const std::string&>()
+                                                             : &noName()};
         }
         out.push_back(row);
     }
@@ -111,8 +113,8 @@ std::map<unsigned, const Json*> tablesById(const Json& scan) {
 Json rowJson(const Row& r, unsigned group, bool all) {
     Json out = Json::object();
     for (const auto& v : r.values) {
-        const std::string& name = *r.names.at(v.first);
-        if (all || !isVolatile(group, name)) out[name] = *v.second;
+        const std::string& name = *v.second.name;
+        if (all || !isVolatile(group, name)) out[name] = *v.second.value;
     }
     return out;
 }
@@ -197,7 +199,8 @@ Json diffScans(const Json& oldScan, const Json& newScan, bool all) {
                 auto ri = (*r)->values.find(indexDef->id);
                 for (auto a = added.begin(); a != added.end() && ri != (*r)->values.end(); ++a) {
                     auto ai = (*a)->values.find(indexDef->id);
-                    if (ai != (*a)->values.end() && *ai->second == *ri->second) same = a;
+                    if (ai != (*a)->values.end() && *ai->second.value == *ri->second.value)
+                        same = a;
                 }
                 if (same == added.end()) {
                     ++r;
@@ -232,10 +235,10 @@ Json diffScans(const Json& oldScan, const Json& newScan, bool all) {
                 if (!p.first->values.count(v.first)) ids.push_back(v.first);
             for (unsigned id : ids) {
                 auto a = p.first->values.find(id), b = p.second->values.find(id);
-                const Json& ov = a == p.first->values.end() ? nullJson() : *a->second;
-                const Json& nv = b == p.second->values.end() ? nullJson() : *b->second;
+                const Json& ov = a == p.first->values.end() ? nullJson() : *a->second.value;
+                const Json& nv = b == p.second->values.end() ? nullJson() : *b->second.value;
                 const std::string& name =
-                    a != p.first->values.end() ? *p.first->names.at(id) : *p.second->names.at(id);
+                    a != p.first->values.end() ? *a->second.name : *b->second.name;
                 if (ov == nv || (!all && isVolatile(group, name)) || (name == "Index" && !byIndex))
                     continue;
                 attrs.push_back({{"id", id}, {"name", name}, {"old", ov}, {"new", nv}});

@@ -334,16 +334,18 @@ int main(int argc, char** argv) {
         std::fprintf(stderr, "invscan: cannot open trace file '%s'\n", trace.c_str());
         return 1;
     }
-    for (const char* opt : {"--replay", "--record", "--config", "--trace"}) {
-        const std::string& v = std::strcmp(opt, "--replay") == 0   ? replayDir
-                               : std::strcmp(opt, "--record") == 0 ? recordDir
-                               : std::strcmp(opt, "--config") == 0 ? config
-                                                                   : trace;
-        if (app.count(opt) && v.empty()) {
-            std::fprintf(stderr, "invscan: %s needs a %s, not an empty argument\n", opt,
-                         std::strcmp(opt, "--config") == 0  ? "file"
-                         : std::strcmp(opt, "--trace") == 0 ? "file or 'stderr'"
-                                                            : "folder");
+    const struct {
+        const char* option;
+        const std::string& value;
+        const char* what;
+    } paths[] = {{"--replay", replayDir, "folder"},
+                 {"--record", recordDir, "folder"},
+                 {"--config", config, "file"},
+                 {"--trace", trace, "file or 'stderr'"}};
+    for (const auto& p : paths) {
+        if (app.count(p.option) && p.value.empty()) {
+            std::fprintf(stderr, "invscan: %s needs a %s, not an empty argument\n", p.option,
+                         p.what);
             return EXIT_USAGE;
         }
     }

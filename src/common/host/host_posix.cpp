@@ -9,8 +9,6 @@
 #include <ctime>
 #include <chrono>
 #include <condition_variable>
-#include <algorithm>
-#include <functional>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -73,16 +71,7 @@ struct Pending {
     int rc = -1;
     char name[NI_MAXHOST] = "";
     std::chrono::steady_clock::time_point started = std::chrono::steady_clock::now();
-    std::function<void()> ask;
 };
-
-void runDetached(const std::function<void()>& fn) {
-    try {
-        std::thread(fn).detach();
-    } catch (const std::system_error&) {
-        fn();
-    }
-}
 
 // Lookups asked ahead or under way, by family and address bytes; a minute old, an
 // entry is asked again.
@@ -128,24 +117,24 @@ std::shared_ptr<Pending> startLookup(const void* addr, unsigned len, int type) {
         i = now - i->second->started >= std::chrono::minutes(1) ? table.erase(i) : std::next(i);
     auto pending = std::make_shared<Pending>();
     ResolverFn fn = g_resolver ? g_resolver : systemResolver;
-    // The thread keeps only a weak hold: the table and the waiter own the record.
-    std::weak_ptr<Pending> weak = pending;
-    pending->ask = [weak, ss, ssLen, fn]() {
+    auto ask = [pending, ss, ssLen, fn]() {
         char name[NI_MAXHOST] = "";
         int rc = fn(reinterpret_cast<const struct sockaddr*>(&ss), ssLen, name, sizeof name);
-        std::shared_ptr<Pending> p = weak.lock();
-        if (!p) return;
-        std::lock_guard<std::mutex> lk(p->lock);
-        p->rc = rc;
-        std::memcpy(p->name, name, sizeof name);
-        p->name[sizeof name - 1] = '\0';
-        p->done = true;
-        p->doneCv.notify_all();
+        std::lock_guard<std::mutex> lk(pending->lock);
+        pending->rc = rc;
+        std::memcpy(pending->name, name, sizeof name);
+        pending->name[sizeof name - 1] = '\0';
+        pending->done = true;
+        pending->doneCv.notify_all();
     };
     table[key] = pending;
     // A resolver that never answers must not hold up the scan: each lookup has a
     // thread of its own, and whoever waits for it stops at the bound.
-    runDetached(pending->ask);
+    try {
+        std::thread(ask).detach();
+    } catch (const std::system_error&) {
+        ask();
+    }
     return pending;
 }
 

@@ -6,6 +6,8 @@
 #endif
 #include "ReportVt.h"
 
+#include "HostFacts.h"
+
 #include <algorithm>
 #include <arpa/inet.h>
 #include <cctype>
@@ -178,22 +180,11 @@ void addHardware(Node* sp, const Smbios& smb) {
     (void)smb;
 }
 
-std::string osRelease(const char* key) {
-    std::istringstream in(readFile("/etc/os-release"));
-    std::string line, k = std::string(key) + "=";
-    while (std::getline(in, line)) {
-        if (line.compare(0, k.size(), k) != 0) continue;
-        std::string v = trim(line.substr(k.size()));
-        if (v.size() >= 2 && (v[0] == '"' || v[0] == '\'') && v.back() == v[0]) v = v.substr(1, v.size() - 2);
-        return v;
-    }
-    return std::string();
-}
-
 void addSoftware(Node* sp) {
     Node& os = sp->addChild("SPSoftwareDataType").addChild("os_overview");
-    std::string name = osRelease("PRETTY_NAME");
-    if (name.empty()) name = osRelease("NAME");
+    const std::string text = readFile("/etc/os-release");
+    const hostfacts::OsRelease release = hostfacts::parseOsRelease(text.data(), text.size());
+    std::string name = !release.prettyName.empty() ? release.prettyName : release.name;
     struct utsname u;
     bool un = ::uname(&u) == 0;
     if (!name.empty()) os.addString("os_version", name);

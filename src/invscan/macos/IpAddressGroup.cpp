@@ -150,8 +150,7 @@ ZelTable* IpAddressGroup::getTable() {
     }
     ZelTable* table = new ZelTable(getGroupId(), getGroupVersion());
     ReverseLookup lookups(*this);
-    VtNode* sp = info->tree->getChild("SystemProfiler", 0);
-    VtNode* net = sp ? sp->getChild("SPNetworkDataType", 0) : nullptr;
+    VtNode* net = MacInfo::getSection(info, "SPNetworkDataType");
     // Every address the services name, the IPv6 ones too for the group after this.
     for (VtNode* svc = net ? net->children : nullptr; svc; svc = svc->next) {
         const struct {
@@ -210,8 +209,7 @@ ZelTable* Ipv6AddressGroup::getTable() {
     }
     ZelTable* table = new ZelTable(getGroupId(), getGroupVersion());
     ReverseLookup lookups(*this);
-    VtNode* sp = info->tree->getChild("SystemProfiler", 0);
-    VtNode* net = sp ? sp->getChild("SPNetworkDataType", 0) : nullptr;
+    VtNode* net = MacInfo::getSection(info, "SPNetworkDataType");
     unsigned long index = 1;
     for (VtNode* svc = net ? net->children : nullptr; svc; svc = svc->next) {
         Dns dns = dnsOf(svc);

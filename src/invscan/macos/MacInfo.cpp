@@ -77,6 +77,11 @@ void MacInfo::setSysProf(VtExecInfo* info) {
     replace(vt_sysprof, info);
 }
 
+VtNode* MacInfo::getSection(const VtExecInfo* info, const char* dataType) {
+    VtNode* sp = info && info->tree ? info->tree->getChild("SystemProfiler", 0) : nullptr;
+    return sp ? sp->getChild(dataType, 0) : nullptr;
+}
+
 void MacInfo::setIoKit(VtExecInfo* info) {
     replace(vt_iokit, info);
 }

@@ -20,6 +20,9 @@ public:
     // the record it held, so no pointer obtained earlier may be used afterwards; null
     // empties it so the next call runs the helper again.
     static void setSysProf(VtExecInfo* info);
+
+    // The system profiler section of a data type ("SPNetworkDataType"), or null.
+    static VtNode* getSection(const VtExecInfo* info, const char* dataType);
     static void setIoKit(VtExecInfo* info);
 };
 

@@ -22,8 +22,7 @@ ZelTable* MemoryModulesGroup::getTable() {
 
     VtExecInfo* info = MacInfo::getSysProf();
     VtNode* first = nullptr;
-    VtNode* sp = info && info->tree ? info->tree->getChild("SystemProfiler", 0) : nullptr;
-    VtNode* node = sp ? sp->getChild(SECTION, 0) : nullptr;
+    VtNode* node = MacInfo::getSection(info, SECTION);
     while (node && node->name && std::strcmp(node->name, SECTION) == 0)
         node = node->getChild(nullptr, 0);
     first = node;

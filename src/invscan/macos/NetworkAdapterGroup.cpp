@@ -24,8 +24,7 @@ ZelTable* NetworkAdapterGroup::getTable() {
         return nullptr;
     }
     ZelTable* table = new ZelTable(getGroupId(), getGroupVersion());
-    VtNode* sp = info->tree->getChild("SystemProfiler", 0);
-    VtNode* net = sp ? sp->getChild("SPNetworkDataType", 0) : nullptr;
+    VtNode* net = MacInfo::getSection(info, "SPNetworkDataType");
     unsigned long index = 1;
     for (VtNode* svc = net ? net->children : nullptr; svc; svc = svc->next) {
         const char* hardware = svc->getValue("", "hardware", "");

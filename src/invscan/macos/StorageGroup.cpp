@@ -46,10 +46,9 @@ ZelTable* StorageGroup::getTable() {
         return nullptr;
     }
     ZelTable* table = new ZelTable(getGroupId(), getGroupVersion());
-    VtNode* sp = info->tree->getChild("SystemProfiler", 0);
     unsigned long index = 1;
     for (const char* section : SECTIONS) {
-        VtNode* sec = sp ? sp->getChild(section, 0) : nullptr;
+        VtNode* sec = MacInfo::getSection(info, section);
         for (VtNode* ctl = sec ? sec->children : nullptr; ctl; ctl = ctl->next) {
             for (VtNode* dev = ctl->children; dev; dev = dev->next) {
                 const char* name = dev->name ? dev->name : "";
