@@ -2,6 +2,7 @@
 
 #include "ZelDefs.h"
 
+#include <algorithm>
 #include <map>
 #include <set>
 #include <vector>
@@ -156,11 +157,11 @@ Json diffScans(const Json& oldScan, const Json& newScan, bool all) {
         const zelGroupDef* def = getGroupDefinitionFromId(group);
         const std::string groupName = def ? def->name : std::to_string(group);
         const std::vector<unsigned> keys = matchKeys(group);
-        bool byIndex = false;
-        for (unsigned k : keys) {
-            const zelAttribDef* a = def ? getAttribDefinitionFromId(def, k) : nullptr;
-            byIndex = byIndex || (a && std::string(a->name) == "Index");
-        }
+        const zelAttribDef* indexDef = nullptr;
+        for (const zelAttribDef* a = def ? def->attribs : nullptr; a && a->id != ZEL_DEF_END; ++a)
+            if (std::string(a->name) == "Index") indexDef = a;
+        const bool byIndex =
+            indexDef && std::find(keys.begin(), keys.end(), indexDef->id) != keys.end();
         // Rows by key; a key met twice counts its occurrences, so both rows stay apart.
         auto index = [&keys](const std::vector<Row>& rows) {
             std::map<std::string, std::vector<const Row*>> m;
@@ -190,9 +191,6 @@ Json diffScans(const Json& oldScan, const Json& newScan, bool all) {
         }
         // A row whose key itself changed (a disk's serial is part of its ID) is still
         // the same row when it keeps its place: unmatched rows of the same Index pair up.
-        const zelAttribDef* indexDef = nullptr;
-        for (const zelAttribDef* a = def ? def->attribs : nullptr; a && a->id != ZEL_DEF_END; ++a)
-            if (std::string(a->name) == "Index") indexDef = a;
         if (indexDef) {
             for (auto r = removed.begin(); r != removed.end();) {
                 auto same = added.end();
@@ -211,18 +209,13 @@ Json diffScans(const Json& oldScan, const Json& newScan, bool all) {
                 r = removed.erase(r);
             }
         }
-        for (const Row* r : removed)
-            differences.push_back({{"group", groupName},
-                                   {"id", group},
-                                   {"change", "removed"},
-                                   {"key", keyJson(*r, keys)},
-                                   {"row", rowJson(*r, group, all)}});
-        for (const Row* r : added)
-            differences.push_back({{"group", groupName},
-                                   {"id", group},
-                                   {"change", "added"},
-                                   {"key", keyJson(*r, keys)},
-                                   {"row", rowJson(*r, group, all)}});
+        for (const auto& side : {std::make_pair("removed", &removed), {"added", &added}})
+            for (const Row* r : *side.second)
+                differences.push_back({{"group", groupName},
+                                       {"id", group},
+                                       {"change", side.first},
+                                       {"key", keyJson(*r, keys)},
+                                       {"row", rowJson(*r, group, all)}});
         for (const auto& p : both) {
             Json attrs = Json::array();
             // Both rows list mostly the same attributes: the first's, then any the

@@ -235,64 +235,43 @@ bool lookup(const std::string& name, SysctlValue* v) {
         // CPUID leaf 1 EAX from the decoded family / model / stepping.
         std::int64_t fam = c.family, mod = c.model;
         std::int64_t baseFam = fam >= 15 ? 15 : fam, extFam = fam >= 15 ? fam - 15 : 0;
-        if (name == "machdep.cpu.signature") {
-            *v = SysctlValue::i32((extFam << 20) | ((mod >> 4) << 16) | (baseFam << 8) |
-                                  ((mod & 15) << 4) | (c.stepping & 15));
-            return true;
-        }
-        if (name == "machdep.cpu.family") {
-            *v = SysctlValue::i32(fam);
-            return true;
-        }
-        if (name == "machdep.cpu.model") {
-            *v = SysctlValue::i32(mod);
-            return true;
-        }
-        if (name == "machdep.cpu.stepping") {
-            *v = SysctlValue::i32(c.stepping);
-            return true;
-        }
-        if (name == "machdep.cpu.extfamily") {
-            *v = SysctlValue::i32(extFam);
-            return true;
-        }
-        if (name == "machdep.cpu.extmodel") {
-            *v = SysctlValue::i32(mod >> 4);
-            return true;
-        }
+        const std::pair<const char*, std::int64_t> ids[] = {
+            {"machdep.cpu.signature", (extFam << 20) | ((mod >> 4) << 16) | (baseFam << 8) |
+                                          ((mod & 15) << 4) | (c.stepping & 15)},
+            {"machdep.cpu.family", fam},
+            {"machdep.cpu.model", mod},
+            {"machdep.cpu.stepping", c.stepping},
+            {"machdep.cpu.extfamily", extFam},
+            {"machdep.cpu.extmodel", mod >> 4}};
+        for (const auto& k : ids)
+            if (name == k.first) {
+                *v = SysctlValue::i32(k.second);
+                return true;
+            }
     }
-    if (name == "machdep.cpu.cores_per_package" && c.coresPerPackage > 0) {
-        *v = SysctlValue::i32(c.coresPerPackage);
-        return true;
-    }
-    if (name == "machdep.cpu.logical_per_package" && c.logicalPerPackage > 0) {
-        *v = SysctlValue::i32(c.logicalPerPackage);
-        return true;
-    }
-    if (name == "machdep.cpu.core_count") {
-        *v = SysctlValue::i32(c.physical);
-        return true;
-    }
-    if (name == "machdep.cpu.thread_count") {
-        *v = SysctlValue::i32(c.logical);
-        return true;
-    }
+    // Counts; a zero per-package figure means /proc/cpuinfo did not say.
+    const struct {
+        const char* n1;
+        const char* n2;
+        std::int64_t value;
+        bool known;
+    } counts[] = {
+        {"machdep.cpu.cores_per_package", nullptr, c.coresPerPackage, c.coresPerPackage > 0},
+        {"machdep.cpu.logical_per_package", nullptr, c.logicalPerPackage, c.logicalPerPackage > 0},
+        {"machdep.cpu.core_count", nullptr, c.physical, true},
+        {"machdep.cpu.thread_count", nullptr, c.logical, true},
+        {"hw.packages", nullptr, c.packages, true},
+        {"hw.physicalcpu_max", "hw.physicalcpu", c.physical, true},
+        {"hw.logicalcpu_max", "hw.ncpu", c.logical, true}};
+    for (const auto& k : counts)
+        if (k.known && (name == k.n1 || (k.n2 && name == k.n2))) {
+            *v = SysctlValue::i32(k.value);
+            return true;
+        }
     if (name == "machdep.cpu.cache.size") {
         std::int64_t l2 = cacheSize(2, "Unified");
         if (l2 < 0) return false;
         *v = SysctlValue::i32(l2 >> 10); // kilobytes, as Darwin gives it
-        return true;
-    }
-    if (name == "hw.packages") {
-        *v = SysctlValue::i32(c.packages);
-        return true;
-    }
-    if (name == "hw.physicalcpu_max" || name == "hw.physicalcpu") {
-        *v = SysctlValue::i32(c.physical);
-        return true;
-    }
-    if (name == "hw.logicalcpu_max" || name == "hw.ncpu") {
-        *v = SysctlValue::i32(c.logical);
         return true;
     }
     if (name == "hw.logicalcpu" || name == "hw.activecpu") {
@@ -337,26 +316,16 @@ bool lookup(const std::string& name, SysctlValue* v) {
     }
     struct utsname u;
     if (::uname(&u) == 0) {
-        if (name == "hw.machine") {
-            *v = SysctlValue::str(u.machine);
-            return true;
-        }
-        if (name == "kern.ostype") {
-            *v = SysctlValue::str(u.sysname);
-            return true;
-        }
-        if (name == "kern.osrelease") {
-            *v = SysctlValue::str(u.release);
-            return true;
-        }
-        if (name == "kern.version") {
-            *v = SysctlValue::str(u.version);
-            return true;
-        }
-        if (name == "kern.hostname") {
-            *v = SysctlValue::str(u.nodename);
-            return true;
-        }
+        const std::pair<const char*, const char*> fields[] = {{"hw.machine", u.machine},
+                                                              {"kern.ostype", u.sysname},
+                                                              {"kern.osrelease", u.release},
+                                                              {"kern.version", u.version},
+                                                              {"kern.hostname", u.nodename}};
+        for (const auto& f : fields)
+            if (name == f.first) {
+                *v = SysctlValue::str(f.second);
+                return true;
+            }
     }
     if (name == "kern.install_date") {
         std::string d = installDate();

@@ -7,6 +7,7 @@
 #include "CcLog.h"
 #include "HostFacts.h"
 #include "MacInfo.h"
+#include "Toolbox.h"
 #include "ZelTableRow.h"
 #include "md5.h"
 
@@ -24,14 +25,6 @@ const char* const SECTIONS[] = {"SPSerialATADataType", "SPParallelATADataType", 
 const unsigned long TYPE_UNKNOWN = 1;
 const unsigned long TYPE_DVD = 23;
 const unsigned long TYPE_HARD_DISK = 30;
-
-bool containsDVD(const char* s) {
-    for (; *s; ++s)
-        if ((s[0] == 'D' || s[0] == 'd') && (s[1] == 'V' || s[1] == 'v') &&
-            (s[2] == 'D' || s[2] == 'd'))
-            return true;
-    return false;
-}
 
 } // namespace
 
@@ -61,7 +54,7 @@ ZelTable* StorageGroup::getTable() {
                 const char* maker = dev->getValue("", "f_manufacturer", "");
                 const char* bsd = dev->getValue("", "bsd_name", "");
                 unsigned long size = hostfacts::storageSizeMB(sizeText);
-                unsigned long type = containsDVD(model)                  ? TYPE_DVD
+                unsigned long type = Toolbox::strcasestr(model, "DVD")   ? TYPE_DVD
                                      : std::strncmp(bsd, "disk", 4) == 0 ? TYPE_HARD_DISK
                                                                          : TYPE_UNKNOWN;
                 // Hubs and empty card readers: nothing that stores data.
