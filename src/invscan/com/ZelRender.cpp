@@ -1,6 +1,7 @@
 #include "ZelRender.h"
 
 #include "ZelTableRow.h"
+#include "ZelValue.h"
 
 #include <climits>
 #include <clocale>
@@ -75,18 +76,16 @@ void PrintOctetStringToFile(std::FILE* file, const unsigned char* bytes, unsigne
     std::fputc('"', file);
 }
 
-void PrintZelStringToFile(std::FILE* file, const unsigned char* counted) {
-    uint32_t n = zelGet32(counted);
-    if (n < 1) return;
-    // The characters may sit at any alignment in a caller's buffer: copy them out.
-    std::vector<wchar_t> text(n);
-    for (uint32_t i = 0; i < n; ++i)
-        text[i] = static_cast<wchar_t>(zelGet32(counted + 4 + 4 * static_cast<size_t>(i)));
-    text[n - 1] = 0;
+namespace {
+
+// Escaped characters out in the locale's encoding, character by character rather
+// than "%ls": one character the locale cannot express (any non-ASCII one in the C
+// locale) would drop the whole value. Codes up to 0xFF go out as the byte they
+// were read from.
+void printChars(std::FILE* file, const std::u32string& chars) {
+    std::vector<wchar_t> text(chars.begin(), chars.end());
+    text.push_back(0);
     wchar_t* escaped = dmtf_escape(text.data());
-    // Character by character rather than "%ls": one character the locale cannot
-    // express (any non-ASCII one in the C locale) would drop the whole value. Codes
-    // up to 0xFF go out as the byte they were read from.
     std::mbstate_t state{};
     char buf[MB_LEN_MAX];
     for (const wchar_t* c = escaped; *c; ++c) {
@@ -101,78 +100,71 @@ void PrintZelStringToFile(std::FILE* file, const unsigned char* counted) {
     if (escaped != text.data()) delete[] escaped;
 }
 
-void PrintZelTimeBlockToFile(std::FILE* file, const unsigned char* block) {
-    for (int i = 0; i < ZEL_DATETIME_LEN; ++i) std::fputc(block[i], file);
-}
-
-namespace {
-
-uint64_t get64(const unsigned char* p) {
-    return static_cast<uint64_t>(zelGet32(p)) | static_cast<uint64_t>(zelGet32(p + 4)) << 32;
-}
-
-double getReal(const unsigned char* p, uint32_t type) {
-    if (type == ZEL_FLOAT) {
-        uint32_t bits = zelGet32(p);
-        float f;
-        std::memcpy(&f, &bits, 4);
-        return f;
-    }
-    uint64_t bits = get64(p);
-    double d;
-    std::memcpy(&d, &bits, 8);
-    return d;
-}
-
 // The value forms that the file writer and the dump share.
-bool printCommonValue(std::FILE* f, uint32_t type, const unsigned char* v) {
-    switch (type) {
+void printCommonValue(std::FILE* f, const ZelValue& v) {
+    switch (v.type) {
     case ZEL_UQUAD:
         // Only the first word, read as signed.
-        std::fprintf(f, "%ld", static_cast<long>(static_cast<int32_t>(zelGet32(v))));
-        return true;
+        std::fprintf(f, "%ld", static_cast<long>(static_cast<int32_t>(v.words[0])));
+        break;
     case ZEL_FLOAT:
     case ZEL_DOUBLE:
-        PrintZelFloat(f, getReal(v, type));
-        return true;
+        PrintZelFloat(f, v.d);
+        break;
     case ZEL_STRING:
-        if (zelGet32(v) != 0) PrintZelStringToFile(f, v);
-        return true;
+        printChars(f, v.chars);
+        break;
     case ZEL_OCTETSTRING:
-        if (zelGet32(v) != 0) PrintOctetStringToFile(f, v + 4, zelGet32(v));
-        return true;
+        if (!v.text.empty()) std::fprintf(f, "\"%s\"", v.text.c_str());
+        break;
     case ZEL_DATETIME:
-        PrintZelTimeBlockToFile(f, v);
-        return true;
+        std::fwrite(v.text.data(), 1, v.text.size(), f);
+        break;
     default:
-        return false;
+        break;
     }
 }
 
 }  // namespace
 
+void PrintZelStringToFile(std::FILE* file, const unsigned char* counted) {
+    uint32_t n = zelGet32(counted);
+    if (n < 1) return;
+    // The characters may sit at any alignment in a caller's buffer: read them one by one.
+    std::u32string chars;
+    for (uint32_t i = 0; i + 1 < n; ++i) {
+        uint32_t c = zelGet32(counted + 4 + 4 * static_cast<size_t>(i));
+        if (c == 0) break;
+        chars += static_cast<char32_t>(c);
+    }
+    printChars(file, chars);
+}
+
+void PrintZelTimeBlockToFile(std::FILE* file, const unsigned char* block) {
+    for (int i = 0; i < ZEL_DATETIME_LEN; ++i) std::fputc(block[i], file);
+}
+
 void PrintZelAttribValueToFile(std::FILE* file, const unsigned char* block) {
-    if (!zelBlockIsComplete(block)) return;
-    uint32_t type = zelGet32(block + 8);
-    const unsigned char* v = block + ZEL_ATTRIB_HEADER;
-    switch (type) {
+    ZelValue v;
+    if (!zelDecodeValue(block, &v)) return;
+    switch (v.type) {
     case ZEL_UCHAR:
-        std::fprintf(file, "0x%02X", v[0]);
+        std::fprintf(file, "0x%02X", static_cast<unsigned>(v.u));
         break;
     case ZEL_USHORT:
-        std::fprintf(file, "%d", v[0] | v[1] << 8);
+        std::fprintf(file, "%d", static_cast<int>(v.u));
         break;
     case ZEL_ULONG:
-        std::fprintf(file, "%lu", static_cast<unsigned long>(zelGet32(v)));
+        std::fprintf(file, "%lu", static_cast<unsigned long>(v.u));
         break;
     case ZEL_ULONGLONG:
-        std::fprintf(file, "%llu", static_cast<unsigned long long>(get64(v)));
+        std::fprintf(file, "%llu", static_cast<unsigned long long>(v.u));
         break;
     case ZEL_LONGLONG:
-        std::fprintf(file, "%lld", static_cast<long long>(get64(v)));
+        std::fprintf(file, "%lld", static_cast<long long>(v.i));
         break;
     default:
-        printCommonValue(file, type, v);
+        printCommonValue(file, v);
         break;
     }
 }
@@ -185,37 +177,37 @@ void PrintZelAttribValue(const unsigned char* block) {
         return;
     }
     uint32_t type = zelGet32(block + 8);
-    const unsigned char* v = block + ZEL_ATTRIB_HEADER;
     std::printf("\n\t\t   attribId : x%08X", static_cast<unsigned>(zelGet32(block + 4)));
     std::printf("\n\t\t   zel_type : %lu (%s)", static_cast<unsigned long>(type),
                 getZelAttribTypeAsString(type));
     std::printf("\n\t\t   value    : ");
-    if (!zelBlockIsComplete(block)) {
-        std::printf("Malformed attrib value");
+    ZelValue v;
+    if (!zelDecodeValue(block, &v)) {
+        std::printf(zelBlockIsComplete(block) ? "Unknown attrib value type"
+                                              : "Malformed attrib value");
         return;
     }
+    // 64-bit values show only their low word in hexadecimal, right-aligned in 16.
+    const unsigned low = static_cast<unsigned>(v.u & 0xFFFFFFFFu);
     switch (type) {
     case ZEL_UCHAR:
-        std::printf("0x%02X", v[0]);
+        std::printf("0x%02X", low);
         break;
     case ZEL_USHORT:
-        std::printf("%d (0x%04X)", v[0] | v[1] << 8, static_cast<unsigned>(v[0] | v[1] << 8));
+        std::printf("%d (0x%04X)", static_cast<int>(v.u), low);
         break;
     case ZEL_ULONG:
-        std::printf("%lu (0x%08X)", static_cast<unsigned long>(zelGet32(v)),
-                    static_cast<unsigned>(zelGet32(v)));
+        std::printf("%lu (0x%08X)", static_cast<unsigned long>(v.u), low);
         break;
-    // 64-bit values show only their low word in hexadecimal, right-aligned in 16.
     case ZEL_ULONGLONG:
-        std::printf("%llu (0x%16X)", static_cast<unsigned long long>(get64(v)),
-                    static_cast<unsigned>(zelGet32(v)));
+        std::printf("%llu (0x%16X)", static_cast<unsigned long long>(v.u), low);
         break;
     case ZEL_LONGLONG:
-        std::printf("%lld (0x%16X)", static_cast<long long>(get64(v)),
-                    static_cast<unsigned>(zelGet32(v)));
+        std::printf("%lld (0x%16X)", static_cast<long long>(v.i),
+                    static_cast<unsigned>(static_cast<uint64_t>(v.i) & 0xFFFFFFFFu));
         break;
     default:
-        if (!printCommonValue(stdout, type, v)) std::printf("Unknown attrib value type");
+        printCommonValue(stdout, v);
         break;
     }
 }

@@ -82,6 +82,7 @@ bool zelDecodeValue(const unsigned char* block, ZelValue* out) {
         for (uint32_t k = 0; k + 1 < n && k < room; ++k) {
             uint32_t c = zelGet32(v + 4 + 4 * static_cast<size_t>(k));
             if (c == 0) break;
+            out->chars += static_cast<char32_t>(c);
             appendUtf8(out->text, c);
         }
         out->kind = ZelValue::TEXT;

@@ -1,5 +1,5 @@
-// One decoder of attribute value blocks for every output that is not the tables'
-// own text dump: the value a block holds, checked against the block's length.
+// One decoder of attribute value blocks for every output (the tables' text dump,
+// JSON, GLPI): the value a block holds, checked against the block's length.
 #ifndef INVSCAN_ZELVALUE_H
 #define INVSCAN_ZELVALUE_H
 
@@ -17,6 +17,7 @@ struct INVSCAN_API ZelValue {
     int64_t i = 0;               // LONGLONG
     double d = 0;                // FLOAT, DOUBLE
     std::string text;            // STRING as UTF-8, OCTETSTRING as upper-case hex, DATETIME as is
+    std::u32string chars;        // STRING's characters as stored, up to the first NUL
     std::vector<uint32_t> words; // UQUAD: first, second
 };
 
