@@ -6,6 +6,7 @@
 #include "ZelValue.h"
 #include "Diff.h"
 #include "Glpi.h"
+#include "Sanitize.h"
 
 #include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
@@ -26,6 +27,9 @@
 #include <string>
 #include <unistd.h>
 #include <vector>
+#ifdef __APPLE__
+#include <mach-o/dyld.h>
+#endif
 
 namespace {
 
@@ -128,18 +132,28 @@ std::string validGroupList() {
     return s;
 }
 
+// This program's own file, as the system knows it.
+std::string selfExe(const char* argv0) {
+    char path[PATH_MAX];
+#ifdef __APPLE__
+    uint32_t size = sizeof path;
+    char real[PATH_MAX];
+    if (_NSGetExecutablePath(path, &size) == 0 && realpath(path, real)) return real;
+#else
+    ssize_t n = readlink("/proc/self/exe", path, sizeof path - 1);
+    if (n > 0) {
+        path[n] = '\0';
+        return path;
+    }
+#endif
+    if (argv0 && realpath(argv0, path)) return path;
+    return std::string();
+}
+
 // The installation folder: the parent of the folder that holds this program, so
 // that <home>/bin/sysprof is found beside it.
 std::string installHome(const char* argv0) {
-    char path[PATH_MAX];
-    ssize_t n = readlink("/proc/self/exe", path, sizeof path - 1);
-    std::string exe;
-    if (n > 0) {
-        path[n] = '\0';
-        exe = path;
-    } else if (argv0 && realpath(argv0, path)) {
-        exe = path;
-    }
+    std::string exe = selfExe(argv0);
     for (int i = 0; i < 2; ++i) {
         size_t slash = exe.find_last_of('/');
         if (slash == std::string::npos) return std::string();
@@ -202,6 +216,83 @@ nlohmann::ordered_json tableJson(ZelTable* table) {
     t["status"] = "ok";
     t["rows"] = std::move(rows);
     return t;
+}
+
+// Copies the folder `from` into `to`, file by file (a bundle holds only files and
+// folders).
+bool copyTree(const std::string& from, const std::string& to, std::string* why) {
+    DIR* d = opendir(from.c_str());
+    if (!d) {
+        *why = from + ": " + std::strerror(errno);
+        return false;
+    }
+    bool ok = (mkdir(to.c_str(), 0755) == 0 || errno == EEXIST);
+    if (!ok) *why = to + ": " + std::strerror(errno);
+    while (struct dirent* e = ok ? readdir(d) : nullptr) {
+        if (std::strcmp(e->d_name, ".") == 0 || std::strcmp(e->d_name, "..") == 0) continue;
+        std::string a = from + "/" + e->d_name, b = to + "/" + e->d_name;
+        struct stat st;
+        if (lstat(a.c_str(), &st) != 0) continue;
+        if (S_ISDIR(st.st_mode)) {
+            ok = copyTree(a, b, why);
+        } else if (S_ISREG(st.st_mode)) {
+            std::FILE* in = std::fopen(a.c_str(), "rb");
+            std::FILE* out = in ? std::fopen(b.c_str(), "wb") : nullptr;
+            char buf[65536];
+            std::size_t n;
+            while (out && (n = std::fread(buf, 1, sizeof buf, in)) > 0)
+                if (std::fwrite(buf, 1, n, out) != n) break;
+            ok = in && out && !std::ferror(in) && !std::ferror(out);
+            if (out && std::fclose(out) != 0) ok = false;
+            if (in) std::fclose(in);
+            if (!ok) *why = b + ": " + std::strerror(errno ? errno : EIO);
+        }
+    }
+    closedir(d);
+    return ok;
+}
+
+// The tables' own text dump of one table, as text.
+std::string captureDump(ZelTable* table) {
+    std::fflush(stdout);
+    std::FILE* tmp = std::tmpfile();
+    int saved = tmp ? dup(STDOUT_FILENO) : -1;
+    if (saved < 0) {
+        if (tmp) std::fclose(tmp);
+        table->toString();
+        return std::string();
+    }
+    dup2(fileno(tmp), STDOUT_FILENO);
+    table->toString();
+    std::fflush(stdout);
+    dup2(saved, STDOUT_FILENO);
+    close(saved);
+    std::string text;
+    std::rewind(tmp);
+    char buf[65536];
+    std::size_t n;
+    while ((n = std::fread(buf, 1, sizeof buf, tmp)) > 0) text.append(buf, n);
+    std::fclose(tmp);
+    return text;
+}
+
+// The key for --sanitize: this installation's, else the user's when the installation
+// cannot keep one.
+std::string sanitizeKey(std::string* why) {
+    std::vector<std::string> places;
+    struct stat st;
+    const char* home = std::getenv("KOR_HOMEDIR");
+    if (home && *home && stat((std::string(home) + "/etc").c_str(), &st) == 0 && S_ISDIR(st.st_mode))
+        places.push_back(std::string(home) + "/etc/sanitize.key");
+    const char* xdg = std::getenv("XDG_CONFIG_HOME");
+    const char* user = std::getenv("HOME");
+    if (xdg && *xdg) places.push_back(std::string(xdg) + "/invscan/sanitize.key");
+    else if (user && *user) places.push_back(std::string(user) + "/.config/invscan/sanitize.key");
+    for (const std::string& p : places) {
+        std::string key = sanitizeKeyFromFile(p, why);
+        if (!key.empty()) return key;
+    }
+    return std::string();
 }
 
 std::string utcNow() {
@@ -293,15 +384,22 @@ int main(int argc, char** argv) {
     std::vector<std::string> groups;
     std::string format = "text";
     std::string config, trace, recordDir, replayDir;
-    bool listGroups = false, version = false, force = false;
+    std::string sanitizeKeyText;
+    bool listGroups = false, version = false, force = false, sanitize = false;
     app.add_option("-g,--group", groups, "Group to scan, by name or id (repeatable)");
     app.add_option("-f,--format", format, "Output format")
         ->check(CLI::IsMember({"text", "json", "glpi"}));
     app.add_option("-c,--config", config, "Hardware configuration file (XML)");
     app.add_option("--trace", trace, "Write the trace to FILE (or 'stderr')");
-    auto* rec = app.add_option("--record", recordDir, "Record everything the scan reads into DIR");
-    app.add_option("--replay", replayDir, "Scan the host recorded in DIR instead of this one")
-        ->excludes(rec);
+    app.add_option("--record", recordDir, "Record everything the scan reads into DIR");
+    app.add_option("--replay", replayDir, "Scan the host recorded in DIR instead of this one");
+    app.add_flag("--sanitize", sanitize,
+                 "Replace serial numbers, UUIDs, hardware and IP addresses, host and domain names "
+                 "by pseudonyms of the same shape, in the output and in a --record bundle "
+                 "(--replay DIR --record NEW --sanitize makes a sanitised copy of a bundle)");
+    app.add_option("--sanitize-key", sanitizeKeyText,
+                   "The key of the pseudonyms (implies --sanitize); by default one made once and "
+                   "kept in the installation's etc/sanitize.key, else ~/.config/invscan/");
     app.add_flag("--force", force, "With --record: empty a folder that is not empty first");
     app.add_flag("--list-groups", listGroups, "List the inventory groups and exit");
     app.footer(EXIT_HELP);
@@ -353,6 +451,31 @@ int main(int argc, char** argv) {
         std::fprintf(stderr, "invscan: --force goes with --record\n");
         return EXIT_USAGE;
     }
+    if (app.count("--sanitize-key")) sanitize = true;
+    if (app.count("--sanitize-key") && sanitizeKeyText.empty()) {
+        std::fprintf(stderr, "invscan: --sanitize-key needs a key, not an empty argument\n");
+        return EXIT_USAGE;
+    }
+    if (!replayDir.empty() && !recordDir.empty() && !sanitize) {
+        std::fprintf(stderr, "invscan: --replay and --record go together only with --sanitize "
+                             "(a sanitised copy of the bundle)\n");
+        return EXIT_USAGE;
+    }
+    std::unique_ptr<Sanitizer> sanitizer;
+    if (sanitize) {
+        std::string why;
+        std::string key = sanitizeKeyText.empty() ? sanitizeKey(&why) : sanitizeKeyText;
+        if (key.empty()) {
+            std::fprintf(stderr, "invscan: no key for --sanitize (%s); give one with --sanitize-key\n",
+                         why.c_str());
+            return 1;
+        }
+        sanitizer.reset(new Sanitizer(key));
+    }
+    // A sanitised recording is scanned once to learn what to hide, then replayed from
+    // the sanitised bundle, so that its output is exactly what the bundle gives.
+    const bool sanitizedCopy = sanitizer && !recordDir.empty();
+    const bool copyReplayed = sanitizedCopy && !replayDir.empty();
     if (!replayDir.empty()) {
         host::BundleState st = host::checkBundle(replayDir.c_str());
         if (st != host::BUNDLE_OK) {
@@ -367,6 +490,16 @@ int main(int argc, char** argv) {
         }
     }
     if (!recordDir.empty()) {
+        char* realFrom = replayDir.empty() ? nullptr : realpath(replayDir.c_str(), nullptr);
+        char* realTo = realpath(recordDir.c_str(), nullptr);
+        bool same = realFrom && realTo && std::strcmp(realFrom, realTo) == 0;
+        std::free(realFrom);
+        std::free(realTo);
+        if (same) {
+            std::fprintf(stderr, "invscan: cannot record into '%s': it is the bundle replayed\n",
+                         recordDir.c_str());
+            return EXIT_RECORD_FAILED;
+        }
         if (nonEmptyFolder(recordDir)) {
             std::string why;
             char* real = realpath(recordDir.c_str(), nullptr);
@@ -384,7 +517,9 @@ int main(int argc, char** argv) {
                 return EXIT_RECORD_FAILED;
             }
         }
-        if (!host::useRecord(recordDir.c_str())) {
+        if (copyReplayed) {
+            // Filled from the replayed bundle once the scan has run.
+        } else if (!host::useRecord(recordDir.c_str())) {
             std::fprintf(stderr, "invscan: cannot record into '%s': %s\n", recordDir.c_str(),
                          std::strerror(errno ? errno : EACCES));
             return EXIT_RECORD_FAILED;
@@ -474,13 +609,15 @@ int main(int argc, char** argv) {
     out["scan_time"] = utcNow();
     out["tables"] = nlohmann::ordered_json::array();
     int produced = 0;
+    std::vector<std::string> dumps; // the text dump, held back to be sanitised
     for (const Request& r : requests) {
         std::unique_ptr<ZelGroup> group(factory->getGroup(String(r.name.c_str())));
         std::unique_ptr<ZelTable> table(group ? group->getTable() : nullptr);
         if (table) ++produced;
-        if (format == "json" || format == "glpi") {
+        if (format == "json" || format == "glpi" || sanitizer) {
             if (table) {
                 out["tables"].push_back(tableJson(table.get()));
+                if (format == "text" && !sanitizedCopy) dumps.push_back(captureDump(table.get()) + "\n");
             } else {
                 const zelGroupDef* def = getGroupDefinitionFromId(r.id);
                 nlohmann::ordered_json t;
@@ -490,6 +627,10 @@ int main(int argc, char** argv) {
                 t["status"] = group ? "no table" : "not available";
                 t["rows"] = nullptr;
                 out["tables"].push_back(std::move(t));
+                char line[160];
+                std::snprintf(line, sizeof line, "\n--------Table %s (%08lX): %s\n", r.name.c_str(),
+                              r.id, group ? "no table" : "not available");
+                dumps.push_back(line);
             }
         } else if (table) {
             table->toString();
@@ -504,15 +645,55 @@ int main(int argc, char** argv) {
             return EXIT_RECORD_FAILED;
         }
     }
-    if (format == "json") std::cout << out.dump(2) << std::endl;
-    if (format == "glpi") std::cout << glpiInventory(out).dump(2) << std::endl;
+    if (sanitizer) {
+        for (const auto& t : out["tables"]) sanitizer->learnTable(t);
+        host::Utsname u;
+        if (host::uname(&u) == 0) sanitizer->learn(Sanitizer::HOST, u.nodename);
+        if (!sanitizedCopy) {
+            for (auto& t : out["tables"]) sanitizer->sanitizeTable(t);
+            for (std::string& d : dumps) d = sanitizer->rewrite(d);
+        }
+    }
+    if (!sanitizedCopy) {
+        if (format == "json") std::cout << out.dump(2) << std::endl;
+        if (format == "glpi") std::cout << glpiInventory(out).dump(2) << std::endl;
+        if (format == "text" && sanitizer)
+            for (const std::string& d : dumps) std::fwrite(d.data(), 1, d.size(), stdout);
+    }
     for (const std::string& p : host::replayProblems())
         std::fprintf(stderr, "invscan: %s\n", p.c_str());
-    if (!recordDir.empty() && !host::finishRecord()) {
+    if (!recordDir.empty() && !copyReplayed && !host::finishRecord()) {
         const char* e = host::recordError();
         std::fprintf(stderr, "invscan: cannot record into '%s': %s\n", recordDir.c_str(),
                      e ? e : "the bundle could not be marked complete");
         return EXIT_RECORD_FAILED;
+    }
+    if (sanitizedCopy) {
+        std::string why;
+        if (copyReplayed && !copyTree(replayDir, recordDir, &why)) {
+            std::fprintf(stderr, "invscan: cannot record into '%s': %s\n", recordDir.c_str(),
+                         why.c_str());
+            return EXIT_RECORD_FAILED;
+        }
+        if (!sanitizer->sanitizeBundle(recordDir, &why)) {
+            std::fprintf(stderr, "invscan: cannot sanitise '%s': %s\n", recordDir.c_str(),
+                         why.c_str());
+            return EXIT_RECORD_FAILED;
+        }
+        // The output is the sanitised bundle's own scan.
+        std::string self = selfExe(argc > 0 ? argv[0] : nullptr);
+        std::vector<std::string> args = {self, "--replay", recordDir, "--format", format};
+        for (const std::string& g : groups) args.insert(args.end(), {"--group", g});
+        if (!config.empty()) args.insert(args.end(), {"--config", config});
+        std::vector<char*> av;
+        for (std::string& a : args) av.push_back(&a[0]);
+        av.push_back(nullptr);
+        std::fflush(stdout);
+        ::unsetenv("INVSCAN_RECORD");
+        ::unsetenv("INVSCAN_REPLAY");
+        execv(self.c_str(), av.data());
+        std::fprintf(stderr, "invscan: cannot replay the sanitised bundle: %s\n", std::strerror(errno));
+        return 1;
     }
     // Nothing at all produced is no scan; a group without data on this host still
     // answers with its table and counts.

@@ -1,0 +1,236 @@
+// --sanitize: pseudonyms keep their shape and agree for one value; a sanitised
+// recording of this machine and of every real bundle holds none of the original
+// serials, UUIDs, addresses and names in any file or in the output, and replays to
+// exactly the sanitised scan.
+#include <gtest/gtest.h>
+
+#include "../common/json_schema.h"
+#include "../common/run_command.h"
+#include "Sanitize.h"
+
+#include <nlohmann/json.hpp>
+
+#include <arpa/inet.h>
+#include <dirent.h>
+#include <fstream>
+#include <iterator>
+#include <regex>
+#include <set>
+#include <string>
+#include <sys/stat.h>
+#include <vector>
+
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+const std::string kBundles = std::string(INVSCAN_TEST_DATA) + "/bundles/";
+const std::string kInvscan =
+    "env -u KOR_HOMEDIR " + std::string(INVSCAN_BINARY_DIR) + "/bin/invscan";
+
+std::string readFile(const std::string& path) {
+    std::ifstream in(path, std::ios::binary);
+    return std::string((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+}
+
+void filesUnder(const std::string& dir, std::vector<std::string>* out) {
+    DIR* d = opendir(dir.c_str());
+    if (!d) return;
+    while (dirent* e = readdir(d)) {
+        std::string name = e->d_name;
+        if (name == "." || name == "..") continue;
+        struct stat st;
+        std::string p = dir + "/" + name;
+        if (stat(p.c_str(), &st) != 0) continue;
+        if (S_ISDIR(st.st_mode)) filesUnder(p, out);
+        else out->push_back(p);
+    }
+    closedir(d);
+}
+
+std::string trim(const std::string& s) {
+    std::size_t b = s.find_first_not_of(' '), e = s.find_last_not_of(' ');
+    return b == std::string::npos ? std::string() : s.substr(b, e - b + 1);
+}
+
+// What a sanitised scan must not show, read from the plain scan by attribute name.
+std::set<std::string> originals(const Json& scan) {
+    static const std::regex serialName("Serial|UUID|Asset Tag");
+    static const std::regex addressName(
+        "^(Address|Gateway|Primary DNS|Secondary DNS|Permanent Address|Current Address|"
+        "Permanent Mac Address)$");
+    static const std::regex hostName("^(Hostname|Domain|Server Hostname)$");
+    static const std::regex hostWord("[A-Za-z0-9-]+(\\.[A-Za-z0-9-]+)+");
+    std::set<std::string> out;
+    for (const Json& t : scan["tables"]) {
+        if (!t["rows"].is_array()) continue;
+        for (const Json& row : t["rows"])
+            for (const Json& a : row) {
+                if (!a["value"].is_string()) continue;
+                const std::string name = a["name"], v = trim(a["value"]);
+                if (v.empty()) continue;
+                bool digit = v.find_first_of("0123456789") != std::string::npos;
+                if (std::regex_search(name, serialName)) {
+                    // A serial is a word with a digit; a disk's id hashes its serial.
+                    if (digit && v.size() >= 3) {
+                        out.insert(v);
+                        if (t["name"] == "Storage") out.insert(row[1]["value"].get<std::string>());
+                    }
+                } else if (std::regex_match(name, addressName)) {
+                    unsigned char b[16];
+                    bool special = v.compare(0, 4, "127.") == 0 || v == "::1" ||
+                                   v.find_first_not_of("0:") == std::string::npos ||
+                                   (inet_pton(AF_INET, v.c_str(), b) == 1 && b[0] >= 224);
+                    if (!special) out.insert(v);
+                } else if (std::regex_match(name, hostName)) {
+                    for (std::sregex_iterator m(v.begin(), v.end(), hostWord), end; m != end; ++m)
+                        out.insert(m->str());
+                    if (v.find_first_of(" .") == std::string::npos && v != "localhost") out.insert(v);
+                }
+            }
+    }
+    return out;
+}
+
+// The tables without what changes from one scan to the next.
+Json steady(Json scan) {
+    for (Json& t : scan["tables"])
+        if (t["name"] == "Scan Info") t["rows"] = nullptr;
+    return scan["tables"];
+}
+
+class Sanitize : public ::testing::Test {
+protected:
+    void SetUp() override {
+        char tmpl[] = "/tmp/invscan-sanitize-XXXXXX";
+        ASSERT_NE(mkdtemp(tmpl), nullptr);
+        dir = tmpl;
+    }
+    void TearDown() override { testrun::run("rm -rf " + dir); }
+    std::string dir;
+};
+
+} // namespace
+
+TEST(SanitizeShapes, PseudonymsKeepTheShapeAndAgreeForOneValue) {
+    Sanitizer s("key one");
+    const struct {
+        const char* original;
+        const char* shape; // empty: kept as it is
+    } cases[] = {
+        {"d4:9a:20:f3:db:00", "^[0-9a-f]{2}(:[0-9a-f]{2}){5}$"},
+        {"D4:9A:20:F3:DB:00", "^[0-9A-F]{2}(:[0-9A-F]{2}){5}$"},
+        {"0:1b:63:a5:c2:d2", "^[0-9a-f]{1,2}(:[0-9a-f]{1,2}){5}$"},
+        {"d4:9a:20:ff:fe:f3:db:00", "^[0-9a-f]{2}(:[0-9a-f]{2}){7}$"},
+        {"198.51.100.10", "^198\\.[0-9]{1,3}\\.[0-9]{1,3}\\.[0-9]{1,3}$"},
+        {"10.255.255.53", "^10\\.[0-9]{1,3}\\.[0-9]{1,3}\\.[0-9]{1,3}$"},
+        {"2001:db8:10::10", "^2001:[0-9a-f]{1,4}:[0-9a-f]{1,4}::[0-9a-f]{1,4}$"},
+        {"fe80::1c2b:a5ff:fe3c:d2", "^fe80::([0-9a-f]{1,4}:){3}[0-9a-f]{1,4}$"},
+        {"255.255.255.0", ""},
+        {"127.0.0.1", ""},
+        {"0.0.0.0", ""},
+        {"::1", ""},
+        {"00:00:00:00:00:00", ""},
+        {"ff:ff:ff:ff:ff:ff", ""},
+        {"10:12:01", ""},
+        {"10.6.8", ""},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.original);
+        std::string p = s.address(c.original);
+        if (!*c.shape) {
+            EXPECT_EQ(p, c.original);
+            continue;
+        }
+        EXPECT_NE(p, c.original);
+        EXPECT_TRUE(std::regex_match(p, std::regex(c.shape))) << p;
+        EXPECT_EQ(s.address(c.original), p);
+        EXPECT_NE(Sanitizer("key two").address(c.original), p);
+        // Found inside text, with what stands around it kept.
+        EXPECT_EQ(s.rewrite(std::string("inet6 ") + c.original + "%en0 up."),
+                  "inet6 " + p + "%en0 up.");
+    }
+
+    const std::string uuid = s.learn(Sanitizer::HEX, "402127FE-F62F-5F2F-B899-BC9F25C44006");
+    EXPECT_TRUE(std::regex_match(uuid, std::regex("^[0-9A-F]{8}(-[0-9A-F]{4}){3}-[0-9A-F]{12}$")));
+    // The SMBIOS byte order of the same UUID, inside a hexadecimal data value.
+    std::string smbios = s.rewrite("SMBIOS:d=16,FE2721402FF62F5FB899BC9F25C44006\n");
+    EXPECT_EQ(smbios.find("FE2721402FF62F5F"), std::string::npos) << smbios;
+    EXPECT_NE(smbios.find(uuid.substr(6, 2) + uuid.substr(4, 2) + uuid.substr(2, 2)),
+              std::string::npos);
+
+    const std::string serial = s.learn(Sanitizer::SERIAL, "K67HTA229209");
+    EXPECT_TRUE(std::regex_match(serial, std::regex("^[A-Z][0-9]{2}[A-Z]{3}[0-9]{6}$"))) << serial;
+    EXPECT_EQ(s.rewrite("serial_number:s=K67HTA229209\n"), "serial_number:s=" + serial + "\n");
+    EXPECT_EQ(s.rewrite("XK67HTA229209"), "XK67HTA229209"); // part of another word
+    EXPECT_EQ(s.learn(Sanitizer::SERIAL, "Not Specified"), "Not Specified");
+
+    const std::string host = s.learn(Sanitizer::HOST, "MN - mydomain.com (ftp.mydomain.com)");
+    std::smatch m;
+    ASSERT_TRUE(std::regex_match(host, m, std::regex("^MN - ([a-z]{8})\\.com \\(([a-z]{3})\\.([a-z]{8})\\.com\\)$")))
+        << host;
+    EXPECT_EQ(m[1], m[3]); // the domain and the name in it agree
+}
+
+TEST_F(Sanitize, NothingOriginalInTheRecordingOrTheOutputAndTheRecordingReplaysToTheOutput) {
+    std::vector<std::string> hosts = {""}; // this machine
+    DIR* d = opendir(kBundles.c_str());
+    ASSERT_NE(d, nullptr);
+    while (dirent* e = readdir(d))
+        if (e->d_name[0] != '.') hosts.push_back(kBundles + e->d_name);
+    closedir(d);
+    std::vector<std::string> outputs;
+    std::size_t checked = 0;
+    for (const std::string& host : hosts) {
+        SCOPED_TRACE(host.empty() ? "this machine" : host);
+        const std::string from = host.empty() ? "" : " --replay " + host;
+        const std::string rec = dir + "/" + std::to_string(outputs.size());
+        Json plain = Json::parse(testrun::run(kInvscan + from + " -f json"));
+        std::set<std::string> secret = originals(plain);
+        checked += secret.size();
+
+        testrun::Outcome s =
+            testrun::runCommand(kInvscan + from + " --record " + rec + " --sanitize-key k -f json");
+        ASSERT_EQ(s.status, 0);
+        std::vector<std::string> files;
+        filesUnder(rec, &files);
+        ASSERT_FALSE(files.empty());
+        for (const std::string& value : secret) {
+            EXPECT_EQ(s.out.find(value), std::string::npos) << value << " in the output";
+            for (const std::string& f : files)
+                EXPECT_EQ(readFile(f).find(value), std::string::npos) << value << " in " << f;
+        }
+        Json replayed = Json::parse(testrun::run(kInvscan + " --replay " + rec + " -f json"));
+        EXPECT_EQ(steady(Json::parse(s.out)), steady(replayed));
+        outputs.push_back(s.out);
+    }
+    EXPECT_GT(checked, 40u);
+    EXPECT_EQ(testjson::schemaProblems(outputs), "");
+}
+
+TEST_F(Sanitize, TheKeyIsMadeOnceAndSanitisedScansDiffAsTheSame) {
+    const std::string env = "HOME=" + dir + " XDG_CONFIG_HOME= ";
+    const std::string scan = " --replay " + kBundles + "macmini3-1-10.6.8 --sanitize -f json > ";
+    ASSERT_EQ(testrun::runCommand(env + kInvscan + scan + dir + "/a.json").status, 0);
+    struct stat st;
+    const std::string key = dir + "/.config/invscan/sanitize.key";
+    ASSERT_EQ(stat(key.c_str(), &st), 0);
+    EXPECT_EQ(st.st_mode & 0777, 0600u);
+    ASSERT_EQ(testrun::runCommand(env + kInvscan + scan + dir + "/b.json").status, 0);
+    EXPECT_EQ(testrun::runCommand(kInvscan + " diff " + dir + "/a.json " + dir + "/b.json").status, 0);
+    // Another key, other pseudonyms: the serial and the UUID differ.
+    testrun::runCommand(kInvscan + " --replay " + kBundles +
+                        "macmini3-1-10.6.8 --sanitize-key other -f json > " + dir + "/c.json");
+    testrun::Outcome c = testrun::runCommand(kInvscan + " diff " + dir + "/a.json " + dir + "/c.json");
+    EXPECT_EQ(c.status, 1);
+    EXPECT_NE(c.out.find("Serial Number"), std::string::npos) << c.out;
+    // Text output is sanitised the same way.
+    std::string text = testrun::run(env + kInvscan + " --replay " + kBundles +
+                                    "macmini3-1-10.6.8 -g ComponentID --sanitize");
+    Json a = Json::parse(readFile(dir + "/a.json"));
+    for (const Json& t : a["tables"])
+        if (t["name"] == "ComponentID") {
+            EXPECT_NE(text.find(t["rows"][0][3]["value"].get<std::string>()), std::string::npos) << text;
+            EXPECT_EQ(text.find("YM008ASN9G5"), std::string::npos);
+        }
+}
