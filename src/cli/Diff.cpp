@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <map>
 #include <set>
+#include <unordered_map>
 #include <vector>
 
 using Json = nlohmann::ordered_json;
@@ -32,8 +33,15 @@ struct Attr {
     const Json* value;
     const std::string* name;
 };
+// A row's attributes, sorted by id (a row holds a dozen at most: a search is cheaper
+// than a tree).
 struct Row {
-    std::map<unsigned, Attr> values;
+    std::vector<std::pair<unsigned, Attr>> values;
+    const Attr* find(unsigned id) const {
+        auto it = std::lower_bound(values.begin(), values.end(), id,
+                                   [](const std::pair<unsigned, Attr>& v, unsigned k) { return v.first < k; });
+        return it != values.end() && it->first == id ? &it->second : nullptr;
+    }
 };
 
 const std::string& noName() {
@@ -68,18 +76,21 @@ std::vector<unsigned> matchKeys(unsigned group) {
 std::string keyOf(const Row& r, const std::vector<unsigned>& keys) {
     std::string k;
     for (unsigned id : keys) {
-        auto it = r.values.find(id);
-        k += (it == r.values.end() ? std::string("null") : it->second.value->dump()) + "\x1f";
+        const Attr* a = r.find(id);
+        // Texts as they are, marked apart from numbers; anything else as JSON.
+        if (a && a->value->is_string())
+            k += 's' + a->value->get_ref<const std::string&>();
+        else
+            k += a ? a->value->dump() : std::string("null");
+        k += '\x1f';
     }
     return k;
 }
 
 Json keyJson(const Row& r, const std::vector<unsigned>& keys) {
     Json k = Json::object();
-    for (unsigned id : keys) {
-        auto it = r.values.find(id);
-        if (it != r.values.end()) k[*it->second.name] = *it->second.value;
-    }
+    for (unsigned id : keys)
+        if (const Attr* a = r.find(id)) k[*a->name] = *a->value;
     return k;
 }
 
@@ -89,16 +100,29 @@ std::vector<Row> rowsOf(const Json& table) {
     for (const Json& r : table["rows"]) {
         if (!r.is_array()) continue;
         Row row;
+        row.values.reserve(r.size());
         for (const Json& a : r) {
-            if (!a.is_object() || !a.contains("id") || !a["id"].is_number_unsigned()) continue;
-            unsigned id = a["id"].get<unsigned>();
+            if (!a.is_object()) continue;
+            auto i = a.find("id");
+            if (i == a.end() || !i->is_number_unsigned()) continue;
             auto v = a.find("value");
             auto n = a.find("name");
-            row.values[id] = {v != a.end() ? &*v : &nullJson(),
-                              n != a.end() && n->is_string() ? &n->get_ref<const std::string&>()
-                                                             : &noName()};
+            row.values.push_back({i->get<unsigned>(),
+                                  {v != a.end() ? &*v : &nullJson(),
+                                   n != a.end() && n->is_string() ? &n->get_ref<const std::string&>()
+                                                                  : &noName()}});
         }
-        out.push_back(row);
+        // By id; of an id given twice, the last one counts.
+        std::stable_sort(row.values.begin(), row.values.end(),
+                         [](const std::pair<unsigned, Attr>& a, const std::pair<unsigned, Attr>& b) {
+                             return a.first < b.first;
+                         });
+        auto last = std::unique(row.values.rbegin(), row.values.rend(),
+                                [](const std::pair<unsigned, Attr>& a, const std::pair<unsigned, Attr>& b) {
+                                    return a.first == b.first;
+                                });
+        row.values.erase(row.values.begin(), last.base());
+        out.push_back(std::move(row));
     }
     return out;
 }
@@ -162,42 +186,39 @@ Json diffScans(const Json& oldScan, const Json& newScan, bool all) {
             if (std::string(a->name) == "Index") indexDef = a;
         const bool byIndex =
             indexDef && std::find(keys.begin(), keys.end(), indexDef->id) != keys.end();
-        // Rows by key; a key met twice counts its occurrences, so both rows stay apart.
-        auto index = [&keys](const std::vector<Row>& rows) {
-            std::map<std::string, std::vector<const Row*>> m;
-            for (const Row& r : rows)
-                m[keys.empty() ? std::string("row") : keyOf(r, keys)].push_back(&r);
-            return m;
-        };
-        auto oldByKey = index(before), newByKey = index(after);
+        // New rows by key; a key met twice pairs its rows in order, so both stay apart.
+        // Old rows are then taken in their order, and what is left of the new is added.
+        std::unordered_map<std::string, std::vector<const Row*>> newByKey;
+        newByKey.reserve(after.size());
+        for (const Row& r : after)
+            newByKey[keys.empty() ? std::string("row") : keyOf(r, keys)].push_back(&r);
+        std::unordered_map<std::string, std::size_t> taken;
         std::vector<const Row*> removed, added;
         std::vector<std::pair<const Row*, const Row*>> both;
-        for (const auto& entry : oldByKey) {
-            auto it = newByKey.find(entry.first);
-            std::size_t matched =
-                it == newByKey.end() ? 0 : std::min(entry.second.size(), it->second.size());
-            for (std::size_t i = 0; i < entry.second.size(); ++i) {
-                if (i < matched)
-                    both.emplace_back(entry.second[i], it->second[i]);
-                else
-                    removed.push_back(entry.second[i]);
+        std::set<const Row*> matchedNew;
+        for (const Row& r : before) {
+            const std::string k = keys.empty() ? std::string("row") : keyOf(r, keys);
+            auto it = newByKey.find(k);
+            std::size_t& next = taken[k];
+            if (it != newByKey.end() && next < it->second.size()) {
+                both.emplace_back(&r, it->second[next]);
+                matchedNew.insert(it->second[next]);
+                ++next;
+            } else {
+                removed.push_back(&r);
             }
         }
-        for (const auto& entry : newByKey) {
-            auto it = oldByKey.find(entry.first);
-            std::size_t have = it == oldByKey.end() ? 0 : it->second.size();
-            for (std::size_t i = have; i < entry.second.size(); ++i)
-                added.push_back(entry.second[i]);
-        }
+        for (const Row& r : after)
+            if (!matchedNew.count(&r)) added.push_back(&r);
         // A row whose key itself changed (a disk's serial is part of its ID) is still
         // the same row when it keeps its place: unmatched rows of the same Index pair up.
         if (indexDef) {
             for (auto r = removed.begin(); r != removed.end();) {
                 auto same = added.end();
-                auto ri = (*r)->values.find(indexDef->id);
-                for (auto a = added.begin(); a != added.end() && ri != (*r)->values.end(); ++a) {
-                    auto ai = (*a)->values.find(indexDef->id);
-                    if (ai != (*a)->values.end() && *ai->second.value == *ri->second.value)
+                const Attr* ri = (*r)->find(indexDef->id);
+                for (auto a = added.begin(); a != added.end() && ri; ++a) {
+                    const Attr* ai = (*a)->find(indexDef->id);
+                    if (ai && *ai->value == *ri->value)
                         same = a;
                 }
                 if (same == added.end()) {
@@ -225,13 +246,13 @@ Json diffScans(const Json& oldScan, const Json& newScan, bool all) {
             for (const auto& v : p.first->values)
                 ids.push_back(v.first);
             for (const auto& v : p.second->values)
-                if (!p.first->values.count(v.first)) ids.push_back(v.first);
+                if (!p.first->find(v.first)) ids.push_back(v.first);
             for (unsigned id : ids) {
-                auto a = p.first->values.find(id), b = p.second->values.find(id);
-                const Json& ov = a == p.first->values.end() ? nullJson() : *a->second.value;
-                const Json& nv = b == p.second->values.end() ? nullJson() : *b->second.value;
-                const std::string& name =
-                    a != p.first->values.end() ? *a->second.name : *b->second.name;
+                const Attr* a = p.first->find(id);
+                const Attr* b = p.second->find(id);
+                const Json& ov = a ? *a->value : nullJson();
+                const Json& nv = b ? *b->value : nullJson();
+                const std::string& name = a ? *a->name : *b->name;
                 if (ov == nv || (!all && isVolatile(group, name)) || (name == "Index" && !byIndex))
                     continue;
                 attrs.push_back({{"id", id}, {"name", name}, {"old", ov}, {"new", nv}});
