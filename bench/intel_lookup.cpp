@@ -1,6 +1,6 @@
 // Time per brand-string lookup over a mix of real brand strings: hits settled by the
 // first pass, by later passes, and misses that run every pass over the whole table.
-#include "cpuid_intel_table_new.h"
+#include "invscan/cpuid_intel_table_new.h"
 
 #include <benchmark/benchmark.h>
 

@@ -1,6 +1,6 @@
 // invscan diff over two scans of 10,000 rows each (a partition table of a large
 // host, one row in ten changed), the size a fleet's busiest hosts give.
-#include "Diff.h"
+#include "cli/Diff.h"
 
 #include <benchmark/benchmark.h>
 

@@ -3,14 +3,14 @@
 // taken (as every group after the first finds them), lookups answered from the
 // bundle. No Mac bundle holds both a profiler report and the interface command, so
 // the IPv6 group runs on the Linux bundle that does.
-#include "IfInfo.h"
-#include "IpAddressGroup.h"
-#include "MacInfo.h"
-#include "NetworkAdapterGroup.h"
-#include "PartitionGroup.h"
-#include "VtProcess.h"
-#include "VtStream.h"
-#include "host.h"
+#include "invscan/IfInfo.h"
+#include "invscan/IpAddressGroup.h"
+#include "invscan/MacInfo.h"
+#include "invscan/NetworkAdapterGroup.h"
+#include "invscan/PartitionGroup.h"
+#include "invscan/VtProcess.h"
+#include "invscan/VtStream.h"
+#include "invscan/host.h"
 
 #include <benchmark/benchmark.h>
 

@@ -1,8 +1,8 @@
 // What --format glpi and --sanitize add to a scan: the GLPI inventory made and
 // printed from a scan's tables, and a scan's tables sanitised, over real bundles
 // (the scans themselves come from the program, made once).
-#include "Glpi.h"
-#include "Sanitize.h"
+#include "cli/Glpi.h"
+#include "cli/Sanitize.h"
 
 #include <benchmark/benchmark.h>
 

@@ -1,7 +1,7 @@
 // Conversion speed of saved reports: the largest real plist (42 data types) and the
 // largest text profile, from bytes to the printed response.
-#include "Report.h"
-#include "ReportVt.h"
+#include "common/report/Report.h"
+#include "common/report/ReportVt.h"
 
 #include <benchmark/benchmark.h>
 

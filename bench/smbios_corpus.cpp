@@ -1,8 +1,8 @@
 // Walking and parsing every real SMBIOS table and building the SMBIOS group from it;
 // time is reported per table.
-#include "SMBIOSGroup.h"
-#include "SMBIOSTable.h"
-#include "smbios.h"
+#include "invscan/SMBIOSGroup.h"
+#include "invscan/SMBIOSTable.h"
+#include "invscan/smbios.h"
 
 #include <benchmark/benchmark.h>
 

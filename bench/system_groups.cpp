@@ -1,15 +1,15 @@
 // The six system groups from a replayed Mac bundle, snapshots already taken (as
 // every group after the first finds them): time per getTable().
-#include "ComponentIDGroup.h"
-#include "MacInfo.h"
-#include "MemoryGroup.h"
-#include "MemoryModulesGroup.h"
-#include "OperatingSystemGroup.h"
-#include "RegionalGroup.h"
-#include "StorageGroup.h"
-#include "VtProcess.h"
-#include "VtStream.h"
-#include "host.h"
+#include "invscan/ComponentIDGroup.h"
+#include "invscan/MacInfo.h"
+#include "invscan/MemoryGroup.h"
+#include "invscan/MemoryModulesGroup.h"
+#include "invscan/OperatingSystemGroup.h"
+#include "invscan/RegionalGroup.h"
+#include "invscan/StorageGroup.h"
+#include "invscan/VtProcess.h"
+#include "invscan/VtStream.h"
+#include "invscan/host.h"
 
 #include <benchmark/benchmark.h>
 

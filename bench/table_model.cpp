@@ -2,8 +2,8 @@
 // does for each row it reports.
 #include <benchmark/benchmark.h>
 
-#include "ZelTable.h"
-#include "ZelTableRow.h"
+#include "invscan/ZelTable.h"
+#include "invscan/ZelTableRow.h"
 
 static void BuildAndWalkTable(benchmark::State& state) {
     const long rows = state.range(0);

@@ -1,8 +1,8 @@
 // Throughput of the dump reader (and, for comparison, the writer) on a dump of about
 // 12 MB shaped like a large system-profiler and I/O-registry snapshot.
-#include "VtProcess.h"
-#include "VtStream.h"
-#include "vtree.h"
+#include "invscan/VtProcess.h"
+#include "invscan/VtStream.h"
+#include "invscan/vtree.h"
 
 #include <benchmark/benchmark.h>
 

@@ -1,6 +1,6 @@
 // The replay bundle's tables and escaping: any bytes parse, and escaping what was
 // read gives text that reads back the same.
-#include "host_internal.h"
+#include "common/host/host_internal.h"
 
 #include <cstddef>
 #include <cstdint>

@@ -1,5 +1,5 @@
 // The interface-command parser over any output, read as the command's stream.
-#include "IfInfo.h"
+#include "invscan/IfInfo.h"
 
 #include <cstddef>
 #include <cstdint>

@@ -1,7 +1,7 @@
 // The brand-string functions of the processor model table over arbitrary bytes. The
 // input up to its first NUL is the brand string, the rest the model number; the brand
 // also goes into the lookup record unterminated when it fills the whole array.
-#include "cpuid_intel_table_new.h"
+#include "invscan/cpuid_intel_table_new.h"
 
 #include <cstddef>
 #include <cstdint>

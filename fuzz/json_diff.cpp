@@ -1,6 +1,6 @@
 // The reader and comparison behind `invscan diff`: any text as a scan, compared
 // with itself and with a real one, never reads out of bounds or throws.
-#include "Diff.h"
+#include "cli/Diff.h"
 
 #include <cstddef>
 #include <cstdint>

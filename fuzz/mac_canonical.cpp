@@ -1,5 +1,5 @@
 // Hardware-address canonical form and the IPv6 scope over any text.
-#include "IfInfo.h"
+#include "invscan/IfInfo.h"
 
 #include <cstddef>
 #include <cstdint>

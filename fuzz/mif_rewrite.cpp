@@ -1,6 +1,6 @@
 // The MIF date rewrite over arbitrary file contents: it must never fault, and a file
 // it leaves alone must stay byte for byte as it was.
-#include "qtvbios_mif.h"
+#include "invscan/qtvbios_mif.h"
 
 #include <cstddef>
 #include <cstdint>

@@ -1,5 +1,5 @@
 // The memory-module size scan ("%d %s", GB counts 1024) over any text.
-#include "HostFacts.h"
+#include "invscan/HostFacts.h"
 
 #include <cstddef>
 #include <cstdint>

@@ -1,5 +1,5 @@
 // The server and path split of a remote mount's source over any name.
-#include "PartitionGroup.h"
+#include "invscan/PartitionGroup.h"
 
 #include <cstddef>
 #include <cstdint>

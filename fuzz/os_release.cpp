@@ -1,6 +1,6 @@
 // The operating system group's readers: os-release (unterminated input, as a file
 // is read), the version scan of what it names, and the install log line.
-#include "HostFacts.h"
+#include "invscan/HostFacts.h"
 
 #include <cstddef>
 #include <cstdint>

@@ -1,10 +1,10 @@
 // The text forms: system_profiler text and `ioreg -l` listings, and single ioreg
 // values. Whatever converts must print as a dump that the library reads back.
-#include "Report.h"
-#include "ReportVt.h"
-#include "VtProcess.h"
-#include "VtStream.h"
-#include "vtree.h"
+#include "common/report/Report.h"
+#include "common/report/ReportVt.h"
+#include "invscan/VtProcess.h"
+#include "invscan/VtStream.h"
+#include "invscan/vtree.h"
 
 #include <cstddef>
 #include <cstdint>

@@ -1,6 +1,6 @@
 // The resolver-file reader over any file, served through the host layer.
-#include "IfInfo.h"
-#include "host_internal.h"
+#include "invscan/IfInfo.h"
+#include "common/host/host_internal.h"
 
 #include <cstddef>
 #include <cstdint>

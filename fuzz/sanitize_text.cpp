@@ -1,6 +1,6 @@
 // The sanitiser over any bundle text: learning values from it and rewriting it
 // never reads out of bounds or throws.
-#include "Sanitize.h"
+#include "cli/Sanitize.h"
 
 #include <cstddef>
 #include <cstdint>

@@ -1,6 +1,6 @@
 // The SMBIOS table file reader over arbitrary text, then the walk over what it read
 // and a write-read round trip that must reproduce the bytes.
-#include "SMBIOSTable.h"
+#include "invscan/SMBIOSTable.h"
 
 #include <cstddef>
 #include <cstdint>

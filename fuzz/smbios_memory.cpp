@@ -1,5 +1,5 @@
 // Memory modules from arbitrary SMBIOS table bytes.
-#include "ReportVt.h"
+#include "common/report/ReportVt.h"
 
 #include <cstddef>
 #include <cstdint>

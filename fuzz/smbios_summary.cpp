@@ -1,6 +1,6 @@
 // The processor summary's own structure walk over arbitrary table bytes; the first
 // byte picks the SMBIOS version so that every version-dependent field is reached.
-#include "smbios.h"
+#include "invscan/smbios.h"
 
 #include <cstddef>
 #include <cstdint>

@@ -1,9 +1,9 @@
 // The SMBIOS structure walk, every record reader, the facts and the SMBIOS group over
 // arbitrary table bytes. Seeds: tests/data/smbios/*.bin.
-#include "SMBIOSGroup.h"
-#include "SMBIOSTable.h"
-#include "SMMemory.h"
-#include "SM_HWSecurity.h"
+#include "invscan/SMBIOSGroup.h"
+#include "invscan/SMBIOSTable.h"
+#include "invscan/SMMemory.h"
+#include "invscan/SM_HWSecurity.h"
 
 #include <cstddef>
 #include <cstdint>

@@ -1,5 +1,5 @@
 // The disk size scan ("%f %s", clamped to 32 bits) over any text.
-#include "HostFacts.h"
+#include "invscan/HostFacts.h"
 
 #include <cstddef>
 #include <cstdint>

@@ -1,6 +1,6 @@
 // Toolbox::match and the token and version helpers over arbitrary text: the
 // input is split at its first NUL byte into a text and a pattern.
-#include "Toolbox.h"
+#include "invscan/Toolbox.h"
 
 #include <cstddef>
 #include <cstdint>

@@ -1,7 +1,7 @@
 // The value printers over arbitrary blocks: the input is the block, its length
 // word capped at the input's size, so a read past the declared end is a fault.
-#include "ZelRender.h"
-#include "ZelTableRow.h"
+#include "invscan/ZelRender.h"
+#include "invscan/ZelTableRow.h"
 
 #include <cstddef>
 #include <cstdint>

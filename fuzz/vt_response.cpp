@@ -1,6 +1,6 @@
 // Response header parser: any helper output gives a consistent record, and a valid
 // response written back by the helper side reads the same.
-#include "VtProcess.h"
+#include "invscan/VtProcess.h"
 
 #include <cstdint>
 #include <cstdio>

@@ -1,7 +1,7 @@
 // Dump reader: any input parses without fault, and what parses survives a round
 // trip through the writer (parse, write, parse again, compare).
-#include "VtStream.h"
-#include "vtree.h"
+#include "invscan/VtStream.h"
+#include "invscan/vtree.h"
 
 #include <cmath>
 #include <cstdint>

@@ -1,8 +1,8 @@
 // The hardware configuration loader over arbitrary bytes: the XML layer, the
 // sinks and the factory's readers must never fault or read out of bounds.
-#include "GroupFactory.h"
-#include "HWConfig.h"
-#include "XmlKorParser.h"
+#include "invscan/GroupFactory.h"
+#include "invscan/HWConfig.h"
+#include "invscan/XmlKorParser.h"
 
 #include <cstddef>
 #include <cstdint>

@@ -1,8 +1,8 @@
 // Prints the JSON Schema (draft 2020-12) of invscan's JSON output, made from the
 // group and attribute catalogue at build time, so that the schema and the output
 // cannot drift apart.
-#include "ZelDefs.h"
-#include "ZelTableRow.h"
+#include "invscan/ZelDefs.h"
+#include "invscan/ZelTableRow.h"
 
 #include <nlohmann/json.hpp>
 

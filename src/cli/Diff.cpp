@@ -1,6 +1,6 @@
-#include "Diff.h"
+#include "cli/Diff.h"
 
-#include "ZelDefs.h"
+#include "invscan/ZelDefs.h"
 
 #include <algorithm>
 #include <map>

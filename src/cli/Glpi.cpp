@@ -1,6 +1,6 @@
-#include "Glpi.h"
+#include "cli/Glpi.h"
 
-#include "md5.h"
+#include "invscan/md5.h"
 
 #include <cctype>
 #include <cstdio>

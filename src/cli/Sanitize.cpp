@@ -1,6 +1,6 @@
-#include "Sanitize.h"
+#include "cli/Sanitize.h"
 
-#include "md5.h"
+#include "invscan/md5.h"
 
 #include <algorithm>
 #include <arpa/inet.h>

@@ -1,12 +1,12 @@
 // invscan: scans inventory groups through the library and prints their tables as
 // the tables' own text dump or as JSON.
-#include "invscan.h"
-#include "host.h"
-#include "HostFacts.h"
-#include "ZelValue.h"
-#include "Diff.h"
-#include "Glpi.h"
-#include "Sanitize.h"
+#include "invscan/invscan.h"
+#include "invscan/host.h"
+#include "invscan/HostFacts.h"
+#include "invscan/ZelValue.h"
+#include "cli/Diff.h"
+#include "cli/Glpi.h"
+#include "cli/Sanitize.h"
 
 #include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
@@ -150,8 +150,9 @@ std::string selfExe(const char* argv0) {
     return std::string();
 }
 
-// The installation folder: the parent of the folder that holds this program, so
-// that <home>/bin/sysprof is found beside it.
+// The folder whose bin holds the helper programs: <prefix>/libexec/invscan for an
+// installation (<prefix>/bin/invscan), else the parent of this program's folder (a
+// build tree, where the helpers sit beside it).
 std::string installHome(const char* argv0) {
     std::string exe = selfExe(argv0);
     for (int i = 0; i < 2; ++i) {
@@ -159,6 +160,8 @@ std::string installHome(const char* argv0) {
         if (slash == std::string::npos) return std::string();
         exe.erase(slash);
     }
+    std::string installed = exe + "/" INVSCAN_LIBEXEC "/invscan";
+    if (access((installed + "/bin/sysprof").c_str(), X_OK) == 0) return installed;
     return exe.empty() ? std::string("/") : exe;
 }
 

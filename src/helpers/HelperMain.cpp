@@ -3,10 +3,10 @@
 //   sysprof --from FILE           convert a saved report
 //   --replay DIR / --record DIR   as INVSCAN_REPLAY / INVSCAN_RECORD
 // The output is always a response line and, on success, a variant-tree dump.
-#include "HelperMain.h"
+#include "helpers/HelperMain.h"
 
-#include "ReportVt.h"
-#include "host.h"
+#include "common/report/ReportVt.h"
+#include "invscan/host.h"
 
 #include <cstdio>
 #include <cstring>

@@ -1,4 +1,4 @@
 // The "iokit" helper program.
-#include "HelperMain.h"
+#include "helpers/HelperMain.h"
 
 int main(int argc, char** argv) { return helperMain("iokit", argc, argv); }

@@ -1,4 +1,4 @@
 // The "sysprof" helper program.
-#include "HelperMain.h"
+#include "helpers/HelperMain.h"
 
 int main(int argc, char** argv) { return helperMain("sysprof", argc, argv); }

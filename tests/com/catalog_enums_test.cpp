@@ -1,8 +1,8 @@
 // Checks of the enumeration texts and of the attribute tables of the groups this
 // platform does not scan. The spot checks were taken from the published lists (DMTF
 // SMBIOS, DMTF CIM, partition-type lists, USB class codes), not from the tables.
-#include "ZelCatalogOther.h"
-#include "ZelDefs.h"
+#include "invscan/ZelCatalogOther.h"
+#include "invscan/ZelDefs.h"
 
 #include <gtest/gtest.h>
 

@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
 
-#include "ZelDefs.h"
+#include "invscan/ZelDefs.h"
 
 #include <set>
 #include <string>

@@ -1,11 +1,11 @@
 #include <gtest/gtest.h>
 
-#include "CcLog.h"
-#include "File.h"
-#include "GroupFactory.h"
-#include "KorCfg.h"
-#include "ScanInfoGroup.h"
-#include "ZelRender.h"
+#include "invscan/CcLog.h"
+#include "invscan/File.h"
+#include "invscan/GroupFactory.h"
+#include "invscan/KorCfg.h"
+#include "invscan/ScanInfoGroup.h"
+#include "invscan/ZelRender.h"
 
 #include <clocale>
 #include <cstdio>

@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
 
-#include "md5.h"
+#include "invscan/md5.h"
 
 #include <cstdlib>
 #include <cstring>

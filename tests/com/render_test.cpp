@@ -1,8 +1,8 @@
 #include <gtest/gtest.h>
 
-#include "ZelRender.h"
-#include "ZelTable.h"
-#include "ZelTableRow.h"
+#include "invscan/ZelRender.h"
+#include "invscan/ZelTable.h"
+#include "invscan/ZelTableRow.h"
 
 #include <clocale>
 #include <cstdio>

@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 
-#include "ZelTable.h"
-#include "ZelTableRow.h"
+#include "invscan/ZelTable.h"
+#include "invscan/ZelTableRow.h"
 
 #include <clocale>
 #include <cstdint>

@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
 
-#include "Toolbox.h"
+#include "invscan/Toolbox.h"
 
 #include <cstdio>
 #include <string>

@@ -3,12 +3,12 @@
 #ifndef INVSCAN_TEST_GROUP_FIXTURE_H
 #define INVSCAN_TEST_GROUP_FIXTURE_H
 
-#include "MacInfo.h"
-#include "ZelRender.h"
-#include "ZelTable.h"
-#include "ZelTableRow.h"
-#include "host_internal.h"
-#include "vtree.h"
+#include "invscan/MacInfo.h"
+#include "invscan/ZelRender.h"
+#include "invscan/ZelTable.h"
+#include "invscan/ZelTableRow.h"
+#include "common/host/host_internal.h"
+#include "invscan/vtree.h"
 
 #include <arpa/inet.h>
 #include <cerrno>

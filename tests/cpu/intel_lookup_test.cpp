@@ -2,7 +2,7 @@
 // that only that pass can settle.
 #include <gtest/gtest.h>
 
-#include "cpuid_intel_table_new.h"
+#include "invscan/cpuid_intel_table_new.h"
 
 #include <clocale>
 #include <cstring>

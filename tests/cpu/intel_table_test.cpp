@@ -2,7 +2,7 @@
 // the CSV it comes from.
 #include <gtest/gtest.h>
 
-#include "cpuid_intel_table_new.h"
+#include "invscan/cpuid_intel_table_new.h"
 
 #include <cstring>
 #include <fstream>

@@ -5,13 +5,13 @@
 
 #include "../common/group_fixture.h"
 
-#include "CcLog.h"
-#include "MacInfo.h"
-#include "PhysicalProcessorGroup.h"
-#include "ZelRender.h"
-#include "ZelTableRow.h"
-#include "host_internal.h"
-#include "vtree.h"
+#include "invscan/CcLog.h"
+#include "invscan/MacInfo.h"
+#include "invscan/PhysicalProcessorGroup.h"
+#include "invscan/ZelRender.h"
+#include "invscan/ZelTableRow.h"
+#include "common/host/host_internal.h"
+#include "invscan/vtree.h"
 
 #include <cstdio>
 #include <cstdlib>

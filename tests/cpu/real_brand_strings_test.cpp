@@ -6,7 +6,7 @@
 // keep and say so.
 #include <gtest/gtest.h>
 
-#include "cpuid_intel_table_new.h"
+#include "invscan/cpuid_intel_table_new.h"
 
 #include <string>
 

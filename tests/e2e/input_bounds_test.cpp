@@ -3,8 +3,8 @@
 // stays within 8 times its size plus 16 MiB of memory over the program's own.
 #include <gtest/gtest.h>
 
-#include "XmlKorParser.h"
-#include "host_internal.h"
+#include "invscan/XmlKorParser.h"
+#include "common/host/host_internal.h"
 
 #include <cstdio>
 #include <cstdlib>

@@ -6,7 +6,7 @@
 
 #include "../common/json_schema.h"
 #include "../common/run_command.h"
-#include "Sanitize.h"
+#include "cli/Sanitize.h"
 
 #include <nlohmann/json.hpp>
 

@@ -2,7 +2,7 @@
 // Linux hosts print them, and the shapes that break naive scanning.
 #include <gtest/gtest.h>
 
-#include "HostFacts.h"
+#include "invscan/HostFacts.h"
 
 #include <cstring>
 #include <string>

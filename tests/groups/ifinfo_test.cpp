@@ -6,8 +6,8 @@
 
 #include "../common/group_fixture.h"
 
-#include "IfInfo.h"
-#include "host_internal.h"
+#include "invscan/IfInfo.h"
+#include "common/host/host_internal.h"
 
 #include <arpa/inet.h>
 #include <cstdio>

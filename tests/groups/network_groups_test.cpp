@@ -5,10 +5,10 @@
 
 #include "../common/group_fixture.h"
 
-#include "IpAddressGroup.h"
-#include "NetworkAdapterGroup.h"
-#include "PartitionGroup.h"
-#include "md5.h"
+#include "invscan/IpAddressGroup.h"
+#include "invscan/NetworkAdapterGroup.h"
+#include "invscan/PartitionGroup.h"
+#include "invscan/md5.h"
 
 #include <arpa/inet.h>
 #include <chrono>

@@ -5,14 +5,14 @@
 
 #include "../common/group_fixture.h"
 
-#include "CcLog.h"
-#include "ComponentIDGroup.h"
-#include "MemoryGroup.h"
-#include "MemoryModulesGroup.h"
-#include "OperatingSystemGroup.h"
-#include "RegionalGroup.h"
-#include "StorageGroup.h"
-#include "md5.h"
+#include "invscan/CcLog.h"
+#include "invscan/ComponentIDGroup.h"
+#include "invscan/MemoryGroup.h"
+#include "invscan/MemoryModulesGroup.h"
+#include "invscan/OperatingSystemGroup.h"
+#include "invscan/RegionalGroup.h"
+#include "invscan/StorageGroup.h"
+#include "invscan/md5.h"
 
 #include <fstream>
 #include <iterator>

@@ -2,11 +2,11 @@
 // saved outputs; each bundle.txt names its sources). Replay goes through the same
 // code as a live scan: the layer's calls, and the helper programs run by the
 // library's own helper runner.
-#include "ReportVt.h"
-#include "VtProcess.h"
-#include "VtStream.h"
-#include "host.h"
-#include "vtree.h"
+#include "common/report/ReportVt.h"
+#include "invscan/VtProcess.h"
+#include "invscan/VtStream.h"
+#include "invscan/host.h"
+#include "invscan/vtree.h"
 
 #include <gtest/gtest.h>
 

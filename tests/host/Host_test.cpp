@@ -1,7 +1,7 @@
 // The host layer: record a fake machine into a bundle, replay it, and make sure a
 // broken or hostile bundle can only make answers fail, never reach outside.
-#include "host.h"
-#include "host_internal.h"
+#include "invscan/host.h"
+#include "common/host/host_internal.h"
 
 #include <gtest/gtest.h>
 

@@ -1,11 +1,11 @@
 // Saved reports of real Macs (tests/data/macos, see SOURCES.md there) go through the
 // helpers' conversion and the library's response reader, and the values the groups
 // read come out as the source files hold them.
-#include "Report.h"
-#include "ReportVt.h"
-#include "VtProcess.h"
-#include "VtStream.h"
-#include "vtree.h"
+#include "common/report/Report.h"
+#include "common/report/ReportVt.h"
+#include "invscan/VtProcess.h"
+#include "invscan/VtStream.h"
+#include "invscan/vtree.h"
 
 #include <gtest/gtest.h>
 

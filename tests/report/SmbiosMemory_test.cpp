@@ -1,6 +1,6 @@
 // Memory modules of real machines from their SMBIOS tables (tests/data/linux, values
 // checked with dmidecode), in the profiler's shape: slots under the wrapper item.
-#include "ReportVt.h"
+#include "common/report/ReportVt.h"
 
 #include <gtest/gtest.h>
 

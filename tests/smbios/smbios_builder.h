@@ -2,9 +2,9 @@
 #ifndef INVSCAN_TESTS_SMBIOS_BUILDER_H
 #define INVSCAN_TESTS_SMBIOS_BUILDER_H
 
-#include "SMBIOSTable.h"
-#include "ZelTable.h"
-#include "vtree.h"
+#include "invscan/SMBIOSTable.h"
+#include "invscan/ZelTable.h"
+#include "invscan/vtree.h"
 
 #include <gtest/gtest.h>
 

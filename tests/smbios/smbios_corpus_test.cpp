@@ -2,11 +2,11 @@
 // the facts, the group and the processor summary; the group's rows are checked against
 // a reviewed expectation file and, where dmidecode is installed, field by field
 // against dmidecode's decoding of the same table.
-#include "SMBIOSGroup.h"
-#include "SMMemory.h"
-#include "SM_HWSecurity.h"
-#include "smbios.h"
-#include "qtvbios_mif.h"
+#include "invscan/SMBIOSGroup.h"
+#include "invscan/SMMemory.h"
+#include "invscan/SM_HWSecurity.h"
+#include "invscan/smbios.h"
+#include "invscan/qtvbios_mif.h"
 #include "smbios_builder.h"
 
 #include <gtest/gtest.h>

@@ -1,6 +1,6 @@
 // Memory, processor and security facts from the shared table.
-#include "SMMemory.h"
-#include "SM_HWSecurity.h"
+#include "invscan/SMMemory.h"
+#include "invscan/SM_HWSecurity.h"
 #include "smbios_builder.h"
 
 #include <gtest/gtest.h>

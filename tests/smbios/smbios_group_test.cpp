@@ -1,9 +1,9 @@
 // The SMBIOS group: attribute order, cleaning, fingerprint members and the power-on
 // password states.
-#include "GroupFactory.h"
-#include "SMBIOSGroup.h"
-#include "ZelRender.h"
-#include "md5.h"
+#include "invscan/GroupFactory.h"
+#include "invscan/SMBIOSGroup.h"
+#include "invscan/ZelRender.h"
+#include "invscan/md5.h"
 #include "smbios_builder.h"
 
 #include <gtest/gtest.h>

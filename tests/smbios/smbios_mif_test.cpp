@@ -1,5 +1,5 @@
 // The BIOS date rewrite of the MIF file and its string helpers.
-#include "qtvbios_mif.h"
+#include "invscan/qtvbios_mif.h"
 #include "smbios_builder.h"
 
 #include <gtest/gtest.h>

@@ -1,5 +1,5 @@
 // Record getters: revision gates, conversions and the release-date forms.
-#include "SMBIOSTable.h"
+#include "invscan/SMBIOSTable.h"
 #include "smbios_builder.h"
 
 #include <gtest/gtest.h>

@@ -1,6 +1,6 @@
 // The processor summary walk over hand-built tables.
-#include "MacInfo.h"
-#include "smbios.h"
+#include "invscan/MacInfo.h"
+#include "invscan/smbios.h"
 #include "smbios_builder.h"
 
 #include <gtest/gtest.h>

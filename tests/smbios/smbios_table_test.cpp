@@ -1,9 +1,9 @@
 // The structure walk: caps, first-wins, the end marker, the advancing rules, string
 // sets, hostile tables, the table file and the shared instance.
-#include "MacInfo.h"
-#include "SMBIOSTable.h"
+#include "invscan/MacInfo.h"
+#include "invscan/SMBIOSTable.h"
 #include "smbios_builder.h"
-#include "vtree.h"
+#include "invscan/vtree.h"
 
 #include <gtest/gtest.h>
 

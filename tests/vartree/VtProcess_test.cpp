@@ -1,6 +1,6 @@
 // Running helpers: the response header, child processes and their clean-up.
-#include "VtProcess.h"
-#include "MacInfo.h"
+#include "invscan/VtProcess.h"
+#include "invscan/MacInfo.h"
 
 #include <gtest/gtest.h>
 

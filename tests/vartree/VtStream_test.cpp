@@ -1,5 +1,5 @@
 // Line reader over byte streams.
-#include "VtStream.h"
+#include "invscan/VtStream.h"
 
 #include <gtest/gtest.h>
 

@@ -1,7 +1,7 @@
 // Variant tree: building, lookup, the dump writer and reader, and their round trip.
-#include "vtree.h"
-#include "VtProcess.h"
-#include "VtStream.h"
+#include "invscan/vtree.h"
+#include "invscan/VtProcess.h"
+#include "invscan/VtStream.h"
 
 #include <gtest/gtest.h>
 

@@ -1,3 +1,3 @@
-#include "File.h"
+#include "invscan/File.h"
 
 const String File::pathSeparator("/");

@@ -1,4 +1,4 @@
-#include "String.h"
+#include "invscan/String.h"
 
 #include <climits>
 #include <cstdlib>

@@ -1,4 +1,4 @@
-#include "KorCfg.h"
+#include "invscan/KorCfg.h"
 
 #include <map>
 

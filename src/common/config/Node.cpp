@@ -1,4 +1,4 @@
-#include "Node.h"
+#include "invscan/Node.h"
 
 bool StringMap::getEntry(int index, String& key, String& value) const {
     if (index < 0 || index >= getCount()) return false;

@@ -1,6 +1,6 @@
-#include "XmlKorParser.h"
+#include "invscan/XmlKorParser.h"
 
-#include "Trace.h"
+#include "invscan/Trace.h"
 
 #include <pugixml.hpp>
 

@@ -3,8 +3,8 @@
 #ifndef _FILE_OFFSET_BITS
 #define _FILE_OFFSET_BITS 64 // 64-bit sizes and inode numbers on 32-bit Linux too
 #endif
-#include "host.h"
-#include "host_internal.h"
+#include "invscan/host.h"
+#include "common/host/host_internal.h"
 
 #include <cctype>
 #include <cerrno>

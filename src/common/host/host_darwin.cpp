@@ -7,7 +7,7 @@
 #include <sys/sysctl.h>
 #include <sys/types.h>
 
-#include "host_internal.h"
+#include "common/host/host_internal.h"
 
 #include <cerrno>
 #include <cstring>

@@ -3,7 +3,7 @@
 #ifndef INVSCAN_HOST_INTERNAL_H
 #define INVSCAN_HOST_INTERNAL_H
 
-#include "host.h"
+#include "invscan/host.h"
 
 #include <map>
 #include <netdb.h>

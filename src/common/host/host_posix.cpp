@@ -2,7 +2,7 @@
 #ifndef _FILE_OFFSET_BITS
 #define _FILE_OFFSET_BITS 64 // 64-bit sizes and inode numbers on 32-bit Linux too
 #endif
-#include "host_internal.h"
+#include "common/host/host_internal.h"
 
 #include <clocale>
 #include <cstring>

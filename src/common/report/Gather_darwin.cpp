@@ -1,5 +1,5 @@
 // On a Mac the reports come from the system's own tools, as XML property lists.
-#include "ReportVt.h"
+#include "common/report/ReportVt.h"
 
 #include <cstdio>
 #include <cstring>

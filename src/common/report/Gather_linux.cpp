@@ -4,9 +4,9 @@
 #ifndef _FILE_OFFSET_BITS
 #define _FILE_OFFSET_BITS 64  // 64-bit sizes and inode numbers on 32-bit Linux too
 #endif
-#include "ReportVt.h"
+#include "common/report/ReportVt.h"
 
-#include "HostFacts.h"
+#include "invscan/HostFacts.h"
 
 #include <algorithm>
 #include <arpa/inet.h>

@@ -1,5 +1,5 @@
 // The tree, the XML property-list reader and the plist -> tree rules.
-#include "Report.h"
+#include "common/report/Report.h"
 
 #include <algorithm>
 

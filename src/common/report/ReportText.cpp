@@ -1,7 +1,7 @@
 // The text forms: `system_profiler` text output and `ioreg -l` listings. Both are
 // indentation trees; the text labels are mapped to the keys of the XML form so that
 // a saved text report yields the same tree as the XML one would.
-#include "Report.h"
+#include "common/report/Report.h"
 
 #include <cstdlib>
 #include <map>

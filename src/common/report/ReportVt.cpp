@@ -1,11 +1,11 @@
 // From the converters' tree to the variant tree, and the helper programs' output.
-#include "Report.h"
-#include "ReportVt.h"
+#include "common/report/Report.h"
+#include "common/report/ReportVt.h"
 
-#include "host_internal.h"
+#include "common/host/host_internal.h"
 
-#include "host.h"
-#include "vtree.h"
+#include "invscan/host.h"
+#include "invscan/vtree.h"
 
 #include <cstdio>
 #include <cstdlib>

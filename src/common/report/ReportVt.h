@@ -3,7 +3,7 @@
 #ifndef INVSCAN_REPORTVT_H
 #define INVSCAN_REPORTVT_H
 
-#include "Report.h"
+#include "common/report/Report.h"
 
 #include <string>
 

@@ -1,7 +1,7 @@
 // Memory modules from the SMBIOS structure table (memory devices, type 17), in the
 // shape of the profiler's memory section. The walk trusts no length byte: a
 // structure that does not fit ends it.
-#include "ReportVt.h"
+#include "common/report/ReportVt.h"
 
 #include <cstring>
 

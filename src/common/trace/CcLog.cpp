@@ -1,4 +1,4 @@
-#include "CcLog.h"
+#include "invscan/CcLog.h"
 
 #include <cstdarg>
 #include <cstdlib>

@@ -1,6 +1,6 @@
-#include "Trace.h"
+#include "invscan/Trace.h"
 
-#include "CcLog.h"
+#include "invscan/CcLog.h"
 
 #include <map>
 #include <memory>

@@ -1,7 +1,7 @@
 // Helper-program execution and the response protocol.
-#include "VtProcess.h"
+#include "invscan/VtProcess.h"
 
-#include "CcLog.h"
+#include "invscan/CcLog.h"
 
 #include <cerrno>
 #include <csignal>

@@ -1,5 +1,5 @@
 // Stream classes and the line reader of helper output.
-#include "VtStream.h"
+#include "invscan/VtStream.h"
 
 #include <cerrno>
 #include <cstdlib>

@@ -1,7 +1,7 @@
 // Variant tree: building, lookup, the dump writer and reader, and the UTF-8 helpers
 // that the 'u' values go through.
-#include "vtree.h"
-#include "VtStream.h"
+#include "invscan/vtree.h"
+#include "invscan/VtStream.h"
 
 #include <climits>
 #include <cmath>

@@ -1,9 +1,9 @@
-#include "SMBIOSGroup.h"
+#include "invscan/SMBIOSGroup.h"
 
-#include "CcLog.h"
-#include "SMBIOSTable.h"
-#include "SM_HWSecurity.h"
-#include "md5.h"
+#include "invscan/CcLog.h"
+#include "invscan/SMBIOSTable.h"
+#include "invscan/SM_HWSecurity.h"
+#include "invscan/md5.h"
 
 #include <cstdlib>
 #include <cstring>

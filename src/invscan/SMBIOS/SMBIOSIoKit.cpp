@@ -1,10 +1,10 @@
 // The snapshot source: the "SMBIOS" bytes of AppleSMBIOS under the platform expert's
 // "bios" node in the I/O-registry tree.
-#include "SMBIOSTable.h"
+#include "invscan/SMBIOSTable.h"
 
-#include "CcLog.h"
-#include "MacInfo.h"
-#include "vtree.h"
+#include "invscan/CcLog.h"
+#include "invscan/MacInfo.h"
+#include "invscan/vtree.h"
 
 static const char* const kFile = "./../../../src/invscan/SMBIOS/SMBIOSTable";
 static const char* const kOp = "getDataFromIOKit()";

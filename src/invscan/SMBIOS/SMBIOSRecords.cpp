@@ -1,4 +1,4 @@
-#include "SMBIOSRecords.h"
+#include "invscan/SMBIOSRecords.h"
 
 #include <cstdlib>
 #include <cstring>

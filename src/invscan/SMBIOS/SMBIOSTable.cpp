@@ -1,7 +1,7 @@
-#include "SMBIOSTable.h"
+#include "invscan/SMBIOSTable.h"
 
-#include "BIOSROM.h"
-#include "CcLog.h"
+#include "invscan/BIOSROM.h"
+#include "invscan/CcLog.h"
 
 #include <cstdlib>
 #include <cstring>

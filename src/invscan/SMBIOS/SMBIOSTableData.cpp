@@ -1,4 +1,4 @@
-#include "SMBIOSTableData.h"
+#include "invscan/SMBIOSTableData.h"
 
 #include <cstring>
 

@@ -1,7 +1,7 @@
-#include "SMMemory.h"
+#include "invscan/SMMemory.h"
 
-#include "CcLog.h"
-#include "SMBIOSTable.h"
+#include "invscan/CcLog.h"
+#include "invscan/SMBIOSTable.h"
 
 static const char* const kFile = "./../../../src/invscan/SMBIOS/SMMemory";
 

@@ -1,7 +1,7 @@
-#include "SM_HWSecurity.h"
+#include "invscan/SM_HWSecurity.h"
 
-#include "CcLog.h"
-#include "SMBIOSTable.h"
+#include "invscan/CcLog.h"
+#include "invscan/SMBIOSTable.h"
 
 static const char* const kFile = "./../../../src/invscan/SMBIOS/SM_HWSecurity";
 

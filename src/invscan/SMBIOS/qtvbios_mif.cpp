@@ -1,7 +1,7 @@
-#include "qtvbios_mif.h"
+#include "invscan/qtvbios_mif.h"
 
-#include "CcLog.h"
-#include "SMBIOSTable.h"
+#include "invscan/CcLog.h"
+#include "invscan/SMBIOSTable.h"
 
 #include <cstdio>
 #include <cstdlib>

@@ -1,6 +1,6 @@
-#include "BIOSROM.h"
+#include "invscan/BIOSROM.h"
 
-#include "CcLog.h"
+#include "invscan/CcLog.h"
 
 static const char* const kFile = "./../../../src/invscan/com/BIOSROM";
 

@@ -1,6 +1,6 @@
-#include "HWConfig.h"
+#include "invscan/HWConfig.h"
 
-#include "Trace.h"
+#include "invscan/Trace.h"
 
 #include <cctype>
 #include <cstdio>

@@ -1,4 +1,4 @@
-#include "Toolbox.h"
+#include "invscan/Toolbox.h"
 
 #include <cctype>
 #include <cstdlib>

@@ -2,7 +2,7 @@
 // enumerations and the catalogue look-ups. The long code lists live in
 // ZelCatalogEnums.cpp, the tables of groups this platform does not scan in
 // ZelCatalogOther.cpp.
-#include "ZelDefs.h"
+#include "invscan/ZelDefs.h"
 
 #include <cstring>
 

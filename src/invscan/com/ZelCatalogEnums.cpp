@@ -2,7 +2,7 @@
 // DMTF CIM, the PC partition-type byte and the USB class codes. The host agent shows
 // these texts next to the numbers a group reports, so a row here must match the list
 // it is keyed by; tests cross-check counts and a sample of rows.
-#include "ZelDefs.h"
+#include "invscan/ZelDefs.h"
 
 // One row per line, so that each can be checked against its list.
 // clang-format off

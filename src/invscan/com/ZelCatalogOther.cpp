@@ -1,7 +1,7 @@
 // Attribute and key tables of the groups that this platform does not scan. Each is
 // modelled on the DMTF CIM class of the same subject, its property names written as
 // words in the style of the scanned groups; ids count from 1 in table order.
-#include "ZelCatalogOther.h"
+#include "invscan/ZelCatalogOther.h"
 
 // One row per line, so that each can be checked against its list.
 // clang-format off

@@ -1,7 +1,7 @@
-#include "ZelRender.h"
+#include "invscan/ZelRender.h"
 
-#include "ZelTableRow.h"
-#include "ZelValue.h"
+#include "invscan/ZelTableRow.h"
+#include "invscan/ZelValue.h"
 
 #include <climits>
 #include <clocale>

@@ -1,4 +1,4 @@
-#include "ZelTable.h"
+#include "invscan/ZelTable.h"
 
 #include <cstdio>
 #include <ctime>

@@ -1,6 +1,6 @@
-#include "ZelTableRow.h"
+#include "invscan/ZelTableRow.h"
 
-#include "ZelRender.h"
+#include "invscan/ZelRender.h"
 
 #include <cstdio>
 #include <cstdlib>

@@ -1,6 +1,6 @@
-#include "ZelValue.h"
+#include "invscan/ZelValue.h"
 
-#include "ZelTableRow.h"
+#include "invscan/ZelTableRow.h"
 
 #include <cstring>
 

@@ -1,4 +1,4 @@
-#include "md5.h"
+#include "invscan/md5.h"
 
 #include <cstdio>
 #include <cstdlib>

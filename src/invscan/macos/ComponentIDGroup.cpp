@@ -1,12 +1,12 @@
 // The machine's identity from the profiler's hardware overview. On a Linux host the
 // firmware's own system information (DMI) answers instead; its serial and UUID are
 // readable by root only and stay empty otherwise.
-#include "ComponentIDGroup.h"
+#include "invscan/ComponentIDGroup.h"
 
-#include "CcLog.h"
-#include "HostFacts.h"
-#include "MacInfo.h"
-#include "ZelTableRow.h"
+#include "invscan/CcLog.h"
+#include "invscan/HostFacts.h"
+#include "invscan/MacInfo.h"
+#include "invscan/ZelTableRow.h"
 
 #include <string>
 

@@ -1,6 +1,6 @@
-#include "HostFacts.h"
+#include "invscan/HostFacts.h"
 
-#include "host.h"
+#include "invscan/host.h"
 
 #include <cctype>
 #include <cerrno>

@@ -1,6 +1,6 @@
-#include "IfInfo.h"
+#include "invscan/IfInfo.h"
 
-#include "host.h"
+#include "invscan/host.h"
 
 #include <cctype>
 #include <cstdlib>

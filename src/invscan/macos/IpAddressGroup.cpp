@@ -3,13 +3,13 @@
 // only one per service. Reverse lookups may wait on a resolver that never
 // answers: each is bounded, the group has a total budget, and an address asked once
 // is not asked again for a minute (the bounds come from the configuration file).
-#include "IpAddressGroup.h"
+#include "invscan/IpAddressGroup.h"
 
-#include "CcLog.h"
-#include "IfInfo.h"
-#include "MacInfo.h"
-#include "ZelTableRow.h"
-#include "host.h"
+#include "invscan/CcLog.h"
+#include "invscan/IfInfo.h"
+#include "invscan/MacInfo.h"
+#include "invscan/ZelTableRow.h"
+#include "invscan/host.h"
 
 #include <arpa/inet.h>
 #include <chrono>

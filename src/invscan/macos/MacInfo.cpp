@@ -1,10 +1,10 @@
 // Cached helper snapshots.
-#include "MacInfo.h"
+#include "invscan/MacInfo.h"
 
-#include "CcLog.h"
-#include "VtProcess.h"
-#include "VtStream.h"
-#include "host.h"
+#include "invscan/CcLog.h"
+#include "invscan/VtProcess.h"
+#include "invscan/VtStream.h"
+#include "invscan/host.h"
 
 #include <cstring>
 #include <string>

@@ -3,12 +3,12 @@
 // them; the odd Free Physical formula is the one hosts expect and is kept. On a
 // Linux host that formula gives 0 wherever there is no swap, so there Free
 // Physical is the kernel's MemAvailable.
-#include "MemoryGroup.h"
+#include "invscan/MemoryGroup.h"
 
-#include "CcLog.h"
-#include "HostFacts.h"
-#include "ZelTableRow.h"
-#include "host.h"
+#include "invscan/CcLog.h"
+#include "invscan/HostFacts.h"
+#include "invscan/ZelTableRow.h"
+#include "invscan/host.h"
 
 #include <cstdint>
 #include <cstring>

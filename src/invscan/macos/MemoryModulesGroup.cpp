@@ -1,12 +1,12 @@
 // Memory modules from the profiler's memory section. The section wraps its slots
 // in items named like the section itself, so the walk descends through those
 // before the first slot. "Packaging" carries the part number: hosts read it there.
-#include "MemoryModulesGroup.h"
+#include "invscan/MemoryModulesGroup.h"
 
-#include "CcLog.h"
-#include "HostFacts.h"
-#include "MacInfo.h"
-#include "ZelTableRow.h"
+#include "invscan/CcLog.h"
+#include "invscan/HostFacts.h"
+#include "invscan/MacInfo.h"
+#include "invscan/ZelTableRow.h"
 
 #include <cstring>
 

@@ -1,9 +1,9 @@
-#include "NetworkAdapterGroup.h"
+#include "invscan/NetworkAdapterGroup.h"
 
-#include "CcLog.h"
-#include "MacInfo.h"
-#include "ZelTableRow.h"
-#include "md5.h"
+#include "invscan/CcLog.h"
+#include "invscan/MacInfo.h"
+#include "invscan/ZelTableRow.h"
+#include "invscan/md5.h"
 
 #include <cstdlib>
 #include <strings.h>

@@ -2,13 +2,13 @@
 // scanned out of it; on a Linux host (the scanned host's kernel name decides) the
 // same row is filled from os-release, the kernel's version text and the root file
 // system's birth time, because the Mac sources would report nonsense there.
-#include "OperatingSystemGroup.h"
+#include "invscan/OperatingSystemGroup.h"
 
-#include "CcLog.h"
-#include "HostFacts.h"
-#include "MacInfo.h"
-#include "ZelTableRow.h"
-#include "host.h"
+#include "invscan/CcLog.h"
+#include "invscan/HostFacts.h"
+#include "invscan/MacInfo.h"
+#include "invscan/ZelTableRow.h"
+#include "invscan/host.h"
 
 #include <clocale>
 #include <cstring>

@@ -4,13 +4,13 @@
 // host's kernel name decides) the list is what df lists by default: mounts of no
 // size are left out, a mount point mounted over is listed once, and disk file
 // systems without a code of their own take "Linux native".
-#include "PartitionGroup.h"
+#include "invscan/PartitionGroup.h"
 
-#include "CcLog.h"
-#include "HostFacts.h"
-#include "String.h"
-#include "ZelTableRow.h"
-#include "host.h"
+#include "invscan/CcLog.h"
+#include "invscan/HostFacts.h"
+#include "invscan/String.h"
+#include "invscan/ZelTableRow.h"
+#include "invscan/host.h"
 
 #include <cstdint>
 #include <cstring>

@@ -1,10 +1,10 @@
-#include "PhysicalProcessorGroup.h"
+#include "invscan/PhysicalProcessorGroup.h"
 
-#include "CcLog.h"
-#include "MacInfo.h"
-#include "ZelTableRow.h"
-#include "cpuid_intel_table_new.h"
-#include "host.h"
+#include "invscan/CcLog.h"
+#include "invscan/MacInfo.h"
+#include "invscan/ZelTableRow.h"
+#include "invscan/cpuid_intel_table_new.h"
+#include "invscan/host.h"
 
 #include <algorithm>
 #include <cstdio>

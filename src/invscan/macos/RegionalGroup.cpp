@@ -1,10 +1,10 @@
 // Locale and time zone as the C library gives them, through the host layer so that
 // a recorded host replays its own zone rather than the replaying machine's.
-#include "RegionalGroup.h"
+#include "invscan/RegionalGroup.h"
 
-#include "CcLog.h"
-#include "ZelTableRow.h"
-#include "host.h"
+#include "invscan/CcLog.h"
+#include "invscan/ZelTableRow.h"
+#include "invscan/host.h"
 
 #include <clocale>
 #include <string>

@@ -1,7 +1,7 @@
-#include "ScanInfoGroup.h"
+#include "invscan/ScanInfoGroup.h"
 
-#include "CcLog.h"
-#include "ZelRender.h"
+#include "invscan/CcLog.h"
+#include "invscan/ZelRender.h"
 
 #include <sys/time.h>
 

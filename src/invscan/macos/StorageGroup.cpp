@@ -2,14 +2,14 @@
 // controllers, each controller its devices. Rows carry an MD5 of the device's
 // identity so that a host agent can follow one disk from scan to scan. NVMe, which
 // Macs have used since 2015, comes last so that older machines keep their numbers.
-#include "StorageGroup.h"
+#include "invscan/StorageGroup.h"
 
-#include "CcLog.h"
-#include "HostFacts.h"
-#include "MacInfo.h"
-#include "Toolbox.h"
-#include "ZelTableRow.h"
-#include "md5.h"
+#include "invscan/CcLog.h"
+#include "invscan/HostFacts.h"
+#include "invscan/MacInfo.h"
+#include "invscan/Toolbox.h"
+#include "invscan/ZelTableRow.h"
+#include "invscan/md5.h"
 
 #include <cstdlib>
 #include <cstring>

@@ -5,9 +5,9 @@
 // stand in several rows: the same part in two steppings, or one number in two
 // families. Each pass below is accepted only when it leaves exactly one row, so the
 // answer never depends on which duplicate happens to come first.
-#include "cpuid_intel_table_new.h"
+#include "invscan/cpuid_intel_table_new.h"
 
-#include "Toolbox.h"
+#include "invscan/Toolbox.h"
 
 #include <algorithm>
 #include <cctype>

@@ -1,4 +1,4 @@
-#include "smbios.h"
+#include "invscan/smbios.h"
 
 #include <cstdarg>
 #include <cstdio>

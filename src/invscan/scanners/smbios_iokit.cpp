@@ -1,8 +1,8 @@
 // Raw SMBIOS table of the I/O-registry snapshot for the processor summary.
-#include "smbios.h"
+#include "invscan/smbios.h"
 
-#include "MacInfo.h"
-#include "vtree.h"
+#include "invscan/MacInfo.h"
+#include "invscan/vtree.h"
 
 #include <cstdio>
 #include <cstdlib>
