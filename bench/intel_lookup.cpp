@@ -53,7 +53,8 @@ BENCHMARK(BM_IntelLookupMix);
 // The slowest kind: a modern brand that no row names, through every pass.
 void BM_IntelLookupMiss(benchmark::State& state) {
     std::vector<PhysicalProcessor> procs = records(&kMix[10], &kMix[11]);
-    for (auto _ : state) benchmark::DoNotOptimize(IntelLookupNewTable(procs[0]));
+    for (auto _ : state)
+        benchmark::DoNotOptimize(IntelLookupNewTable(procs[0]));
 }
 BENCHMARK(BM_IntelLookupMiss);
 
@@ -63,4 +64,4 @@ void BM_IntelGetMHz(benchmark::State& state) {
 }
 BENCHMARK(BM_IntelGetMHz);
 
-}  // namespace
+} // namespace

@@ -21,7 +21,8 @@ nlohmann::ordered_json scanOf(const char* bundle) {
     if (std::FILE* p = popen(cmd.c_str(), "r")) {
         char buf[65536];
         std::size_t n;
-        while ((n = std::fread(buf, 1, sizeof buf, p)) > 0) out.append(buf, n);
+        while ((n = std::fread(buf, 1, sizeof buf, p)) > 0)
+            out.append(buf, n);
         pclose(p);
     }
     return nlohmann::ordered_json::parse(out, nullptr, false);
@@ -43,8 +44,10 @@ void BM_Sanitize(benchmark::State& state) {
     for (auto _ : state) {
         Sanitizer s("bench");
         auto copy = scan;
-        for (const auto& t : copy["tables"]) s.learnTable(t);
-        for (auto& t : copy["tables"]) s.sanitizeTable(t);
+        for (const auto& t : copy["tables"])
+            s.learnTable(t);
+        for (auto& t : copy["tables"])
+            s.sanitizeTable(t);
         benchmark::DoNotOptimize(copy);
     }
 }

@@ -25,9 +25,13 @@ static void convert(benchmark::State& state, const char* helper, const char* fil
         std::string out = report::renderResponse(ok ? 0 : 1, nullptr, ok ? &root : nullptr);
         benchmark::DoNotOptimize(out);
     }
-    state.SetBytesProcessed(static_cast<int64_t>(state.iterations()) * static_cast<int64_t>(data.size()));
+    state.SetBytesProcessed(static_cast<int64_t>(state.iterations()) *
+                            static_cast<int64_t>(data.size()));
 }
 
-BENCHMARK_CAPTURE(convert, plist_mini_10_7_5, "sysprof", "system_profiler_mini_10.7.5.xml")->Unit(benchmark::kMillisecond);
-BENCHMARK_CAPTURE(convert, text_10_6_6_intel, "sysprof", "10.6.6-intel")->Unit(benchmark::kMillisecond);
-BENCHMARK_CAPTURE(convert, ioreg_text_usb, "iokit", "ioreg/IOUSBDevice2")->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(convert, plist_mini_10_7_5, "sysprof", "system_profiler_mini_10.7.5.xml")
+    ->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(convert, text_10_6_6_intel, "sysprof", "10.6.6-intel")
+    ->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(convert, ioreg_text_usb, "iokit", "ioreg/IOUSBDevice2")
+    ->Unit(benchmark::kMillisecond);

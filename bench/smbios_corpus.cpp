@@ -30,7 +30,8 @@ const std::vector<std::vector<unsigned char>>& corpus() {
         std::sort(names.begin(), names.end());
         for (const std::string& n : names) {
             std::ifstream in(dir + n, std::ios::binary);
-            out.emplace_back((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+            out.emplace_back((std::istreambuf_iterator<char>(in)),
+                             std::istreambuf_iterator<char>());
         }
         return out;
     }();
@@ -54,8 +55,9 @@ void BM_WalkAndGroup(benchmark::State& state) {
         }
     }
     state.SetItemsProcessed(state.iterations() * static_cast<int64_t>(tables.size()));
-    state.counters["per_table"] = benchmark::Counter(static_cast<double>(state.iterations() * tables.size()),
-                                                     benchmark::Counter::kIsRate | benchmark::Counter::kInvert);
+    state.counters["per_table"] =
+        benchmark::Counter(static_cast<double>(state.iterations() * tables.size()),
+                           benchmark::Counter::kIsRate | benchmark::Counter::kInvert);
 }
 BENCHMARK(BM_WalkAndGroup)->Unit(benchmark::kMicrosecond);
 
@@ -68,8 +70,9 @@ void BM_WalkOnly(benchmark::State& state) {
             benchmark::DoNotOptimize(t.getTable0());
         }
     }
-    state.counters["per_table"] = benchmark::Counter(static_cast<double>(state.iterations() * tables.size()),
-                                                     benchmark::Counter::kIsRate | benchmark::Counter::kInvert);
+    state.counters["per_table"] =
+        benchmark::Counter(static_cast<double>(state.iterations() * tables.size()),
+                           benchmark::Counter::kIsRate | benchmark::Counter::kInvert);
 }
 BENCHMARK(BM_WalkOnly)->Unit(benchmark::kMicrosecond);
 
@@ -82,9 +85,10 @@ void BM_ProcessorSummary(benchmark::State& state) {
             benchmark::DoNotOptimize(info.cpuClockMHz);
         }
     }
-    state.counters["per_table"] = benchmark::Counter(static_cast<double>(state.iterations() * tables.size()),
-                                                     benchmark::Counter::kIsRate | benchmark::Counter::kInvert);
+    state.counters["per_table"] =
+        benchmark::Counter(static_cast<double>(state.iterations() * tables.size()),
+                           benchmark::Counter::kIsRate | benchmark::Counter::kInvert);
 }
 BENCHMARK(BM_ProcessorSummary)->Unit(benchmark::kMicrosecond);
 
-}  // namespace
+} // namespace

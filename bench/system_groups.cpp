@@ -31,7 +31,8 @@ void setUp() {
     VtIStream_Memory mem(out.data(), out.size());
     MacInfo::setSysProf(vtParseProgramOutput(&mem));
     // An I/O registry snapshot of the same shape as the Mac's root.
-    const char reg[] = "1.0 0\n(IOKit\n(Root\nIOKitBuildVersion:s=Darwin Kernel Version 10.8.0\n)\n)\n";
+    const char reg[] =
+        "1.0 0\n(IOKit\n(Root\nIOKitBuildVersion:s=Darwin Kernel Version 10.8.0\n)\n)\n";
     VtIStream_Memory regMem(reg, sizeof reg - 1);
     MacInfo::setIoKit(vtParseProgramOutput(&regMem));
 }
@@ -46,7 +47,7 @@ template <typename Group> void BM_Group(benchmark::State& state) {
     }
 }
 
-}  // namespace
+} // namespace
 
 BENCHMARK_TEMPLATE(BM_Group, OperatingSystemGroup);
 BENCHMARK_TEMPLATE(BM_Group, MemoryGroup);

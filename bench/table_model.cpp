@@ -11,7 +11,8 @@ static void BuildAndWalkTable(benchmark::State& state) {
         ZelTable table(44UL, 1UL);
         for (long r = 0; r < rows; ++r) {
             auto* row = new ZelTableRow();
-            row->addAttrib(new ZelTableAttrib(1UL, "Intel(R) Core(TM)2 Duo CPU     T7700  @ 2.40GHz"));
+            row->addAttrib(
+                new ZelTableAttrib(1UL, "Intel(R) Core(TM)2 Duo CPU     T7700  @ 2.40GHz"));
             row->addAttrib(new ZelTableAttrib(2UL, 2UL));
             row->addAttrib(new ZelTableAttrib(5UL, 1234567890123ULL));
             row->addAttrib(new ZelTableAttrib(6UL, 1000000000L));
@@ -21,7 +22,8 @@ static void BuildAndWalkTable(benchmark::State& state) {
         table.reset();
         while (ZelTableRow* row = table.getNext()) {
             row->reset();
-            while (ZelTableAttrib* a = row->getNext()) sum += a->getType();
+            while (ZelTableAttrib* a = row->getNext())
+                sum += a->getType();
         }
         benchmark::DoNotOptimize(sum);
     }

@@ -89,7 +89,8 @@ void BM_WriteDump(benchmark::State& state) {
     size_t body = text.find('\n') + 1; // after the header line
     VtNode* root = vtParseDumpBuffer(text.data() + body, text.size() - body);
     std::FILE* sink = std::fopen("/dev/null", "w");
-    for (auto _ : state) vtDumpTree(sink, root);
+    for (auto _ : state)
+        vtDumpTree(sink, root);
     std::fclose(sink);
     delete root;
     state.SetBytesProcessed(static_cast<int64_t>(state.iterations()) *
@@ -102,10 +103,12 @@ BENCHMARK(BM_WriteDump)->Unit(benchmark::kMillisecond);
 // A node of a million children walked by index, as the groups walk a section.
 void BM_WalkChildrenByIndex(benchmark::State& state) {
     VtNode root("Root");
-    for (int i = 0; i < 1000000; ++i) root.addNode("child");
+    for (int i = 0; i < 1000000; ++i)
+        root.addNode("child");
     for (auto _ : state) {
         int n = 0;
-        for (VtNode* c; (c = root.getChild(nullptr, n)) != nullptr;) ++n;
+        for (VtNode* c; (c = root.getChild(nullptr, n)) != nullptr;)
+            ++n;
         benchmark::DoNotOptimize(n);
     }
 }

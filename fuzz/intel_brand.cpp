@@ -29,7 +29,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     if (!stripped.empty() && (stripped.size() >= std::strlen(model.get()) ||
                               std::strncmp(stripped.c_str(), model.get(), stripped.size()) != 0))
         __builtin_trap();
-    for (int code = -1; code <= 10; ++code) IntelCheckBrand(brand.get(), code);
+    for (int code = -1; code <= 10; ++code)
+        IntelCheckBrand(brand.get(), code);
 
     PhysicalProcessor proc;
     std::memcpy(proc.brandString, bytes, std::min(size, sizeof proc.brandString));

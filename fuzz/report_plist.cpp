@@ -14,7 +14,8 @@
 
 static void convertAndReadBack(const char* helper, const report::PValue& v) {
     report::Node root;
-    bool ok = std::string(helper) == "iokit" ? report::iokitFromPlist(v, &root) : report::sysprofFromPlist(v, &root);
+    bool ok = std::string(helper) == "iokit" ? report::iokitFromPlist(v, &root)
+                                             : report::sysprofFromPlist(v, &root);
     if (!ok) return;
     std::string out = report::renderResponse(0, nullptr, &root);
     VtIStream_Memory in(out.data(), out.size());

@@ -12,15 +12,14 @@
 
 namespace {
 
-template <class R>
-void readDirect(const uint8_t* data, int size, int revision, std::FILE* sink) {
+template <class R> void readDirect(const uint8_t* data, int size, int revision, std::FILE* sink) {
     R r(revision);
     int next = r.readBlock(data, 0, size);
     (void)next;
     r.dump(sink);
 }
 
-}  // namespace
+} // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     static std::FILE* sink = std::fopen("/dev/null", "w");

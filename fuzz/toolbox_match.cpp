@@ -17,7 +17,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     std::map<std::string, std::string> fields;
     bool matched = Toolbox::match(text.c_str(), pattern.c_str(), fields);
     if (matched && fields["rest"].find_first_not_of(" \t\n\v\f\r") != std::string::npos)
-        __builtin_trap();  // a whole match leaves nothing behind
+        __builtin_trap(); // a whole match leaves nothing behind
     Toolbox::compareVersions(text.c_str(), pattern.c_str());
     Toolbox::strcasestr(text.c_str(), pattern.c_str());
     Toolbox::trim(text.c_str());

@@ -39,8 +39,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     if (b > a || a - b > 1 || std::strncmp(info->message, back->message, b) != 0) std::abort();
     // A tree that was read is written and read again; without one, the rewritten
     // response has an empty dump, which reads as an empty root.
-    if (!back->tree || (!info->tree && (back->tree->values || back->tree->children)))
-        std::abort();
+    if (!back->tree || (!info->tree && (back->tree->values || back->tree->children))) std::abort();
     std::free(text);
     delete back;
     delete info;

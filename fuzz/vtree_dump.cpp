@@ -35,14 +35,19 @@ std::wstring unicodeAfterWrite(const wchar_t* w) {
 bool sameAfterWrite(const VtVariant* a, const VtVariant* b) {
     if (std::strcmp(a->name, b->name) != 0 || a->type != b->type) return false;
     switch (a->type) {
-    case VT_INTEGER: return a->value.i == b->value.i;
-    case VT_STRING: return std::strcmp(a->value.s, b->value.s) == 0;
-    case VT_REAL: return realText(a->value.f) == realText(b->value.f);
-    case VT_UNICODE: return unicodeAfterWrite(a->value.u) == b->value.u;
+    case VT_INTEGER:
+        return a->value.i == b->value.i;
+    case VT_STRING:
+        return std::strcmp(a->value.s, b->value.s) == 0;
+    case VT_REAL:
+        return realText(a->value.f) == realText(b->value.f);
+    case VT_UNICODE:
+        return unicodeAfterWrite(a->value.u) == b->value.u;
     case VT_DATA:
         return a->length == b->length &&
                (a->length == 0 || std::memcmp(a->value.d, b->value.d, a->length) == 0);
-    default: return false;
+    default:
+        return false;
     }
 }
 

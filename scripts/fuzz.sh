@@ -6,7 +6,7 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 seconds="${1:-120}"; shift || true
 bash scripts/deps.sh base fuzz
-CC=clang CXX=clang++ cmake -S . -B build-fuzz -G Ninja -DINVSCAN_FUZZ=ON -DINVSCAN_TESTS=OFF >/dev/null
+CC=clang CXX=clang++ cmake -S . -B build-fuzz -G Ninja -DINVSCAN_FUZZ=ON -DINVSCAN_TESTS=OFF -DINVSCAN_WERROR=ON >/dev/null
 cmake --build build-fuzz -j "$(nproc 2>/dev/null || echo 2)"
 targets=("$@")
 if [ "${#targets[@]}" -eq 0 ]; then

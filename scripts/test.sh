@@ -9,13 +9,13 @@ jobs="$(nproc 2>/dev/null || echo 2)"
 case "$mode" in
   normal)
     bash scripts/deps.sh test
-    cmake -S . -B build -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DINVSCAN_BENCH=ON ;;
+    cmake -S . -B build -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DINVSCAN_BENCH=ON -DINVSCAN_WERROR=ON ;;
   sanitize)
     bash scripts/deps.sh test
-    cmake -S . -B build-asan -G Ninja -DCMAKE_BUILD_TYPE=Debug -DINVSCAN_SANITIZE=ON ;;
+    cmake -S . -B build-asan -G Ninja -DCMAKE_BUILD_TYPE=Debug -DINVSCAN_SANITIZE=ON -DINVSCAN_WERROR=ON ;;
   m32)
     bash scripts/deps.sh test m32
-    cmake -S . -B build-m32 -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo \
+    cmake -S . -B build-m32 -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DINVSCAN_WERROR=ON \
       -DCMAKE_C_FLAGS=-m32 -DCMAKE_CXX_FLAGS=-m32 \
       -DCMAKE_LIBRARY_PATH=/usr/lib/i386-linux-gnu -DCMAKE_IGNORE_PATH=/usr/lib/x86_64-linux-gnu ;;
   *) echo "usage: $0 [normal|sanitize|m32]" >&2; exit 2 ;;

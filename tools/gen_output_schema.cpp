@@ -44,7 +44,8 @@ Json valueRules() {
 // the id, not alternatives, keep a validator quick over thousands of rows.
 Json attributes(const zelGroupDef& g) {
     Json typeNames = Json::array(), ids = Json::array(), names = Json::array();
-    for (unsigned code = 1; code <= 11; ++code) typeNames.push_back(getZelAttribTypeAsString(code));
+    for (unsigned code = 1; code <= 11; ++code)
+        typeNames.push_back(getZelAttribTypeAsString(code));
     for (const zelAttribDef* a = g.attribs; a && a->id != ZEL_DEF_END; ++a) {
         ids.push_back(a->id);
         names.push_back({{"if", {{"properties", {{"id", {{"const", a->id}}}}}}},

@@ -22,7 +22,7 @@ public:
 class INVSCAN_API ProcessorInfo {
 public:
     explicit ProcessorInfo(const Node* node);
-    String Manufactor;  // spelled as in the file
+    String Manufactor; // spelled as in the file
     String BrandID;
     String Signature;
     String Type;

@@ -34,7 +34,7 @@ public:
     const StringMap& getAttributes() const { return m_attributes; }
     int getChildCount() const { return static_cast<int>(m_children.size()); }
     Node* getChild(int index) const;
-    void addChild(Node* child);  // takes ownership
+    void addChild(Node* child); // takes ownership
 
     Node* copy() const;
 

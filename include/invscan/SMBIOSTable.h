@@ -92,8 +92,7 @@ public:
     static void terminateGlobalTable();
 
 private:
-    template <class T>
-    static T* pick(T* const* arr, int total, int i) {
+    template <class T> static T* pick(T* const* arr, int total, int i) {
         return (i < 0 || i >= total) ? nullptr : arr[i];
     }
     unsigned at(int i) const { return (i >= 0 && i < totalLength) ? data[i] : 0u; }

@@ -21,7 +21,8 @@ public:
     }
     static uint32_t readULONG(const unsigned char* b, int off) {
         return static_cast<uint32_t>(b[off]) | (static_cast<uint32_t>(b[off + 1]) << 8) |
-               (static_cast<uint32_t>(b[off + 2]) << 16) | (static_cast<uint32_t>(b[off + 3]) << 24);
+               (static_cast<uint32_t>(b[off + 2]) << 16) |
+               (static_cast<uint32_t>(b[off + 3]) << 24);
     }
     static char* readASCIIZ(const unsigned char* b, int off, char* out);
     static int getASCIIZLength(const char* s);
@@ -84,8 +85,8 @@ protected:
 private:
     void freeStrings();
 
-    const unsigned char* m_blk = nullptr;  // valid only during readBlock
-    int m_avail = 0;                       // readable bytes of the formatted area
+    const unsigned char* m_blk = nullptr; // valid only during readBlock
+    int m_avail = 0;                      // readable bytes of the formatted area
 };
 
 #endif

@@ -13,6 +13,7 @@ INVSCAN_API uint32_t SM_HWSecurity(uint16_t* powerOn, uint16_t* keyboard);
 
 class SMBIOSTable;
 // Same over a given table (null or unavailable: nothing found).
-INVSCAN_API uint32_t SM_HWSecurityOf(const SMBIOSTable* table, uint16_t* powerOn, uint16_t* keyboard);
+INVSCAN_API uint32_t SM_HWSecurityOf(const SMBIOSTable* table, uint16_t* powerOn,
+                                     uint16_t* keyboard);
 
 #endif

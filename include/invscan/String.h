@@ -11,8 +11,8 @@
 class INVSCAN_API String {
 public:
     String() = default;
-    String(const char* text);     // multibyte text; null gives the empty string
-    String(const wchar_t* text);  // null gives the empty string
+    String(const char* text);    // multibyte text; null gives the empty string
+    String(const wchar_t* text); // null gives the empty string
     String(const std::wstring& text) : m_text(text) {}
 
     String& concat(const String& other);

@@ -37,7 +37,7 @@ struct zelAttribDef {
     uint32_t id;
     const char* name;
     uint32_t type;
-    uint32_t maxLength;  // characters, for strings; 0 otherwise
+    uint32_t maxLength; // characters, for strings; 0 otherwise
     const zelEnumDef* enumDef;
 };
 

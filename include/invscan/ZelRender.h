@@ -9,8 +9,8 @@
 #include <cstdio>
 
 extern "C" {
-INVSCAN_API extern const char VMQT_BuildDate[];  // yy/mm/dd
-INVSCAN_API extern const char VMQT_BuildTime[];  // hh:mm:ss
+INVSCAN_API extern const char VMQT_BuildDate[]; // yy/mm/dd
+INVSCAN_API extern const char VMQT_BuildTime[]; // hh:mm:ss
 }
 
 // "yyyy-mm-dd-hh.mm.ss.000000" from the build stamp; a static buffer.

@@ -37,7 +37,7 @@ class INVSCAN_API ZelTableAttrib {
 public:
     ZelTableAttrib(unsigned long id, unsigned char value);
     ZelTableAttrib(unsigned long id, unsigned short value);
-    ZelTableAttrib(unsigned long id, long timeValue);  // ZEL_DATETIME, local time
+    ZelTableAttrib(unsigned long id, long timeValue); // ZEL_DATETIME, local time
     ZelTableAttrib(unsigned long id, unsigned long value);
     ZelTableAttrib(unsigned long id, unsigned long long value);
     ZelTableAttrib(unsigned long id, long long value);
@@ -45,13 +45,13 @@ public:
     ZelTableAttrib(unsigned long id, float value);
     ZelTableAttrib(unsigned long id, uquad value);
     ZelTableAttrib(unsigned long id, const unsigned char* bytes, unsigned long length);
-    ZelTableAttrib(unsigned long id, const char* text);  // multibyte, current locale
+    ZelTableAttrib(unsigned long id, const char* text); // multibyte, current locale
     ~ZelTableAttrib();
     ZelTableAttrib(const ZelTableAttrib&) = delete;
     ZelTableAttrib& operator=(const ZelTableAttrib&) = delete;
 
     unsigned long getId() const;
-    unsigned long getType() const;  // ZEL_NO_TYPE without a block
+    unsigned long getType() const; // ZEL_NO_TYPE without a block
     unsigned char* getAttribPtr() const { return m_block; }
     void toString() const;
 

@@ -17,32 +17,32 @@
 
 // Eight 32-bit words on the 32-bit platform the table was laid out for.
 struct IntelModelRow {
-    uint32_t brand;      // brand code, see IntelCheckBrand; INTEL_TABLE_END ends the table
-    const char* model;   // model number as brand strings print it ("T7200", "470UM")
-    uint32_t signature;  // CPUID family/model/stepping, 20 bits; 0 when unknown
-    float speed;         // nominal MHz
-    int32_t cache;       // largest cache in KB
+    uint32_t brand;     // brand code, see IntelCheckBrand; INTEL_TABLE_END ends the table
+    const char* model;  // model number as brand strings print it ("T7200", "470UM")
+    uint32_t signature; // CPUID family/model/stepping, 20 bits; 0 when unknown
+    float speed;        // nominal MHz
+    int32_t cache;      // largest cache in KB
     const char* family;
-    int32_t cores;    // per package, -1 unknown
-    int32_t threads;  // logical processors per package, -1 unknown
+    int32_t cores;   // per package, -1 unknown
+    int32_t threads; // logical processors per package, -1 unknown
 };
 
 INVSCAN_API extern const IntelModelRow newIntelTable[];
-INVSCAN_API extern const unsigned newIntelTableRows;  // rows before the terminator
+INVSCAN_API extern const unsigned newIntelTableRows; // rows before the terminator
 
 // One processor package as handed to the lookup, and its results.
 struct INVSCAN_API PhysicalProcessor {
     static const unsigned BRAND_SIZE = 128;
 
     PhysicalProcessor();
-    void setBrand(const char* brand);  // copies, truncating to the array
+    void setBrand(const char* brand); // copies, truncating to the array
 
     char brandString[BRAND_SIZE];
     uint32_t signature = 0;
-    int logicalPerCoreKnown = 0;       // set when logicalPerCoreKnownCount is trustworthy
+    int logicalPerCoreKnown = 0; // set when logicalPerCoreKnownCount is trustworthy
     int logicalPerCoreKnownCount = -1;
-    int logicalPerCore = -1;           // input
-    int coresPerPackage = -1;          // input; replaced by the row's count when it has one
+    int logicalPerCore = -1;  // input
+    int coresPerPackage = -1; // input; replaced by the row's count when it has one
 
     std::string familyName = "Unknown";
     std::string modelName = "Unknown";

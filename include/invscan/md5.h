@@ -10,7 +10,7 @@
 
 struct md5file {
     uint32_t state[4];
-    uint32_t count[2];  // bit count, low word first
+    uint32_t count[2]; // bit count, low word first
     unsigned char buffer[64];
 };
 

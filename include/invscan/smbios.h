@@ -37,7 +37,7 @@ struct INVSCAN_API SmbiosInfo {
     int numActiveCores = -1;
     int cpuClockMHz = -1;
     int busClockMHz = -1;
-    unsigned char version[3] = {0, 0, 0};  // major, minor, 0
+    unsigned char version[3] = {0, 0, 0}; // major, minor, 0
     std::vector<Chip> chips;
     System system;
 };

@@ -92,7 +92,7 @@ struct INVSCAN_API VtNode {
 
     VtNode() = default;
     explicit VtNode(const char* nodeName); // copies the name; null gives ""
-    ~VtNode(); // frees values and children, not `next`
+    ~VtNode();                             // frees values and children, not `next`
     VtNode(const VtNode&) = delete;
     VtNode& operator=(const VtNode&) = delete;
 
@@ -135,8 +135,8 @@ private:
 
 // The result of running a helper program (see VtProcess.h).
 struct INVSCAN_API VtExecInfo {
-    int result = -1;  // helper's result code; -1 until a valid header was read
-    int major = 0;    // response format version
+    int result = -1; // helper's result code; -1 until a valid header was read
+    int major = 0;   // response format version
     int minor = 0;
     char* message = nullptr; // rest of the header line
     VtNode* tree = nullptr;  // root of the dump, or null

@@ -38,8 +38,9 @@ struct Attr {
 struct Row {
     std::vector<std::pair<unsigned, Attr>> values;
     const Attr* find(unsigned id) const {
-        auto it = std::lower_bound(values.begin(), values.end(), id,
-                                   [](const std::pair<unsigned, Attr>& v, unsigned k) { return v.first < k; });
+        auto it = std::lower_bound(
+            values.begin(), values.end(), id,
+            [](const std::pair<unsigned, Attr>& v, unsigned k) { return v.first < k; });
         return it != values.end() && it->first == id ? &it->second : nullptr;
     }
 };
@@ -107,20 +108,20 @@ std::vector<Row> rowsOf(const Json& table) {
             if (i == a.end() || !i->is_number_unsigned()) continue;
             auto v = a.find("value");
             auto n = a.find("name");
-            row.values.push_back({i->get<unsigned>(),
-                                  {v != a.end() ? &*v : &nullJson(),
-                                   n != a.end() && n->is_string() ? &n->get_ref<const std::string&>()
-                                                                  : &noName()}});
+            row.values.push_back(
+                {i->get<unsigned>(),
+                 {v != a.end() ? &*v : &nullJson(),
+                  n != a.end() && n->is_string() ? &n->get_ref<const std::string&>() : &noName()}});
         }
         // By id; of an id given twice, the last one counts.
         std::stable_sort(row.values.begin(), row.values.end(),
-                         [](const std::pair<unsigned, Attr>& a, const std::pair<unsigned, Attr>& b) {
-                             return a.first < b.first;
-                         });
-        auto last = std::unique(row.values.rbegin(), row.values.rend(),
-                                [](const std::pair<unsigned, Attr>& a, const std::pair<unsigned, Attr>& b) {
-                                    return a.first == b.first;
-                                });
+                         [](const std::pair<unsigned, Attr>& a,
+                            const std::pair<unsigned, Attr>& b) { return a.first < b.first; });
+        auto last =
+            std::unique(row.values.rbegin(), row.values.rend(),
+                        [](const std::pair<unsigned, Attr>& a, const std::pair<unsigned, Attr>& b) {
+                            return a.first == b.first;
+                        });
         row.values.erase(row.values.begin(), last.base());
         out.push_back(std::move(row));
     }
@@ -218,8 +219,7 @@ Json diffScans(const Json& oldScan, const Json& newScan, bool all) {
                 const Attr* ri = (*r)->find(indexDef->id);
                 for (auto a = added.begin(); a != added.end() && ri; ++a) {
                     const Attr* ai = (*a)->find(indexDef->id);
-                    if (ai && *ai->value == *ri->value)
-                        same = a;
+                    if (ai && *ai->value == *ri->value) same = a;
                 }
                 if (same == added.end()) {
                     ++r;

@@ -31,20 +31,26 @@ void hmacMd5(const std::string& key, const std::string& msg, unsigned char out[1
     unsigned char pad[64];
     unsigned char inner[16];
     md5file c;
-    for (int i = 0; i < 64; ++i) pad[i] = static_cast<unsigned char>(k[i] ^ 0x36);
+    for (int i = 0; i < 64; ++i)
+        pad[i] = static_cast<unsigned char>(k[i] ^ 0x36);
     md5file_clear(&c);
     md5file_addn(&c, pad, 64);
     md5file_addn(&c, reinterpret_cast<const unsigned char*>(msg.data()), msg.size());
     md5file_hash(&c, inner);
-    for (int i = 0; i < 64; ++i) pad[i] = static_cast<unsigned char>(k[i] ^ 0x5c);
+    for (int i = 0; i < 64; ++i)
+        pad[i] = static_cast<unsigned char>(k[i] ^ 0x5c);
     md5file_clear(&c);
     md5file_addn(&c, pad, 64);
     md5file_addn(&c, inner, 16);
     md5file_hash(&c, out);
 }
 
-bool isHex(char c) { return std::isxdigit(static_cast<unsigned char>(c)) != 0; }
-bool isAlnum(char c) { return std::isalnum(static_cast<unsigned char>(c)) != 0; }
+bool isHex(char c) {
+    return std::isxdigit(static_cast<unsigned char>(c)) != 0;
+}
+bool isAlnum(char c) {
+    return std::isalnum(static_cast<unsigned char>(c)) != 0;
+}
 
 std::string hexOf(const std::string& bytes, bool upper) {
     const char* digits = upper ? "0123456789ABCDEF" : "0123456789abcdef";
@@ -57,11 +63,13 @@ std::string hexOf(const std::string& bytes, bool upper) {
 }
 
 std::string lower(std::string s) {
-    for (char& c : s) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+    for (char& c : s)
+        c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
     return s;
 }
 std::string upper(std::string s) {
-    for (char& c : s) c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
+    for (char& c : s)
+        c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
     return s;
 }
 
@@ -181,7 +189,8 @@ std::string Sanitizer::stream(const std::string& tag, std::size_t n) const {
 }
 
 bool Sanitizer::attributeKind(const std::string& table, const std::string& attribute, Kind* kind) {
-    if (attribute.find("Serial") != std::string::npos || attribute.find("Asset Tag") != std::string::npos) {
+    if (attribute.find("Serial") != std::string::npos ||
+        attribute.find("Asset Tag") != std::string::npos) {
         *kind = SERIAL;
         return true;
     }
@@ -218,8 +227,8 @@ std::string Sanitizer::learn(Kind kind, const std::string& raw) {
         std::size_t i = 0;
         while (i < value.size()) {
             std::size_t j = i;
-            while (j < value.size() && (isAlnum(value[j]) || value[j] == '-' || value[j] == '.' ||
-                                        value[j] == '_'))
+            while (j < value.size() &&
+                   (isAlnum(value[j]) || value[j] == '-' || value[j] == '.' || value[j] == '_'))
                 ++j;
             if (j == i) {
                 out += value[i++];
@@ -227,7 +236,8 @@ std::string Sanitizer::learn(Kind kind, const std::string& raw) {
             }
             std::string word = value.substr(i, j - i);
             std::string name = word;
-            while (!name.empty() && name.back() == '.') name.pop_back();
+            while (!name.empty() && name.back() == '.')
+                name.pop_back();
             bool single = word.size() == value.size();
             if (hostWord(name) && (single || name.find('.') != std::string::npos) &&
                 lower(name) != "localhost") {
@@ -278,7 +288,8 @@ std::string Sanitizer::learn(Kind kind, const std::string& raw) {
             return std::isdigit(static_cast<unsigned char>(c)) != 0;
         }))
         return raw;
-    std::string r = stream(std::string(kind == HEX ? "hex|" : "serial|") + upper(value), value.size());
+    std::string r =
+        stream(std::string(kind == HEX ? "hex|" : "serial|") + upper(value), value.size());
     std::string pseudo = value;
     bool lowerHex = kind == HEX && lower(value) == value;
     for (std::size_t c = 0; c < value.size(); ++c) {
@@ -312,7 +323,8 @@ std::string Sanitizer::learn(Kind kind, const std::string& raw) {
 std::string Sanitizer::address(const std::string& token) const {
     // IPv4: the first octet kept (so loopback, private and link-local stay what they are).
     unsigned char b4[4];
-    if (std::count(token.begin(), token.end(), '.') == 3 && inet_pton(AF_INET, token.c_str(), b4) == 1) {
+    if (std::count(token.begin(), token.end(), '.') == 3 &&
+        inet_pton(AF_INET, token.c_str(), b4) == 1) {
         if (b4[0] == 0 || b4[0] == 127 || isMask4(b4) || b4[0] >= 224) return token;
         std::string r = stream("ipv4|" + std::string(reinterpret_cast<char*>(b4), 4), 3);
         b4[1] = static_cast<unsigned char>(r[0]);
@@ -331,7 +343,8 @@ std::string Sanitizer::address(const std::string& token) const {
         while (ok && n < 8 && p <= token.size()) {
             std::size_t c = token.find(':', p);
             std::string g = token.substr(p, c == std::string::npos ? std::string::npos : c - p);
-            if (g.empty() || g.size() > 2 || !std::all_of(g.begin(), g.end(), isHex)) ok = false;
+            if (g.empty() || g.size() > 2 || !std::all_of(g.begin(), g.end(), isHex))
+                ok = false;
             else {
                 vals[n++] = static_cast<unsigned>(std::stoul(g, nullptr, 16));
                 padded = padded && g.size() == 2;
@@ -341,7 +354,8 @@ std::string Sanitizer::address(const std::string& token) const {
         }
         if (ok && (n == 6 || n == 8) && std::count(token.begin(), token.end(), ':') == n - 1) {
             std::string bytes;
-            for (int i = 0; i < n; ++i) bytes += static_cast<char>(vals[i]);
+            for (int i = 0; i < n; ++i)
+                bytes += static_cast<char>(vals[i]);
             if (bytes.find_first_not_of('\0') == std::string::npos ||
                 bytes.find_first_not_of('\xff') == std::string::npos)
                 return token;
@@ -373,10 +387,13 @@ std::string Sanitizer::address(const std::string& token) const {
         // An IPv4-mapped address keeps the IPv4 rule.
         std::string r = stream("ipv6|" + std::string(reinterpret_cast<char*>(b6), 16), 16);
         for (int i = 2; i < 16; ++i)
-            if (b6[i]) b6[i] = static_cast<unsigned char>(1 + static_cast<unsigned char>(r[static_cast<std::size_t>(i)]) % 255);
+            if (b6[i])
+                b6[i] = static_cast<unsigned char>(
+                    1 + static_cast<unsigned char>(r[static_cast<std::size_t>(i)]) % 255);
         char text[INET6_ADDRSTRLEN];
         if (!inet_ntop(AF_INET6, b6, text, sizeof text)) return token;
-        bool up = std::any_of(token.begin(), token.end(), [](char c) { return c >= 'A' && c <= 'F'; });
+        bool up =
+            std::any_of(token.begin(), token.end(), [](char c) { return c >= 'A' && c <= 'F'; });
         return up ? upper(text) : std::string(text);
     }
     return token;
@@ -390,19 +407,23 @@ std::string Sanitizer::rewrite(const std::string& text) const {
     std::size_t i = 0;
     while (i < n) {
         char c = text[i];
-        bool start = (isHex(c) || c == ':') && (i == 0 || !(isAlnum(text[i - 1]) || text[i - 1] == '_'));
+        bool start =
+            (isHex(c) || c == ':') && (i == 0 || !(isAlnum(text[i - 1]) || text[i - 1] == '_'));
         if (!start) {
             out += c;
             ++i;
             continue;
         }
         std::size_t j = i;
-        while (j < n && (isHex(text[j]) || text[j] == ':' || text[j] == '.')) ++j;
+        while (j < n && (isHex(text[j]) || text[j] == ':' || text[j] == '.'))
+            ++j;
         std::size_t end = j;
-        while (end > i && text[end - 1] == '.') --end; // a sentence's full stop
+        while (end > i && text[end - 1] == '.')
+            --end; // a sentence's full stop
         bool alone = j >= n || !(isAlnum(text[j]) || text[j] == '_');
         std::string token = text.substr(i, end - i);
-        if (alone && token.size() >= 7 && (token.find(':') != std::string::npos || token.find('.') != std::string::npos))
+        if (alone && token.size() >= 7 &&
+            (token.find(':') != std::string::npos || token.find('.') != std::string::npos))
             out += address(token);
         else
             out += token;
@@ -414,7 +435,8 @@ std::string Sanitizer::rewrite(const std::string& text) const {
         std::size_t p = 0;
         while ((p = out.find(f.from, p)) != std::string::npos) {
             std::size_t q = p + f.from.size();
-            bool whole = f.hex || ((p == 0 || !isAlnum(out[p - 1])) && (q >= out.size() || !isAlnum(out[q])));
+            bool whole = f.hex || ((p == 0 || !isAlnum(out[p - 1])) &&
+                                   (q >= out.size() || !isAlnum(out[q])));
             if (!whole) {
                 ++p;
                 continue;
@@ -455,10 +477,12 @@ void Sanitizer::learnHelperKeys(const std::string& dump) {
         if (k < e && s != std::string::npos && s < e) {
             std::string key = lower(dump.substr(k, s - k));
             std::string value = dump.substr(s + 3, e - s - 3);
-            if (key.find("serial") != std::string::npos) learn(SERIAL, value);
-            else if (key.find("uuid") != std::string::npos) learn(HEX, value);
-            else if (key.find("host_name") != std::string::npos || key.find("hostname") != std::string::npos ||
-                     key == "domain_name")
+            if (key.find("serial") != std::string::npos)
+                learn(SERIAL, value);
+            else if (key.find("uuid") != std::string::npos)
+                learn(HEX, value);
+            else if (key.find("host_name") != std::string::npos ||
+                     key.find("hostname") != std::string::npos || key == "domain_name")
                 learn(HOST, value);
         }
         p = e + 1;
@@ -479,14 +503,16 @@ bool Sanitizer::sanitizeBundle(const std::string& dir, std::string* why) {
             if (e == std::string::npos) e = data.size();
             std::vector<std::string> f = fields(data.substr(p, e - p));
             if (base == "uname.txt" && f.size() >= 2 && f[0] == "nodename") learn(HOST, f[1]);
-            if (base == "sysctl.txt" && f.size() >= 3 && (f[0] == "kern.hostname" || f[0] == "kern.nisdomainname" ||
-                                                          f[0] == "kern.domainname"))
+            if (base == "sysctl.txt" && f.size() >= 3 &&
+                (f[0] == "kern.hostname" || f[0] == "kern.nisdomainname" ||
+                 f[0] == "kern.domainname"))
                 learn(HOST, f[2]);
             if (base == "hosts.txt" && f.size() >= 2) learn(HOST, f[1]);
             if (base.find("resolv.conf") != std::string::npos) {
                 std::string line = data.substr(p, e - p);
                 for (const char* k : {"domain", "search"})
-                    if (line.compare(0, std::strlen(k), k) == 0) learn(HOST, line.substr(std::strlen(k)));
+                    if (line.compare(0, std::strlen(k), k) == 0)
+                        learn(HOST, line.substr(std::strlen(k)));
             }
             p = e + 1;
         }

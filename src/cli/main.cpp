@@ -274,7 +274,8 @@ std::string captureDump(ZelTable* table) {
     std::rewind(tmp);
     char buf[65536];
     std::size_t n;
-    while ((n = std::fread(buf, 1, sizeof buf, tmp)) > 0) text.append(buf, n);
+    while ((n = std::fread(buf, 1, sizeof buf, tmp)) > 0)
+        text.append(buf, n);
     std::fclose(tmp);
     return text;
 }
@@ -285,12 +286,15 @@ std::string sanitizeKey(std::string* why) {
     std::vector<std::string> places;
     struct stat st;
     const char* home = std::getenv("KOR_HOMEDIR");
-    if (home && *home && stat((std::string(home) + "/etc").c_str(), &st) == 0 && S_ISDIR(st.st_mode))
+    if (home && *home && stat((std::string(home) + "/etc").c_str(), &st) == 0 &&
+        S_ISDIR(st.st_mode))
         places.push_back(std::string(home) + "/etc/sanitize.key");
     const char* xdg = std::getenv("XDG_CONFIG_HOME");
     const char* user = std::getenv("HOME");
-    if (xdg && *xdg) places.push_back(std::string(xdg) + "/invscan/sanitize.key");
-    else if (user && *user) places.push_back(std::string(user) + "/.config/invscan/sanitize.key");
+    if (xdg && *xdg)
+        places.push_back(std::string(xdg) + "/invscan/sanitize.key");
+    else if (user && *user)
+        places.push_back(std::string(user) + "/.config/invscan/sanitize.key");
     for (const std::string& p : places) {
         std::string key = sanitizeKeyFromFile(p, why);
         if (!key.empty()) return key;
@@ -469,7 +473,8 @@ int main(int argc, char** argv) {
         std::string why;
         std::string key = sanitizeKeyText.empty() ? sanitizeKey(&why) : sanitizeKeyText;
         if (key.empty()) {
-            std::fprintf(stderr, "invscan: no key for --sanitize (%s); give one with --sanitize-key\n",
+            std::fprintf(stderr,
+                         "invscan: no key for --sanitize (%s); give one with --sanitize-key\n",
                          why.c_str());
             return 1;
         }
@@ -620,7 +625,8 @@ int main(int argc, char** argv) {
         if (format == "json" || format == "glpi" || sanitizer) {
             if (table) {
                 out["tables"].push_back(tableJson(table.get()));
-                if (format == "text" && !sanitizedCopy) dumps.push_back(captureDump(table.get()) + "\n");
+                if (format == "text" && !sanitizedCopy)
+                    dumps.push_back(captureDump(table.get()) + "\n");
             } else {
                 const zelGroupDef* def = getGroupDefinitionFromId(r.id);
                 nlohmann::ordered_json t;
@@ -649,19 +655,23 @@ int main(int argc, char** argv) {
         }
     }
     if (sanitizer) {
-        for (const auto& t : out["tables"]) sanitizer->learnTable(t);
+        for (const auto& t : out["tables"])
+            sanitizer->learnTable(t);
         host::Utsname u;
         if (host::uname(&u) == 0) sanitizer->learn(Sanitizer::HOST, u.nodename);
         if (!sanitizedCopy) {
-            for (auto& t : out["tables"]) sanitizer->sanitizeTable(t);
-            for (std::string& d : dumps) d = sanitizer->rewrite(d);
+            for (auto& t : out["tables"])
+                sanitizer->sanitizeTable(t);
+            for (std::string& d : dumps)
+                d = sanitizer->rewrite(d);
         }
     }
     if (!sanitizedCopy) {
         if (format == "json") std::cout << out.dump(2) << std::endl;
         if (format == "glpi") std::cout << glpiInventory(out).dump(2) << std::endl;
         if (format == "text" && sanitizer)
-            for (const std::string& d : dumps) std::fwrite(d.data(), 1, d.size(), stdout);
+            for (const std::string& d : dumps)
+                std::fwrite(d.data(), 1, d.size(), stdout);
     }
     for (const std::string& p : host::replayProblems())
         std::fprintf(stderr, "invscan: %s\n", p.c_str());
@@ -686,16 +696,19 @@ int main(int argc, char** argv) {
         // The output is the sanitised bundle's own scan.
         std::string self = selfExe(argc > 0 ? argv[0] : nullptr);
         std::vector<std::string> args = {self, "--replay", recordDir, "--format", format};
-        for (const std::string& g : groups) args.insert(args.end(), {"--group", g});
+        for (const std::string& g : groups)
+            args.insert(args.end(), {"--group", g});
         if (!config.empty()) args.insert(args.end(), {"--config", config});
         std::vector<char*> av;
-        for (std::string& a : args) av.push_back(&a[0]);
+        for (std::string& a : args)
+            av.push_back(&a[0]);
         av.push_back(nullptr);
         std::fflush(stdout);
         ::unsetenv("INVSCAN_RECORD");
         ::unsetenv("INVSCAN_REPLAY");
         execv(self.c_str(), av.data());
-        std::fprintf(stderr, "invscan: cannot replay the sanitised bundle: %s\n", std::strerror(errno));
+        std::fprintf(stderr, "invscan: cannot replay the sanitised bundle: %s\n",
+                     std::strerror(errno));
         return 1;
     }
     // Nothing at all produced is no scan; a group without data on this host still

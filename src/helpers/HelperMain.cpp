@@ -29,7 +29,8 @@ int helperMain(const char* helper, int argc, char** argv) {
             from = argv[++i];
         } else if (a == "--replay" && hasArg) {
             if (!host::useReplay(argv[++i])) {
-                std::fprintf(stderr, "%s: cannot replay %s: not a readable directory\n", helper, argv[i]);
+                std::fprintf(stderr, "%s: cannot replay %s: not a readable directory\n", helper,
+                             argv[i]);
                 return 2;
             }
         } else if (a == "--record" && hasArg) {

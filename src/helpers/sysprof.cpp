@@ -1,4 +1,6 @@
 // The "sysprof" helper program.
 #include "helpers/HelperMain.h"
 
-int main(int argc, char** argv) { return helperMain("sysprof", argc, argv); }
+int main(int argc, char** argv) {
+    return helperMain("sysprof", argc, argv);
+}

@@ -29,7 +29,10 @@ std::string describe(const zelAttribDef& a) {
 TEST(Catalog, GroupsInOrderWithKeys) {
     const std::vector<GroupRow> expected = {
         {1, "ComponentID", 14, {}, {}},
-        {20, "Scan Info", 9, {},
+        {20,
+         "Scan Info",
+         9,
+         {},
          {"1 Manufacturer 7 64", "2 Major Version 3 0", "3 Minor Version 3 0",
           "7 Maintenance Version 3 0", "9 Patch Level 3 0", "4 Scan Date 9 0", "5 Build 7 64",
           "6 Uptime 3 0", "8 MobilityFlag 3 0"}},
@@ -39,19 +42,24 @@ TEST(Catalog, GroupsInOrderWithKeys) {
         {31, "Memory Modules", 6, {1}, {}},
         {5, "Storage", 11, {1, 2}, {}},
         {7, "Network Adapter", 15, {2}, {}},
-        {6, "IP Address", 11, {2},
-         {"1 Index 3 0", "2 Address 7 40", "9 DHCP Enabled 7 1", "3 Hostname 7 64",
-          "4 Domain 7 64", "5 Subnet 7 40", "6 Gateway 7 40", "7 Primary DNS 7 40",
-          "8 Secondary DNS 7 40", "10 Permanent Mac Address 7 64", "11 IPV6Address 7 64"}},
+        {6,
+         "IP Address",
+         11,
+         {2},
+         {"1 Index 3 0", "2 Address 7 40", "9 DHCP Enabled 7 1", "3 Hostname 7 64", "4 Domain 7 64",
+          "5 Subnet 7 40", "6 Gateway 7 40", "7 Primary DNS 7 40", "8 Secondary DNS 7 40",
+          "10 Permanent Mac Address 7 64", "11 IPV6Address 7 64"}},
         {51, "IPv6 Address", 11, {2}, {}},
         {27, "Partition", 12, {1, 7, 8}, {}},
         {15, "Regional", 6, {}, {}},
-        {44, "PhysicalProcessor", 14, {1},
+        {44,
+         "PhysicalProcessor",
+         14,
+         {1},
          {"1 Id 7 64", "4 Manufacturer 7 64", "5 Family 7 64", "6 Type 7 64",
           "2 Core Per Package Count 3 0", "3 Logical Proc Per Core 3 0", "7 CpuFreq 3 0",
-          "8 L2 Cache Size 3 0", "9 L3 Cache Size 3 0", "10 Brandname 7 128",
-          "11 Signature 7 128", "12 Is64BitSupported 7 1", "13 Active Processor Count 3 0",
-          "14 Active Core Count 3 0"}},
+          "8 L2 Cache Size 3 0", "9 L3 Cache Size 3 0", "10 Brandname 7 128", "11 Signature 7 128",
+          "12 Is64BitSupported 7 1", "13 Active Processor Count 3 0", "14 Active Core Count 3 0"}},
     };
     size_t i = 0;
     for (const zelGroupDef* g = GROUPS_DEF; g->id != ZEL_DEF_END; ++g, ++i) {
@@ -63,7 +71,8 @@ TEST(Catalog, GroupsInOrderWithKeys) {
         EXPECT_EQ(g->debugMask, 0u);
         EXPECT_EQ(zelAttribCount(g->attribs), e.attribCount) << e.name;
         ASSERT_EQ(g->keyCount, e.keys.size()) << e.name;
-        for (size_t k = 0; k < e.keys.size(); ++k) EXPECT_EQ(g->keys[k], e.keys[k]) << e.name;
+        for (size_t k = 0; k < e.keys.size(); ++k)
+            EXPECT_EQ(g->keys[k], e.keys[k]) << e.name;
         if (e.keys.empty()) {
             EXPECT_EQ(g->keys, nullptr);
         }
@@ -97,7 +106,8 @@ TEST(Catalog, EnumeratedAttributes) {
         {15, 4, REGIONAL_TZ_DAYLIGHT},
     };
     for (auto& c : cases) {
-        const zelAttribDef* a = getAttribDefinitionFromId(getGroupDefinitionFromId(c.group), c.attrib);
+        const zelAttribDef* a =
+            getAttribDefinitionFromId(getGroupDefinitionFromId(c.group), c.attrib);
         ASSERT_NE(a, nullptr);
         EXPECT_EQ(a->enumDef, c.expected) << c.group << "/" << c.attrib;
     }
@@ -114,12 +124,18 @@ TEST(Catalog, SmallEnumerations) {
         std::vector<std::pair<uint32_t, std::string>> rows;
     } cases[] = {
         {HWSEC_POP_ENUM_DEF, {{0, "Disabled"}, {1, "Enabled"}, {2, "Unsupported"}, {3, "Unknown"}}},
-        {STORAGE_SECURITY_ENABLED_ENUM_DEF, {{0, "Yes"}, {1, "No"}, {2, "Unsupported"}, {3, "Unknown"}}},
+        {STORAGE_SECURITY_ENABLED_ENUM_DEF,
+         {{0, "Yes"}, {1, "No"}, {2, "Unsupported"}, {3, "Unknown"}}},
         {PART_TYPE_ENUM_DEF,
          {{0, "Unknown"}, {1, "Logical Drive"}, {2, "Remote Drive"}, {3, "Logical Volume"}}},
         {PART_MEDIA_TYPE_ENUM_DEF,
-         {{0, "Unknown"}, {1, "No Root Directory"}, {2, "Removable Disk"}, {3, "Local Disk"},
-          {4, "Remote Drive"}, {5, "CD-ROM"}, {6, "RAM Disk"}}},
+         {{0, "Unknown"},
+          {1, "No Root Directory"},
+          {2, "Removable Disk"},
+          {3, "Local Disk"},
+          {4, "Remote Drive"},
+          {5, "CD-ROM"},
+          {6, "RAM Disk"}}},
         {REGIONAL_TZ_PLUS_MINUS, {{1, "+"}, {2, "-"}}},
         {REGIONAL_TZ_DAYLIGHT, {{1, "T"}, {2, "F"}}},
     };
@@ -179,4 +195,4 @@ TEST(Catalog, PrintEnumeration) {
     EXPECT_EQ(std::string(buf, n), "\n\t\t1 = \"+\"\n\t\t2 = \"-\"");
 }
 
-}  // namespace
+} // namespace

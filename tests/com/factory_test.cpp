@@ -40,13 +40,14 @@ TEST(GroupFactory, HandsOutGroupsByNameAndId) {
 TEST(GroupFactory, AllGroupsInCatalogueOrder) {
     std::list<String> names{String("already there")};
     EXPECT_EQ(GroupFactory::getInstance()->getAllGroups(names), 0);
-    const char* expected[] = {"already there", "ComponentID", "Scan Info", "Operating System",
-                              "SMBIOS", "Memory", "Memory Modules", "Storage",
-                              "Network Adapter", "IP Address", "IPv6 Address", "Partition",
-                              "Regional", "PhysicalProcessor"};
+    const char* expected[] = {
+        "already there", "ComponentID",    "Scan Info", "Operating System", "SMBIOS",
+        "Memory",        "Memory Modules", "Storage",   "Network Adapter",  "IP Address",
+        "IPv6 Address",  "Partition",      "Regional",  "PhysicalProcessor"};
     ASSERT_EQ(names.size(), 14u);
     size_t i = 0;
-    for (const String& n : names) EXPECT_EQ(n, String(expected[i++]));
+    for (const String& n : names)
+        EXPECT_EQ(n, String(expected[i++]));
 }
 
 TEST(GroupFactory, ConfigFilePathFromTheHostConfiguration) {
@@ -116,17 +117,23 @@ TEST(GroupFactory, LoadNodeFromFileTracesEveryOutcome) {
     struct {
         const char* file;
         int kind, result;
-        std::vector<std::string> expected;  // "*" ends a prefix match
+        std::vector<std::string> expected; // "*" ends a prefix match
     } cases[] = {
-        {"missing.xml", 1, 5,
+        {"missing.xml",
+         1,
+         5,
          {"hardware", "hardware Open config file @ for read",
           "hardware ERROR! Failed to open file @ for reading", "hardware return =5"}},
-        {"broken.xml", 1, 2,
+        {"broken.xml",
+         1,
+         2,
          {"hardware", "hardware Open config file @ for read", "hardware After ParseNodeSink()",
           "hardware After new XmlKorParser()", "hardware After sink->getNode()",
           "hardware korparser status is *", "hardware ERROR! Failed to parse the xmlfile @",
           "hardware After parsing config file @", "hardware return =2"}},
-        {"plain.xml", 5, -1,
+        {"plain.xml",
+         5,
+         -1,
          {"hardware", "hardware Open config file @ for read", "hardware After HWParseNodeSink()",
           "hardware After new HWXmlKorParser()", "hardware After sink->getNode()",
           "hardware korparser status is 0", "hardware After parsing config file @",
@@ -182,7 +189,8 @@ TEST(GroupFactory, ConfigurationReachesTheGroups) {
 
     ASSERT_EQ(f->getQCMs().size(), qcms + 4);
     const unsigned long cores[] = {4, 16, 8, 1};
-    for (size_t i = 0; i < 4; ++i) EXPECT_EQ(f->getQCMs()[qcms + i]->CoresPerPackage, cores[i]);
+    for (size_t i = 0; i < 4; ++i)
+        EXPECT_EQ(f->getQCMs()[qcms + i]->CoresPerPackage, cores[i]);
     EXPECT_EQ(f->getQCMs()[qcms]->NewFamily, String("Core 2 Quad"));
 
     ASSERT_EQ(f->getProcessors().size(), procs + 2);
@@ -210,14 +218,23 @@ TEST(HWConfig, InfoFromNodesOfTheWrongName) {
 
 TEST(HWConfig, CoresPerPackageReadsAlikeOnEveryHost) {
     struct {
-        const char* text;  // null: no attribute
+        const char* text; // null: no attribute
         uint32_t cores;
     } cases[] = {
-        {nullptr, 1},         {"", 1},           {"0x10", 16},         {"010", 8},
-        {"4", 4},             {"four", 0},       {"4294967295", 4294967295u},
-        {"4294967296", 4294967295u},             {"99999999999999999999", 4294967295u},
-        {"-1", 4294967295u},  {"-5", 4294967291u}, {" -4294967296", 4294967295u},
-        {"-18446744073709551615", 4294967295u}, {"-0", 0},
+        {nullptr, 1},
+        {"", 1},
+        {"0x10", 16},
+        {"010", 8},
+        {"4", 4},
+        {"four", 0},
+        {"4294967295", 4294967295u},
+        {"4294967296", 4294967295u},
+        {"99999999999999999999", 4294967295u},
+        {"-1", 4294967295u},
+        {"-5", 4294967291u},
+        {" -4294967296", 4294967295u},
+        {"-18446744073709551615", 4294967295u},
+        {"-0", 0},
     };
     for (auto& c : cases) {
         Node qcm(String("QCM"));
@@ -267,8 +284,10 @@ TEST(XmlKorParser, HostileDocumentsGiveAStatus) {
         EXPECT_EQ(sink.getNode(1), nullptr);
     }
     std::string deep;
-    for (int i = 0; i < 30000; ++i) deep += "<d>";  // within the size cap
-    for (int i = 0; i < 30000; ++i) deep += "</d>";
+    for (int i = 0; i < 30000; ++i)
+        deep += "<d>"; // within the size cap
+    for (int i = 0; i < 30000; ++i)
+        deep += "</d>";
     ParseNodeSink sink;
     EXPECT_EQ(NodeReader(&sink).processBuffer(deep.data(), deep.size()), NodeReader::TOO_DEEP);
 
@@ -322,7 +341,7 @@ TEST(String, UndecodableBytesSurviveTheRoundTrip) {
         EXPECT_EQ(String(c.text).toMultiByte(), c.back) << c.locale;
     }
     std::setlocale(LC_CTYPE, "C");
-    EXPECT_EQ(String(L"\u20ac1").toMultiByte(), "?1");  // not a byte, not in the locale
+    EXPECT_EQ(String(L"\u20ac1").toMultiByte(), "?1"); // not a byte, not in the locale
     std::setlocale(LC_CTYPE, before.c_str());
 }
 
@@ -332,7 +351,8 @@ TEST(XmlKorParser, HugeFileIsRefused) {
     ASSERT_NE(f, nullptr);
     std::fputs("<Hardware a='1'>", f);
     std::string filler(1 << 20, ' ');
-    for (long i = 0; i <= NodeReader::MAX_FILE_BYTES >> 20; ++i) std::fputs(filler.c_str(), f);
+    for (long i = 0; i <= NodeReader::MAX_FILE_BYTES >> 20; ++i)
+        std::fputs(filler.c_str(), f);
     std::fputs("</Hardware>", f);
     std::fclose(f);
     EXPECT_EQ(GroupFactory::getInstance()->loadNodeFromFile(String(path.c_str()), 1), 2);
@@ -351,7 +371,7 @@ TEST(ScanInfoGroup, OneRowOfSevenAttributes) {
     ZelTableRow* row = t1->getNext();
     ASSERT_EQ(row->getNumAttribs(), 7u);
     const unsigned long ids[] = {1, 2, 3, 7, 9, 4, 5};
-    const unsigned long types[] = {ZEL_STRING, ZEL_ULONG, ZEL_ULONG, ZEL_ULONG,
+    const unsigned long types[] = {ZEL_STRING, ZEL_ULONG,    ZEL_ULONG, ZEL_ULONG,
                                    ZEL_ULONG,  ZEL_DATETIME, ZEL_STRING};
     const uint32_t numbers[] = {0, 2, 7, 0, 6};
     for (int i = 0; i < 7; ++i) {
@@ -365,12 +385,14 @@ TEST(ScanInfoGroup, OneRowOfSevenAttributes) {
     // The build stamp: 26 characters and the terminator.
     row->reset();
     ZelTableAttrib* build = nullptr;
-    while (ZelTableAttrib* a = row->getNext()) build = a;
+    while (ZelTableAttrib* a = row->getNext())
+        build = a;
     const unsigned char* b = build->getAttribPtr();
     ASSERT_EQ(zelGet32(b + 12), 27u);
     std::string stamp;
-    for (int i = 0; i < 26; ++i) stamp += static_cast<char>(zelGet32(b + 16 + 4 * i));
+    for (int i = 0; i < 26; ++i)
+        stamp += static_cast<char>(zelGet32(b + 16 + 4 * i));
     EXPECT_EQ(stamp, getBuildDateVMQT());
 }
 
-}  // namespace
+} // namespace

@@ -32,13 +32,15 @@ TEST(Md5, Rfc1321Vectors) {
 
 TEST(Md5, IncrementalEqualsOneCallAtEveryBlockBoundary) {
     std::string text(200, '\0');
-    for (size_t i = 0; i < text.size(); ++i) text[i] = static_cast<char>('a' + i % 26);
+    for (size_t i = 0; i < text.size(); ++i)
+        text[i] = static_cast<char>('a' + i % 26);
     for (size_t split : {0u, 1u, 55u, 56u, 63u, 64u, 65u, 128u, 199u}) {
         md5file ctx;
         md5file_clear(&ctx);
         const auto* bytes = reinterpret_cast<const unsigned char*>(text.data());
         md5file_addn(&ctx, bytes, split);
-        for (size_t i = split; i < text.size(); ++i) md5file_add(&ctx, bytes[i]);
+        for (size_t i = split; i < text.size(); ++i)
+            md5file_add(&ctx, bytes[i]);
         char hex[33];
         md5file_sprint_hash(&ctx, hex);
         EXPECT_EQ(hex, checksum(text.c_str())) << "split at " << split;
@@ -48,4 +50,4 @@ TEST(Md5, IncrementalEqualsOneCallAtEveryBlockBoundary) {
     }
 }
 
-}  // namespace
+} // namespace

@@ -13,8 +13,7 @@
 namespace {
 
 // Runs fn with a temporary FILE* and returns what it wrote.
-template <typename Fn>
-std::string written(Fn fn) {
+template <typename Fn> std::string written(Fn fn) {
     std::FILE* f = std::tmpfile();
     fn(f);
     std::fflush(f);
@@ -22,7 +21,8 @@ std::string written(Fn fn) {
     std::string out;
     char buf[256];
     size_t n;
-    while ((n = std::fread(buf, 1, sizeof buf, f)) > 0) out.append(buf, n);
+    while ((n = std::fread(buf, 1, sizeof buf, f)) > 0)
+        out.append(buf, n);
     std::fclose(f);
     return out;
 }
@@ -40,7 +40,7 @@ TEST(Render, FileWriterByType) {
         {new ZelTableAttrib(1UL, static_cast<unsigned char>(10)), "0x0A"},
         {new ZelTableAttrib(1UL, static_cast<unsigned short>(65535)), "65535"},
         {new ZelTableAttrib(1UL, 4294967295UL), "4294967295"},
-        {new ZelTableAttrib(1UL, uquad{0xFFFFFFFF, 7}), "-1"},  // first word, signed
+        {new ZelTableAttrib(1UL, uquad{0xFFFFFFFF, 7}), "-1"}, // first word, signed
         {new ZelTableAttrib(1UL, 1.5), "1.500000"},
         {new ZelTableAttrib(1UL, 0.25f), "0.250000"},
         {new ZelTableAttrib(1UL, "a\"b\\c\td"), "a\\\"b\\\\c\\x09d"},
@@ -61,9 +61,8 @@ TEST(Render, DmtfEscape) {
         const wchar_t* in;
         const wchar_t* out;
     } cases[] = {
-        {L"\t", L"\\x09"},     {L"\x1f", L"\\x1f"},   {L"\"", L"\\\""},
-        {L"\\", L"\\\\"},      {L"plain", L"plain"},  {L"\x7f\xe9", L"\x7f\xe9"},
-        {L"a\nb", L"a\\x0ab"},
+        {L"\t", L"\\x09"},    {L"\x1f", L"\\x1f"},        {L"\"", L"\\\""},      {L"\\", L"\\\\"},
+        {L"plain", L"plain"}, {L"\x7f\xe9", L"\x7f\xe9"}, {L"a\nb", L"a\\x0ab"},
     };
     for (auto& c : cases) {
         wchar_t* e = dmtf_escape(c.in);
@@ -126,7 +125,8 @@ std::vector<unsigned char> block(std::initializer_list<uint32_t> words, size_t l
     std::vector<unsigned char> b(length);
     size_t at = 0;
     for (uint32_t w : words) {
-        for (int i = 0; i < 4 && at < length; ++i) b[at++] = static_cast<unsigned char>(w >> 8 * i);
+        for (int i = 0; i < 4 && at < length; ++i)
+            b[at++] = static_cast<unsigned char>(w >> 8 * i);
     }
     return b;
 }
@@ -134,15 +134,15 @@ std::vector<unsigned char> block(std::initializer_list<uint32_t> words, size_t l
 TEST(Render, IncompleteBlocksAreNotReadPastTheirEnd) {
     struct {
         std::vector<unsigned char> b;
-        const char* file;  // what the file writer writes
+        const char* file; // what the file writer writes
     } cases[] = {
-        {block({8, 1, ZEL_ULONG}, 8), ""},               // shorter than the header
-        {block({12, 1, ZEL_ULONG}, 12), ""},             // no room for the value
+        {block({8, 1, ZEL_ULONG}, 8), ""},   // shorter than the header
+        {block({12, 1, ZEL_ULONG}, 12), ""}, // no room for the value
         {block({16, 1, ZEL_DOUBLE, 0}, 16), ""},
         {block({30, 1, ZEL_DATETIME}, 30), ""},
-        {block({20, 1, ZEL_STRING, 5, 'a'}, 20), ""},     // N says 5 characters
+        {block({20, 1, ZEL_STRING, 5, 'a'}, 20), ""}, // N says 5 characters
         {block({20, 1, ZEL_STRING, 0xFFFFFFFF, 'a'}, 20), ""},
-        {block({18, 1, ZEL_OCTETSTRING, 3}, 18), ""},     // count says 3 bytes
+        {block({18, 1, ZEL_OCTETSTRING, 3}, 18), ""}, // count says 3 bytes
         {block({15, 1, ZEL_OCTETSTRING}, 15), ""},
         // Exactly complete blocks still print.
         {block({16, 1, ZEL_ULONG, 7}, 16), "7"},
@@ -151,8 +151,7 @@ TEST(Render, IncompleteBlocksAreNotReadPastTheirEnd) {
         {block({12, 1, 99}, 12), ""},
     };
     for (auto& c : cases) {
-        EXPECT_EQ(written([&](std::FILE* f) { PrintZelAttribValueToFile(f, c.b.data()); }),
-                  c.file);
+        EXPECT_EQ(written([&](std::FILE* f) { PrintZelAttribValueToFile(f, c.b.data()); }), c.file);
         testing::internal::CaptureStdout();
         PrintZelAttribValue(c.b.data());
         std::string dump = testing::internal::GetCapturedStdout();
@@ -171,7 +170,8 @@ TEST(Render, StringsOutsideTheLocaleAreNotDropped) {
                   PrintZelAttribValueToFile(f, b.data());
                   std::fputc(']', f);
               }),
-              "[c\xE9" "a]");
+              "[c\xE9"
+              "a]");
     // Beyond one byte and outside the locale: a stand-in, and the rest follows.
     auto wide = block({28, 1, ZEL_STRING, 3, 0x20AC, 'a', 0}, 28);
     EXPECT_EQ(written([&](std::FILE* f) { PrintZelAttribValueToFile(f, wide.data()); }), "?a");
@@ -181,7 +181,8 @@ TEST(Render, StringsOutsideTheLocaleAreNotDropped) {
               "caf\xC3\xA9");
     if (std::setlocale(LC_CTYPE, "C.UTF-8")) {
         EXPECT_EQ(written([&](std::FILE* f) { PrintZelAttribValueToFile(f, b.data()); }),
-                  "c\xc3\xa9" "a");
+                  "c\xc3\xa9"
+                  "a");
     }
     std::setlocale(LC_CTYPE, before.c_str());
 }
@@ -212,4 +213,4 @@ TEST(Render, BuildStamp) {
     EXPECT_EQ(getBuildDateVMQT(), getBuildDateVMQT());
 }
 
-}  // namespace
+} // namespace

@@ -20,7 +20,8 @@ std::vector<unsigned char> blockOf(const ZelTableAttrib& a) {
 std::vector<unsigned char> le(std::initializer_list<uint32_t> words) {
     std::vector<unsigned char> out;
     for (uint32_t w : words)
-        for (int i = 0; i < 4; ++i) out.push_back(static_cast<unsigned char>(w >> (8 * i)));
+        for (int i = 0; i < 4; ++i)
+            out.push_back(static_cast<unsigned char>(w >> (8 * i)));
     return out;
 }
 
@@ -75,9 +76,9 @@ TEST(ZelTableAttrib, StringBlockKeepsItsSizeWhenCharactersAreMultibyte) {
     const unsigned char* p = a.getAttribPtr();
     EXPECT_EQ(zelGet32(p), 12u + 4u * 3 + 8);
     uint32_t n = zelGet32(p + 12);
-    if (n == 3) {  // a UTF-8 locale
+    if (n == 3) { // a UTF-8 locale
         EXPECT_EQ(zelGet32(p + 20), 0xE9u);
-    } else {  // the C locale keeps the bytes one by one
+    } else { // the C locale keeps the bytes one by one
         EXPECT_EQ(n, 4u);
         EXPECT_EQ(zelGet32(p + 20), 0xC3u);
     }
@@ -87,7 +88,8 @@ TEST(ZelTableAttrib, StringBlockKeepsItsSizeWhenCharactersAreMultibyte) {
 std::vector<uint32_t> charsOf(const ZelTableAttrib& a) {
     const unsigned char* p = a.getAttribPtr() + 12;
     std::vector<uint32_t> out;
-    for (uint32_t i = 0; i < zelGet32(p); ++i) out.push_back(zelGet32(p + 4 + 4 * i));
+    for (uint32_t i = 0; i < zelGet32(p); ++i)
+        out.push_back(zelGet32(p + 4 + 4 * i));
     return out;
 }
 
@@ -101,8 +103,11 @@ TEST(ZelTableAttrib, UndecodableBytesDoNotSpoilTheRestOfTheText) {
         {"C.UTF-8", "caf\xC3\xA9", {'c', 'a', 'f', 0xE9, 0}},
         // A stray byte keeps its code; the valid sequences around it still decode.
         {"C.UTF-8", "\xC3\xA9 \xFF \xC3\xA9", {0xE9, ' ', 0xFF, ' ', 0xE9, 0}},
-        {"C.UTF-8", "x\xC3", {'x', 0xC3, 0}},  // cut inside a sequence
-        {"C", "a\xE9" "b", {'a', 0xE9, 'b', 0}},
+        {"C.UTF-8", "x\xC3", {'x', 0xC3, 0}}, // cut inside a sequence
+        {"C",
+         "a\xE9"
+         "b",
+         {'a', 0xE9, 'b', 0}},
     };
     for (auto& c : cases) {
         if (!std::setlocale(LC_CTYPE, c.locale)) continue;
@@ -114,7 +119,7 @@ TEST(ZelTableAttrib, UndecodableBytesDoNotSpoilTheRestOfTheText) {
 }
 
 TEST(ZelTableAttrib, DateTimeIsLocalTimeWithSixZeros) {
-    std::time_t t = 1000000000;  // 2001-09-09 01:46:40 UTC
+    std::time_t t = 1000000000; // 2001-09-09 01:46:40 UTC
     std::tm tmv;
     localtime_r(&t, &tmv);
     char expected[96];
@@ -133,10 +138,18 @@ TEST(ZelTableAttrib, AccessorsAndTypeNames) {
     EXPECT_EQ(a.getId(), 0x42u);
     EXPECT_EQ(a.getType(), static_cast<unsigned long>(ZEL_ULONG));
 
-    const char* names[] = {"Undefined Attrib Type", "ZEL_UCHAR",    "ZEL_USHORT",
-                           "ZEL_ULONG",             "ZEL_UQUAD",    "ZEL_FLOAT",
-                           "ZEL_DOUBLE",            "ZEL_STRING",   "ZEL_OCTETSTRING",
-                           "ZEL_DATETIME",          "ZEL_ULONGLONG", "ZEL_LONGLONG",
+    const char* names[] = {"Undefined Attrib Type",
+                           "ZEL_UCHAR",
+                           "ZEL_USHORT",
+                           "ZEL_ULONG",
+                           "ZEL_UQUAD",
+                           "ZEL_FLOAT",
+                           "ZEL_DOUBLE",
+                           "ZEL_STRING",
+                           "ZEL_OCTETSTRING",
+                           "ZEL_DATETIME",
+                           "ZEL_ULONGLONG",
+                           "ZEL_LONGLONG",
                            "Undefined Attrib Type"};
     for (unsigned long code = 0; code <= 12; ++code)
         EXPECT_STREQ(getZelAttribTypeAsString(code), names[code]) << code;
@@ -165,7 +178,7 @@ TEST(ZelTableRow, CursorCountsAndNulls) {
     auto* a = new ZelTableAttrib(1UL, 1UL);
     auto* b = new ZelTableAttrib(2UL, 2UL);
     EXPECT_EQ(row.addAttrib(a), 1);
-    EXPECT_EQ(row.addAttrib(nullptr), 1);  // counted, unlike a null table row
+    EXPECT_EQ(row.addAttrib(nullptr), 1); // counted, unlike a null table row
     EXPECT_EQ(row.addAttrib(b), 1);
     EXPECT_EQ(row.getNumAttribs(), 3u);
     EXPECT_EQ(row.getNext(), a);
@@ -237,4 +250,4 @@ TEST(ZelGroup, ExtraTablesAndAttributeLists) {
     EXPECT_EQ(g.getGlobalAttr(L"a"), nullptr);
 }
 
-}  // namespace
+} // namespace

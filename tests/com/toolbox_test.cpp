@@ -20,13 +20,16 @@ TEST_P(ToolboxMatch, FillsCapturesMatchedAndRest) {
     const MatchCase& c = GetParam();
     std::map<std::string, std::string> fields;
     EXPECT_EQ(Toolbox::match(c.text, c.pattern, fields), c.result);
-    for (const auto& kv : c.expected) EXPECT_EQ(fields[kv.first], kv.second) << kv.first;
+    for (const auto& kv : c.expected)
+        EXPECT_EQ(fields[kv.first], kv.second) << kv.first;
 }
 
 INSTANTIATE_TEST_SUITE_P(
     Cases, ToolboxMatch,
     ::testing::Values(
-        MatchCase{"Intel(R) Core(TM)2 CPU T7200", "Intel(R) %family CPU %model", true,
+        MatchCase{"Intel(R) Core(TM)2 CPU T7200",
+                  "Intel(R) %family CPU %model",
+                  true,
                   {{"family", "Core(TM)2"},
                    {"model", "T7200"},
                    {"matched", "Intel(R) Core(TM)2 CPU T7200"},
@@ -50,12 +53,20 @@ TEST(Toolbox, CompareVersions) {
         const char *a, *b;
         int expected;
     } cases[] = {
-        {"10.4.11", "10.5", -1}, {"2", "2.0", 0},      {"0", "1", -1},
-        {"1.010", "1.8", 0},     {"10.6.8", "10.6.7", 1}, {"", "1", -1},
-        {nullptr, "1", -1},      {"x1", "1", -1},      {"1.08", "1.0", 0},
+        {"10.4.11", "10.5", -1},
+        {"2", "2.0", 0},
+        {"0", "1", -1},
+        {"1.010", "1.8", 0},
+        {"10.6.8", "10.6.7", 1},
+        {"", "1", -1},
+        {nullptr, "1", -1},
+        {"x1", "1", -1},
+        {"1.08", "1.0", 0},
         {"0x10", "16", 0},
         // Date-like components overflow 32 bits once scaled; 32-bit hosts agree.
-        {"20210315", "20200101", 1}, {"429497", "1", 1}, {"1", "429497", -1},
+        {"20210315", "20200101", 1},
+        {"429497", "1", 1},
+        {"1", "429497", -1},
     };
     for (const auto& c : cases)
         EXPECT_EQ(Toolbox::compareVersions(c.a, c.b), c.expected)
@@ -113,15 +124,15 @@ TEST(Toolbox, GetTokenFromStream) {
     std::FILE* f = streamOf("  first second\nlast");
     EXPECT_STREQ(Toolbox::get_token(f), "first");
     EXPECT_STREQ(Toolbox::get_token(f), "second");
-    EXPECT_EQ(Toolbox::get_token(f), nullptr);  // no white space after "last"
+    EXPECT_EQ(Toolbox::get_token(f), nullptr); // no white space after "last"
     std::fclose(f);
 
     f = streamOf(std::string(99, 'x') + " " + std::string(100, 'y') + " ");
     const char* t = Toolbox::get_token(f);
     ASSERT_NE(t, nullptr);
     EXPECT_EQ(std::string(t), std::string(99, 'x'));
-    EXPECT_EQ(Toolbox::get_token(f), nullptr);  // 100 characters are refused
+    EXPECT_EQ(Toolbox::get_token(f), nullptr); // 100 characters are refused
     std::fclose(f);
 }
 
-}  // namespace
+} // namespace

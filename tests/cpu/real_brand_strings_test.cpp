@@ -15,7 +15,7 @@ namespace {
 struct Machine {
     const char* brand;
     uint32_t signature;
-    const char* family;  // null: must not resolve
+    const char* family; // null: must not resolve
     const char* model;
     int cores;
 };
@@ -104,7 +104,7 @@ const Machine kMachines[] = {
     {"", 0, nullptr, nullptr, -1},
 };
 
-}  // namespace
+} // namespace
 
 TEST(RealBrandStrings, ResolveAsExpected) {
     int resolved = 0;

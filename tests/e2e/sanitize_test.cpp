@@ -42,8 +42,10 @@ void filesUnder(const std::string& dir, std::vector<std::string>* out) {
         struct stat st;
         std::string p = dir + "/" + name;
         if (stat(p.c_str(), &st) != 0) continue;
-        if (S_ISDIR(st.st_mode)) filesUnder(p, out);
-        else out->push_back(p);
+        if (S_ISDIR(st.st_mode))
+            filesUnder(p, out);
+        else
+            out->push_back(p);
     }
     closedir(d);
 }
@@ -85,7 +87,8 @@ std::set<std::string> originals(const Json& scan) {
                 } else if (std::regex_match(name, hostName)) {
                     for (std::sregex_iterator m(v.begin(), v.end(), hostWord), end; m != end; ++m)
                         out.insert(m->str());
-                    if (v.find_first_of(" .") == std::string::npos && v != "localhost") out.insert(v);
+                    if (v.find_first_of(" .") == std::string::npos && v != "localhost")
+                        out.insert(v);
                 }
             }
     }
@@ -167,7 +170,8 @@ TEST(SanitizeShapes, PseudonymsKeepTheShapeAndAgreeForOneValue) {
 
     const std::string host = s.learn(Sanitizer::HOST, "MN - mydomain.com (ftp.mydomain.com)");
     std::smatch m;
-    ASSERT_TRUE(std::regex_match(host, m, std::regex("^MN - ([a-z]{8})\\.com \\(([a-z]{3})\\.([a-z]{8})\\.com\\)$")))
+    ASSERT_TRUE(std::regex_match(
+        host, m, std::regex("^MN - ([a-z]{8})\\.com \\(([a-z]{3})\\.([a-z]{8})\\.com\\)$")))
         << host;
     EXPECT_EQ(m[1], m[3]); // the domain and the name in it agree
 }
@@ -217,11 +221,13 @@ TEST_F(Sanitize, TheKeyIsMadeOnceAndSanitisedScansDiffAsTheSame) {
     ASSERT_EQ(stat(key.c_str(), &st), 0);
     EXPECT_EQ(st.st_mode & 0777, 0600u);
     ASSERT_EQ(testrun::runCommand(env + kInvscan + scan + dir + "/b.json").status, 0);
-    EXPECT_EQ(testrun::runCommand(kInvscan + " diff " + dir + "/a.json " + dir + "/b.json").status, 0);
+    EXPECT_EQ(testrun::runCommand(kInvscan + " diff " + dir + "/a.json " + dir + "/b.json").status,
+              0);
     // Another key, other pseudonyms: the serial and the UUID differ.
     testrun::runCommand(kInvscan + " --replay " + kBundles +
                         "macmini3-1-10.6.8 --sanitize-key other -f json > " + dir + "/c.json");
-    testrun::Outcome c = testrun::runCommand(kInvscan + " diff " + dir + "/a.json " + dir + "/c.json");
+    testrun::Outcome c =
+        testrun::runCommand(kInvscan + " diff " + dir + "/a.json " + dir + "/c.json");
     EXPECT_EQ(c.status, 1);
     EXPECT_NE(c.out.find("Serial Number"), std::string::npos) << c.out;
     // Text output is sanitised the same way.
@@ -230,7 +236,8 @@ TEST_F(Sanitize, TheKeyIsMadeOnceAndSanitisedScansDiffAsTheSame) {
     Json a = Json::parse(readFile(dir + "/a.json"));
     for (const Json& t : a["tables"])
         if (t["name"] == "ComponentID") {
-            EXPECT_NE(text.find(t["rows"][0][3]["value"].get<std::string>()), std::string::npos) << text;
+            EXPECT_NE(text.find(t["rows"][0][3]["value"].get<std::string>()), std::string::npos)
+                << text;
             EXPECT_EQ(text.find("YM008ASN9G5"), std::string::npos);
         }
 }

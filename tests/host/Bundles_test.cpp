@@ -25,22 +25,31 @@ const std::string BUNDLES = std::string(INVSCAN_TEST_DATA) + "/bundles/";
 struct Machine {
     const char* bundle;
     bool sysprof, iokit;
-    const char* path;   // dotted path in the helper's tree, or a sysctl name
-    const char* name;   // value name, or null for a sysctl
+    const char* path; // dotted path in the helper's tree, or a sysctl name
+    const char* name; // value name, or null for a sysctl
     const char* text;
 };
 
 const Machine MACHINES[] = {
-    {"macmini3-1-10.6.8", true, false, "SystemProfiler.SPHardwareDataType.hardware_overview", "machine_model", "Macmini3,1"},
-    {"macmini3-1-10.6.8", true, false, "machdep.cpu.brand_string", nullptr, "Intel(R) Core(TM)2 Duo CPU     P7550  @ 2.26GHz"},
-    {"macbookair10-1-m1-11.2.3", true, false, "SystemProfiler.SPSoftwareDataType.os_overview", "os_version", "macOS 11.2.3 (20D91)"},
+    {"macmini3-1-10.6.8", true, false, "SystemProfiler.SPHardwareDataType.hardware_overview",
+     "machine_model", "Macmini3,1"},
+    {"macmini3-1-10.6.8", true, false, "machdep.cpu.brand_string", nullptr,
+     "Intel(R) Core(TM)2 Duo CPU     P7550  @ 2.26GHz"},
+    {"macbookair10-1-m1-11.2.3", true, false, "SystemProfiler.SPSoftwareDataType.os_overview",
+     "os_version", "macOS 11.2.3 (20D91)"},
     {"macbookair10-1-m1-11.2.3", true, false, "machdep.cpu.brand_string", nullptr, "Apple M1"},
-    {"imac7-1-10.6.4", true, false, "SystemProfiler.SPHardwareDataType.hardware_overview", "serial_number", "W8805BRDX89"},
-    {"powermac11-2-10.5.8", true, false, "SystemProfiler.SPHardwareDataType.hardware_overview", "cpu_type", "PowerPC G5 (1.1)"},
-    {"macbookpro-2011-10.7.5", true, false, "SystemProfiler.SPSoftwareDataType.os_overview", "kernel_version", "Darwin 11.4.2"},
-    {"macbookpro11-1-10.12", true, false, "SystemProfiler.SPHardwareDataType.hardware_overview", "machine_model", "MacBookPro11,1"},
-    {"macbook2-1-registry", false, true, "IOKit.Root.MacBook2,1", "IOPlatformSerialNumber", "W87305UMYA8"},
-    {"kbrazil-mac-10.14.6", false, false, "machdep.cpu.brand_string", nullptr, "Intel(R) Core(TM) i5-8279U CPU @ 2.40GHz"},
+    {"imac7-1-10.6.4", true, false, "SystemProfiler.SPHardwareDataType.hardware_overview",
+     "serial_number", "W8805BRDX89"},
+    {"powermac11-2-10.5.8", true, false, "SystemProfiler.SPHardwareDataType.hardware_overview",
+     "cpu_type", "PowerPC G5 (1.1)"},
+    {"macbookpro-2011-10.7.5", true, false, "SystemProfiler.SPSoftwareDataType.os_overview",
+     "kernel_version", "Darwin 11.4.2"},
+    {"macbookpro11-1-10.12", true, false, "SystemProfiler.SPHardwareDataType.hardware_overview",
+     "machine_model", "MacBookPro11,1"},
+    {"macbook2-1-registry", false, true, "IOKit.Root.MacBook2,1", "IOPlatformSerialNumber",
+     "W87305UMYA8"},
+    {"kbrazil-mac-10.14.6", false, false, "machdep.cpu.brand_string", nullptr,
+     "Intel(R) Core(TM) i5-8279U CPU @ 2.40GHz"},
 };
 
 std::string slurp(const std::string& path) {
@@ -120,7 +129,7 @@ TEST_F(Bundles, CommandsMountsAndKernelValuesOfOneMachine) {
     ASSERT_NE(nullptr, std::fgets(line, sizeof line, p));
     EXPECT_EQ(0, std::strncmp(line, "lo0: flags=", 11));
     EXPECT_EQ(0, host::pclose(p));
-    EXPECT_EQ(nullptr, host::fopen("/etc/resolv.conf", "r"));  // not in the sources
+    EXPECT_EQ(nullptr, host::fopen("/etc/resolv.conf", "r")); // not in the sources
 }
 
 std::string run(const std::string& cmd) {
@@ -128,7 +137,8 @@ std::string run(const std::string& cmd) {
     if (std::FILE* p = ::popen(cmd.c_str(), "r")) {
         char buf[4096];
         std::size_t n;
-        while ((n = std::fread(buf, 1, sizeof buf, p)) > 0) out.append(buf, n);
+        while ((n = std::fread(buf, 1, sizeof buf, p)) > 0)
+            out.append(buf, n);
         ::pclose(p);
     }
     return out;
@@ -153,4 +163,4 @@ TEST_F(Bundles, WhatAHelperRecordsItReplays) {
     ASSERT_EQ(0, std::system((std::string("rm -rf ") + tmpl).c_str()));
 }
 
-}  // namespace
+} // namespace

@@ -36,7 +36,8 @@ std::string readStream(std::FILE* f) {
     std::string s;
     char buf[256];
     std::size_t n;
-    while ((n = std::fread(buf, 1, sizeof buf, f)) > 0) s.append(buf, n);
+    while ((n = std::fread(buf, 1, sizeof buf, f)) > 0)
+        s.append(buf, n);
     return s;
 }
 
@@ -46,10 +47,13 @@ public:
     const char* name() const override { return "fake"; }
     int sysctlbyname(const char* n, void* oldp, std::size_t* len) override {
         std::string k = n;
-        if (k == "hw.memsize") return host::answerSysctl(host::SysctlValue::i64(17179869184LL), oldp, len);
+        if (k == "hw.memsize")
+            return host::answerSysctl(host::SysctlValue::i64(17179869184LL), oldp, len);
         if (k == "hw.pagesize") return host::answerSysctl(host::SysctlValue::i64(4096), oldp, len);
         if (k == "machdep.cpu.brand_string")
-            return host::answerSysctl(host::SysctlValue::str("Intel(R) Core(TM)2 Duo CPU     P7550  @ 2.26GHz"), oldp, len);
+            return host::answerSysctl(
+                host::SysctlValue::str("Intel(R) Core(TM)2 Duo CPU     P7550  @ 2.26GHz"), oldp,
+                len);
         errno = ENOENT;
         return -1;
     }
@@ -86,7 +90,8 @@ public:
         m_m[0].f_blocks = 1000000;
         m_m[0].f_bavail = 250000;
         host::copyField(m_m[1].f_fstypename, sizeof m_m[1].f_fstypename, "smbfs");
-        host::copyField(m_m[1].f_mntfromname, sizeof m_m[1].f_mntfromname, "//me@fileserver/public share\t1");
+        host::copyField(m_m[1].f_mntfromname, sizeof m_m[1].f_mntfromname,
+                        "//me@fileserver/public share\t1");
         host::copyField(m_m[1].f_mntonname, sizeof m_m[1].f_mntonname, "/Volumes/public share");
         *out = &m_m[0];
         *count = 2;
@@ -111,19 +116,21 @@ public:
     std::FILE* popen(const char* cmd) override {
         if (std::strcmp(cmd, "ifconfig -a 2>/dev/null") != 0) return nullptr;
         std::FILE* f = std::tmpfile();
-        std::fputs("lo0: flags=8049<UP,LOOPBACK,RUNNING,MULTICAST> mtu 16384\n\tinet 127.0.0.1\n", f);
+        std::fputs("lo0: flags=8049<UP,LOOPBACK,RUNNING,MULTICAST> mtu 16384\n\tinet 127.0.0.1\n",
+                   f);
         std::rewind(f);
         return f;
     }
     int pclose(std::FILE* f) override {
         std::fclose(f);
-        return 256;  // exit status 1
+        return 256; // exit status 1
     }
     struct hostent* gethostbyaddr(const void* addr, unsigned len, int type) override {
         static char name[] = "router.lan";
         static char* aliases[] = {nullptr};
         static struct hostent h;
-        if (type != AF_INET || len != 4 || std::memcmp(addr, "\x0a\x00\x01\x01", 4) != 0) return nullptr;
+        if (type != AF_INET || len != 4 || std::memcmp(addr, "\x0a\x00\x01\x01", 4) != 0)
+            return nullptr;
         h.h_name = name;
         h.h_aliases = aliases;
         return &h;
@@ -155,7 +162,7 @@ std::string interrogate() {
     int r = host::sysctlbyname("hw.memsize", &mem, &len);
     add("memsize " + std::to_string(r) + " " + std::to_string(mem) + " " + std::to_string(len));
     std::int32_t page = 0;
-    len = sizeof page;  // a 64-bit value that fits may be read into 4 bytes
+    len = sizeof page; // a 64-bit value that fits may be read into 4 bytes
     r = host::sysctlbyname("hw.pagesize", &page, &len);
     add("pagesize " + std::to_string(r) + " " + std::to_string(page) + " " + std::to_string(len));
     len = 0;
@@ -172,7 +179,8 @@ std::string interrogate() {
     std::memset(&sw, 0, sizeof sw);
     len = sizeof sw;
     r = host::sysctl(mib, 2, &sw, &len);
-    add("swap " + std::to_string(r) + " " + std::to_string(sw.xsu_total) + " " + std::to_string(sw.xsu_used) + " " + std::to_string(len));
+    add("swap " + std::to_string(r) + " " + std::to_string(sw.xsu_total) + " " +
+        std::to_string(sw.xsu_used) + " " + std::to_string(len));
     int phys[2] = {CTL_HW, HW_PHYSMEM};
     std::int32_t pm = 0;
     len = sizeof pm;
@@ -185,12 +193,15 @@ std::string interrogate() {
     std::memset(&vm, 0, sizeof vm);
     unsigned count = HOST_VM_INFO_COUNT;
     r = host::hostStatistics(HOST_VM_INFO, &vm, &count);
-    add("vm " + std::to_string(r) + " " + std::to_string(vm.free_count) + " " + std::to_string(vm.wire_count) + " " + std::to_string(vm.speculative_count));
+    add("vm " + std::to_string(r) + " " + std::to_string(vm.free_count) + " " +
+        std::to_string(vm.wire_count) + " " + std::to_string(vm.speculative_count));
     host::Statfs* mnt = nullptr;
     int n = host::getmntinfo(&mnt, MNT_NOWAIT);
     add("mounts " + std::to_string(n));
     for (int i = 0; i < n; ++i)
-        add(std::string(mnt[i].f_fstypename) + "|" + mnt[i].f_mntfromname + "|" + mnt[i].f_mntonname + "|" + std::to_string(mnt[i].f_bsize) + "|" + std::to_string(mnt[i].f_blocks) + "|" + std::to_string(mnt[i].f_bavail));
+        add(std::string(mnt[i].f_fstypename) + "|" + mnt[i].f_mntfromname + "|" +
+            mnt[i].f_mntonname + "|" + std::to_string(mnt[i].f_bsize) + "|" +
+            std::to_string(mnt[i].f_blocks) + "|" + std::to_string(mnt[i].f_bavail));
     host::Utsname u;
     std::memset(&u, 0, sizeof u);
     r = host::uname(&u);
@@ -217,13 +228,17 @@ std::string interrogate() {
     host::tzset();
     host::TimeZoneInfo tz;
     r = host::timeZone(&tz);
-    add("tz " + std::to_string(r) + " " + std::to_string(tz.gmtoff) + " " + std::to_string(tz.daylight) + " " + tz.stdName + " " + tz.dstName);
+    add("tz " + std::to_string(r) + " " + std::to_string(tz.gmtoff) + " " +
+        std::to_string(tz.daylight) + " " + tz.stdName + " " + tz.dstName);
     return out;
 }
 
 class HostBundle : public ::testing::Test {
 protected:
-    void SetUp() override { dir = tempDir(); ASSERT_FALSE(dir.empty()); }
+    void SetUp() override {
+        dir = tempDir();
+        ASSERT_FALSE(dir.empty());
+    }
     void TearDown() override {
         host::useBackend(nullptr);
         host::useLive();
@@ -259,7 +274,10 @@ TEST_F(HostBundle, ReplayAnswersAsTheRecordedMachineDid) {
     ASSERT_TRUE(host::bundle::readFile(fd, nullptr, "sysctl.txt", &sysctl));
     ::close(fd);
     EXPECT_NE(std::string::npos, sysctl.find("hw.memsize\tq\t17179869184\n"));
-    EXPECT_NE(std::string::npos, sysctl.find("machdep.cpu.brand_string\ts\tIntel(R) Core(TM)2 Duo CPU     P7550  @ 2.26GHz\n"));
+    EXPECT_NE(
+        std::string::npos,
+        sysctl.find(
+            "machdep.cpu.brand_string\ts\tIntel(R) Core(TM)2 Duo CPU     P7550  @ 2.26GHz\n"));
 }
 
 TEST_F(HostBundle, EmptyBundleFailsLikeTheLiveCalls) {
@@ -268,8 +286,9 @@ TEST_F(HostBundle, EmptyBundleFailsLikeTheLiveCalls) {
     host::useBackend(rep.get());
     std::string answers = interrogate();
     answers = "\n" + answers;
-    for (const char* line : {"memsize -1", "brand -2", "swap -1", "hostpage 5", "vm 5", "mounts 0", "uname -1",
-                             "resolv none", "install none", "ifconfig none", "lookup none", "locale null", "tz -1"})
+    for (const char* line :
+         {"memsize -1", "brand -2", "swap -1", "hostpage 5", "vm 5", "mounts 0", "uname -1",
+          "resolv none", "install none", "ifconfig none", "lookup none", "locale null", "tz -1"})
         EXPECT_NE(std::string::npos, answers.find(std::string("\n") + line)) << line << answers;
 }
 
@@ -277,12 +296,15 @@ TEST_F(HostBundle, HostileBundleCannotReachOutside) {
     // Symbolic links out of the bundle, names that climb, garbage in every table.
     ASSERT_EQ(0, symlink("/etc", (dir + "/files").c_str()));
     ASSERT_EQ(0, mkdir((dir + "/commands").c_str(), 0755));
-    ASSERT_EQ(0, symlink("/etc/passwd", (dir + "/commands/" + host::bundle::safeName("cat x")).c_str()));
+    ASSERT_EQ(
+        0, symlink("/etc/passwd", (dir + "/commands/" + host::bundle::safeName("cat x")).c_str()));
     ASSERT_EQ(0, mkdir((dir + "/helpers").c_str(), 0755));
-    ASSERT_EQ(0, mkdir((dir + "/helpers/sysprof").c_str(), 0755));  // a directory, not a file
+    ASSERT_EQ(0, mkdir((dir + "/helpers/sysprof").c_str(), 0755)); // a directory, not a file
     writeText(dir + "/commands.txt", "../../etc/passwd\t0\t../../etc/passwd\ncat x\t0\n");
-    writeText(dir + "/sysctl.txt", "hw.memsize\tq\tnot-a-number\nhw.ncpu\tz\t4\nvm.swapusage\tx\t0g\n"
-                                   "hw.pagesize\ti\n\t\t\t\n" + std::string(100000, 'x') + "\n");
+    writeText(dir + "/sysctl.txt",
+              "hw.memsize\tq\tnot-a-number\nhw.ncpu\tz\t4\nvm.swapusage\tx\t0g\n"
+              "hw.pagesize\ti\n\t\t\t\n" +
+                  std::string(100000, 'x') + "\n");
     writeText(dir + "/mounts.txt", "hfs\t/dev/disk0\n" + std::string(3000, '\t') + "\n");
     writeText(dir + "/uname.txt", "sysname\t" + std::string(5000, 'A') + "\n");
     ASSERT_EQ(0, symlink("/etc/hostname", (dir + "/locale.txt").c_str()));
@@ -305,10 +327,10 @@ TEST_F(HostBundle, HostileBundleCannotReachOutside) {
     int mib[2] = {CTL_VM, VM_SWAPUSAGE};
     EXPECT_EQ(-1, host::sysctl(mib, 2, &v, &len));
     host::Statfs* m = nullptr;
-    EXPECT_LE(host::getmntinfo(&m, MNT_NOWAIT), 1);  // short lines are passed over
+    EXPECT_LE(host::getmntinfo(&m, MNT_NOWAIT), 1); // short lines are passed over
     host::Utsname u;
     ASSERT_EQ(0, host::uname(&u));
-    EXPECT_EQ(host::SYS_NAMELEN - 1, std::strlen(u.sysname));  // cut to the field
+    EXPECT_EQ(host::SYS_NAMELEN - 1, std::strlen(u.sysname)); // cut to the field
     EXPECT_EQ(nullptr, host::setlocale(LC_CTYPE, ""));
     // Writes refuse the same way: the recorder will not follow a planted link.
     std::unique_ptr<host::Backend> rec(host::newRecordBackend(host::liveBackend(), dir.c_str()));
@@ -317,15 +339,30 @@ TEST_F(HostBundle, HostileBundleCannotReachOutside) {
 }
 
 TEST(HostBundleText, EscapingRoundTripsAndNamesStaySafe) {
-    const std::string samples[] = {"", "plain", "tab\there", "line\nbreak\r", "back\\slash", std::string("nul\0x", 5),
-                                   "\x7f\x01", "caf\xc3\xa9", "\\x4g"};
+    const std::string samples[] = {"",
+                                   "plain",
+                                   "tab\there",
+                                   "line\nbreak\r",
+                                   "back\\slash",
+                                   std::string("nul\0x", 5),
+                                   "\x7f\x01",
+                                   "caf\xc3\xa9",
+                                   "\\x4g"};
     for (const auto& s : samples) {
         std::string e = host::bundle::escape(s);
         EXPECT_EQ(std::string::npos, e.find_first_of("\t\n\r")) << s;
         EXPECT_EQ(s, host::bundle::unescape(e)) << s;
     }
-    const std::string keys[] = {"ifconfig -a 2>/dev/null", "ifconfig_-a_2>/dev/null", "/etc/resolv.conf", "..", ".",
-                                "", "a/../../b", std::string(400, 'x'), std::string(400, 'x') + "y", "%2F"};
+    const std::string keys[] = {"ifconfig -a 2>/dev/null",
+                                "ifconfig_-a_2>/dev/null",
+                                "/etc/resolv.conf",
+                                "..",
+                                ".",
+                                "",
+                                "a/../../b",
+                                std::string(400, 'x'),
+                                std::string(400, 'x') + "y",
+                                "%2F"};
     std::set<std::string> seen;
     for (const auto& k : keys) {
         std::string n = host::bundle::safeName(k);
@@ -334,20 +371,21 @@ TEST(HostBundleText, EscapingRoundTripsAndNamesStaySafe) {
         EXPECT_LE(n.size(), 180u);
         EXPECT_TRUE(seen.insert(n).second) << "collision for " << k;
     }
-    EXPECT_EQ("ifconfig%20-a%202%3E%2Fdev%2Fnull", host::bundle::safeName("ifconfig -a 2>/dev/null"));
+    EXPECT_EQ("ifconfig%20-a%202%3E%2Fdev%2Fnull",
+              host::bundle::safeName("ifconfig -a 2>/dev/null"));
 }
 
 TEST(HostSysctl, AnswersFollowTheDarwinSizeRules) {
     struct Case {
         host::SysctlValue v;
-        std::size_t buf;   // 0 = size query
+        std::size_t buf; // 0 = size query
         int rc;
         std::size_t len;
     } cases[] = {
         {host::SysctlValue::i64(4096), 0, 0, 8},
         {host::SysctlValue::i64(4096), 8, 0, 8},
-        {host::SysctlValue::i64(4096), 4, 0, 4},              // fits: 4 bytes allowed
-        {host::SysctlValue::i64(17179869184LL), 4, -1, 4},    // does not fit
+        {host::SysctlValue::i64(4096), 4, 0, 4},           // fits: 4 bytes allowed
+        {host::SysctlValue::i64(17179869184LL), 4, -1, 4}, // does not fit
         {host::SysctlValue::i32(7), 8, 0, 4},
         {host::SysctlValue::i32(7), 2, -1, 2},
         {host::SysctlValue::str("abc"), 0, 0, 4},
@@ -372,7 +410,7 @@ TEST(HostSelection, ReplayAndRecordFollowTheEnvironment) {
     EXPECT_STREQ("replay", host::mode());
     EXPECT_EQ(nullptr, std::getenv("INVSCAN_RECORD"));
     EXPECT_FALSE(host::useReplay((dir + "/nosuch").c_str()));
-    EXPECT_STREQ("replay", host::mode());  // unchanged by the failure
+    EXPECT_STREQ("replay", host::mode()); // unchanged by the failure
     host::useLive();
     EXPECT_STREQ("live", host::mode());
     EXPECT_EQ(nullptr, std::getenv("INVSCAN_REPLAY"));
@@ -400,10 +438,10 @@ TEST(HostLinux, LiveAnswersAreConsistent) {
     bool root = false;
     for (int i = 0; i < n; ++i) {
         root = root || std::strcmp(m[i].f_mntonname, "/") == 0;
-        EXPECT_STRNE("proc", m[i].f_fstypename);  // pseudo file systems pass as devfs
+        EXPECT_STRNE("proc", m[i].f_fstypename); // pseudo file systems pass as devfs
     }
     EXPECT_TRUE(root);
 }
 #endif
 
-}  // namespace
+} // namespace

@@ -58,7 +58,8 @@ std::vector<std::string> listFiles(const std::string& dir) {
     std::vector<std::string> out;
     if (DIR* d = opendir(dir.c_str())) {
         while (dirent* e = readdir(d))
-            if (e->d_name[0] != '.' && e->d_type != DT_DIR && std::string(e->d_name) != "SOURCES.md")
+            if (e->d_name[0] != '.' && e->d_type != DT_DIR &&
+                std::string(e->d_name) != "SOURCES.md")
                 out.push_back(dir + e->d_name);
         closedir(d);
     }
@@ -67,8 +68,10 @@ std::vector<std::string> listFiles(const std::string& dir) {
 
 TEST(ReportCorpus, EverySavedReportReadsBackWithResultZero) {
     std::vector<std::pair<const char*, std::string>> files;
-    for (const auto& f : listFiles(DATA)) files.emplace_back("sysprof", f);
-    for (const auto& f : listFiles(DATA + "ioreg/")) files.emplace_back("iokit", f);
+    for (const auto& f : listFiles(DATA))
+        files.emplace_back("sysprof", f);
+    for (const auto& f : listFiles(DATA + "ioreg/"))
+        files.emplace_back("iokit", f);
     ASSERT_GE(files.size(), 35u);
     for (const auto& f : files) {
         auto info = readBack(f.first, f.second);
@@ -85,15 +88,19 @@ TEST(ReportCorpus, SharedCorpusWhenPresent) {
     const char* env = std::getenv("INVSCAN_CORPUS");
     std::string base = std::string(env && *env ? env : INVSCAN_CORPUS) + "/macos/";
     std::vector<std::pair<const char*, std::string>> files;
-    for (const auto& f : listFiles(base + "glpi-agent/system_profiler/")) files.emplace_back("sysprof", f);
-    for (const auto& f : listFiles(base + "glpi-agent/ioreg/")) files.emplace_back("iokit", f);
+    for (const auto& f : listFiles(base + "glpi-agent/system_profiler/"))
+        files.emplace_back("sysprof", f);
+    for (const auto& f : listFiles(base + "glpi-agent/ioreg/"))
+        files.emplace_back("iokit", f);
     if (files.empty()) GTEST_SKIP() << "no corpus at " << base;
     for (const char* f : {"facter/darwin-system-profiler.xml", "facter/system_profiler",
-                          "facter/system_profile_sp_hardware_data_type", "ohai/SPHardwareDataType.xml",
-                          "ohai/SPPowerDataType.xml", "ohai/SPStorageDataType.xml",
-                          "ohai/system_profiler_mini_10.7.5.xml", "grr/SPHardwareDataType-MacBookPro18,3-M1Pro.xml"})
+                          "facter/system_profile_sp_hardware_data_type",
+                          "ohai/SPHardwareDataType.xml", "ohai/SPPowerDataType.xml",
+                          "ohai/SPStorageDataType.xml", "ohai/system_profiler_mini_10.7.5.xml",
+                          "grr/SPHardwareDataType-MacBookPro18,3-M1Pro.xml"})
         files.emplace_back("sysprof", base + f);
-    for (const char* f : {"ohai/ioreg-l-fragment-parallels-host.txt", "ohai/ioreg-l-fragment-parallels-vm.txt"})
+    for (const char* f :
+         {"ohai/ioreg-l-fragment-parallels-host.txt", "ohai/ioreg-l-fragment-parallels-vm.txt"})
         files.emplace_back("iokit", base + f);
     for (const auto& f : files) {
         auto info = readBack(f.first, f.second);
@@ -105,83 +112,161 @@ TEST(ReportCorpus, SharedCorpusWhenPresent) {
 struct Expect {
     const char* file;
     const char* helper;
-    const char* node;   // '|'-separated node names from the root
-    const char* value;  // value name
-    const char* text;   // expected string
+    const char* node;  // '|'-separated node names from the root
+    const char* value; // value name
+    const char* text;  // expected string
 };
 
 const Expect EXPECTS[] = {
     // Hardware and software overviews, XML and text.
-    {"ohai-SPHardwareDataType.xml", "sysprof", "SystemProfiler|SPHardwareDataType|hardware_overview", "machine_model", "MacBookPro11,1"},
-    {"ohai-SPHardwareDataType.xml", "sysprof", "SystemProfiler|SPHardwareDataType|hardware_overview", "platform_UUID", "F1A4AE0F-84A8-45D8-83C7-F3F904464FC5"},
-    {"ohai-SPHardwareDataType.xml", "sysprof", "SystemProfiler|SPHardwareDataType|hardware_overview", "cpu_type", "Intel Core i7"},
-    {"facter-darwin-system-profiler.xml", "sysprof", "SystemProfiler|SPHardwareDataType|hardware_overview", "machine_model", "MacBookPro11,3"},
-    {"facter-darwin-system-profiler.xml", "sysprof", "SystemProfiler|SPHardwareDataType|hardware_overview", "serial_number", "C02MQ15KFD57"},
-    {"facter-darwin-system-profiler.xml", "sysprof", "SystemProfiler|SPHardwareDataType|hardware_overview", "platform_UUID", "24A95B44-2444-59CF-9D9B-A42CF82590AE"},
-    {"SPHardwareDataType-MacBookPro18,3-M1Pro.xml", "sysprof", "SystemProfiler|SPHardwareDataType|hardware_overview", "machine_model", "MacBookPro18,3"},
-    {"SPHardwareDataType-MacBookPro18,3-M1Pro.xml", "sysprof", "SystemProfiler|SPHardwareDataType|hardware_overview", "chip_type", "Apple M1 Pro"},
-    {"SPHardwareDataType-MacBookPro18,3-M1Pro.xml", "sysprof", "SystemProfiler|SPHardwareDataType|hardware_overview", "serial_number", "XY42EDVYNN"},
-    {"10.4-powerpc", "sysprof", "SystemProfiler|SPHardwareDataType|hardware_overview", "machine_model", "PowerMac11,2"},
-    {"10.4-powerpc", "sysprof", "SystemProfiler|SPHardwareDataType|hardware_overview", "cpu_type", "PowerPC G5 (1.1)"},
-    {"10.4-powerpc", "sysprof", "SystemProfiler|SPHardwareDataType|hardware_overview", "serial_number", "CK54202SR6V"},
-    {"10.4-powerpc", "sysprof", "SystemProfiler|SPSoftwareDataType|os_overview", "os_version", "Mac OS X 10.4.11 (8S165)"},
-    {"10.4-powerpc", "sysprof", "SystemProfiler|SPSoftwareDataType|os_overview", "kernel_version", "Darwin 8.11.0"},
-    {"10.5-powerpc", "sysprof", "SystemProfiler|SPHardwareDataType|hardware_overview", "platform_UUID", "00000000-0000-1000-8000-00145161EF08"},
-    {"10.5-powerpc", "sysprof", "SystemProfiler|SPSoftwareDataType|os_overview", "os_version", "Mac OS X 10.5.8 (9L31a)"},
-    {"10.6-intel", "sysprof", "SystemProfiler|SPHardwareDataType|hardware_overview", "machine_model", "iMac7,1"},
-    {"10.6-intel", "sysprof", "SystemProfiler|SPHardwareDataType|hardware_overview", "serial_number", "W8805BRDX89"},
-    {"10.6-intel", "sysprof", "SystemProfiler|SPHardwareDataType|hardware_overview", "SMC_version_system", "1.21f4"},
-    {"10.6-macmini", "sysprof", "SystemProfiler|SPHardwareDataType|hardware_overview", "machine_model", "Macmini3,1"},
-    {"10.6-macmini", "sysprof", "SystemProfiler|SPHardwareDataType|hardware_overview", "platform_UUID", "402127FE-F62F-5F2F-B899-BC9F25C44006"},
-    {"10.6-macmini", "sysprof", "SystemProfiler|SPSoftwareDataType|os_overview", "os_version", "Mac OS X 10.6.8 (10K549)"},
-    {"10.6.6-intel", "sysprof", "SystemProfiler|SPHardwareDataType|hardware_overview", "machine_model", "MacBook2,1"},
-    {"10.6.6-intel", "sysprof", "SystemProfiler|SPSoftwareDataType|os_overview", "kernel_version", "Darwin 10.6.0"},
-    {"11.0-apple-M1", "sysprof", "SystemProfiler|SPHardwareDataType|hardware_overview", "machine_model", "MacBookAir10,1"},
-    {"11.0-apple-M1", "sysprof", "SystemProfiler|SPSoftwareDataType|os_overview", "os_version", "macOS 11.2.3 (20D91)"},
-    {"facter-system_profiler", "sysprof", "SystemProfiler|SPSoftwareDataType|os_overview", "os_version", "macOS 10.15.2 (19C57)"},
-    {"facter-system_profiler", "sysprof", "SystemProfiler|SPHardwareDataType|hardware_overview", "platform_UUID", "12345678-1111-2222-AAAA-AABBCCDDEEFF"},
-    {"system_profiler_mini_10.7.5.xml", "sysprof", "SystemProfiler|SPSoftwareDataType|os_overview", "os_version", "Mac OS X 10.7.5 (11G63)"},
-    {"system_profiler_mini_10.7.5.xml", "sysprof", "SystemProfiler|SPSoftwareDataType|os_overview", "kernel_version", "Darwin 11.4.2"},
+    {"ohai-SPHardwareDataType.xml", "sysprof",
+     "SystemProfiler|SPHardwareDataType|hardware_overview", "machine_model", "MacBookPro11,1"},
+    {"ohai-SPHardwareDataType.xml", "sysprof",
+     "SystemProfiler|SPHardwareDataType|hardware_overview", "platform_UUID",
+     "F1A4AE0F-84A8-45D8-83C7-F3F904464FC5"},
+    {"ohai-SPHardwareDataType.xml", "sysprof",
+     "SystemProfiler|SPHardwareDataType|hardware_overview", "cpu_type", "Intel Core i7"},
+    {"facter-darwin-system-profiler.xml", "sysprof",
+     "SystemProfiler|SPHardwareDataType|hardware_overview", "machine_model", "MacBookPro11,3"},
+    {"facter-darwin-system-profiler.xml", "sysprof",
+     "SystemProfiler|SPHardwareDataType|hardware_overview", "serial_number", "C02MQ15KFD57"},
+    {"facter-darwin-system-profiler.xml", "sysprof",
+     "SystemProfiler|SPHardwareDataType|hardware_overview", "platform_UUID",
+     "24A95B44-2444-59CF-9D9B-A42CF82590AE"},
+    {"SPHardwareDataType-MacBookPro18,3-M1Pro.xml", "sysprof",
+     "SystemProfiler|SPHardwareDataType|hardware_overview", "machine_model", "MacBookPro18,3"},
+    {"SPHardwareDataType-MacBookPro18,3-M1Pro.xml", "sysprof",
+     "SystemProfiler|SPHardwareDataType|hardware_overview", "chip_type", "Apple M1 Pro"},
+    {"SPHardwareDataType-MacBookPro18,3-M1Pro.xml", "sysprof",
+     "SystemProfiler|SPHardwareDataType|hardware_overview", "serial_number", "XY42EDVYNN"},
+    {"10.4-powerpc", "sysprof", "SystemProfiler|SPHardwareDataType|hardware_overview",
+     "machine_model", "PowerMac11,2"},
+    {"10.4-powerpc", "sysprof", "SystemProfiler|SPHardwareDataType|hardware_overview", "cpu_type",
+     "PowerPC G5 (1.1)"},
+    {"10.4-powerpc", "sysprof", "SystemProfiler|SPHardwareDataType|hardware_overview",
+     "serial_number", "CK54202SR6V"},
+    {"10.4-powerpc", "sysprof", "SystemProfiler|SPSoftwareDataType|os_overview", "os_version",
+     "Mac OS X 10.4.11 (8S165)"},
+    {"10.4-powerpc", "sysprof", "SystemProfiler|SPSoftwareDataType|os_overview", "kernel_version",
+     "Darwin 8.11.0"},
+    {"10.5-powerpc", "sysprof", "SystemProfiler|SPHardwareDataType|hardware_overview",
+     "platform_UUID", "00000000-0000-1000-8000-00145161EF08"},
+    {"10.5-powerpc", "sysprof", "SystemProfiler|SPSoftwareDataType|os_overview", "os_version",
+     "Mac OS X 10.5.8 (9L31a)"},
+    {"10.6-intel", "sysprof", "SystemProfiler|SPHardwareDataType|hardware_overview",
+     "machine_model", "iMac7,1"},
+    {"10.6-intel", "sysprof", "SystemProfiler|SPHardwareDataType|hardware_overview",
+     "serial_number", "W8805BRDX89"},
+    {"10.6-intel", "sysprof", "SystemProfiler|SPHardwareDataType|hardware_overview",
+     "SMC_version_system", "1.21f4"},
+    {"10.6-macmini", "sysprof", "SystemProfiler|SPHardwareDataType|hardware_overview",
+     "machine_model", "Macmini3,1"},
+    {"10.6-macmini", "sysprof", "SystemProfiler|SPHardwareDataType|hardware_overview",
+     "platform_UUID", "402127FE-F62F-5F2F-B899-BC9F25C44006"},
+    {"10.6-macmini", "sysprof", "SystemProfiler|SPSoftwareDataType|os_overview", "os_version",
+     "Mac OS X 10.6.8 (10K549)"},
+    {"10.6.6-intel", "sysprof", "SystemProfiler|SPHardwareDataType|hardware_overview",
+     "machine_model", "MacBook2,1"},
+    {"10.6.6-intel", "sysprof", "SystemProfiler|SPSoftwareDataType|os_overview", "kernel_version",
+     "Darwin 10.6.0"},
+    {"11.0-apple-M1", "sysprof", "SystemProfiler|SPHardwareDataType|hardware_overview",
+     "machine_model", "MacBookAir10,1"},
+    {"11.0-apple-M1", "sysprof", "SystemProfiler|SPSoftwareDataType|os_overview", "os_version",
+     "macOS 11.2.3 (20D91)"},
+    {"facter-system_profiler", "sysprof", "SystemProfiler|SPSoftwareDataType|os_overview",
+     "os_version", "macOS 10.15.2 (19C57)"},
+    {"facter-system_profiler", "sysprof", "SystemProfiler|SPHardwareDataType|hardware_overview",
+     "platform_UUID", "12345678-1111-2222-AAAA-AABBCCDDEEFF"},
+    {"system_profiler_mini_10.7.5.xml", "sysprof", "SystemProfiler|SPSoftwareDataType|os_overview",
+     "os_version", "Mac OS X 10.7.5 (11G63)"},
+    {"system_profiler_mini_10.7.5.xml", "sysprof", "SystemProfiler|SPSoftwareDataType|os_overview",
+     "kernel_version", "Darwin 11.4.2"},
     // Memory slots sit under the wrapper item named after the data type.
-    {"system_profiler_mini_10.7.5.xml", "sysprof", "SystemProfiler|SPMemoryDataType|SPMemoryDataType|BANK 0/DIMM0", "dimm_size", "4 GB"},
-    {"system_profiler_mini_10.7.5.xml", "sysprof", "SystemProfiler|SPMemoryDataType|SPMemoryDataType|BANK 1/DIMM0", "dimm_type", "DDR3"},
-    {"system_profiler_mini_10.7.5.xml", "sysprof", "SystemProfiler|SPMemoryDataType|SPMemoryDataType|BANK 1/DIMM0", "dimm_part_number", "0x31364A53463531323634485A2D3147314431"},
-    {"10.6-intel", "sysprof", "SystemProfiler|SPMemoryDataType|SPMemoryDataType|BANK 1/DIMM1", "dimm_size", "1 GB"},
-    {"10.6-intel", "sysprof", "SystemProfiler|SPMemoryDataType|SPMemoryDataType|BANK 0/DIMM0", "dimm_type", "DDR2 SDRAM"},
-    {"10.6-intel", "sysprof", "SystemProfiler|SPMemoryDataType|SPMemoryDataType|BANK 0/DIMM0", "dimm_part_number", "0x3848544631323836344844592D3636374531"},
+    {"system_profiler_mini_10.7.5.xml", "sysprof",
+     "SystemProfiler|SPMemoryDataType|SPMemoryDataType|BANK 0/DIMM0", "dimm_size", "4 GB"},
+    {"system_profiler_mini_10.7.5.xml", "sysprof",
+     "SystemProfiler|SPMemoryDataType|SPMemoryDataType|BANK 1/DIMM0", "dimm_type", "DDR3"},
+    {"system_profiler_mini_10.7.5.xml", "sysprof",
+     "SystemProfiler|SPMemoryDataType|SPMemoryDataType|BANK 1/DIMM0", "dimm_part_number",
+     "0x31364A53463531323634485A2D3147314431"},
+    {"10.6-intel", "sysprof", "SystemProfiler|SPMemoryDataType|SPMemoryDataType|BANK 1/DIMM1",
+     "dimm_size", "1 GB"},
+    {"10.6-intel", "sysprof", "SystemProfiler|SPMemoryDataType|SPMemoryDataType|BANK 0/DIMM0",
+     "dimm_type", "DDR2 SDRAM"},
+    {"10.6-intel", "sysprof", "SystemProfiler|SPMemoryDataType|SPMemoryDataType|BANK 0/DIMM0",
+     "dimm_part_number", "0x3848544631323836344844592D3636374531"},
     {"10.4-powerpc", "sysprof", "SystemProfiler|SPMemoryDataType|DIMM0/J6700", "dimm_size", "1 GB"},
-    {"10.4-powerpc", "sysprof", "SystemProfiler|SPMemoryDataType|DIMM2/J6900", "dimm_size", "Empty"},
+    {"10.4-powerpc", "sysprof", "SystemProfiler|SPMemoryDataType|DIMM2/J6900", "dimm_size",
+     "Empty"},
     // Disks: controller, then device; text sizes take the XML form.
-    {"SPSerialATADataType.xml", "sysprof", "SystemProfiler|SPSerialATADataType|Intel ICH8-M AHCI|WDC WD2500AAJS-40VWA1", "size", "250.06 GB"},
-    {"SPSerialATADataType.xml", "sysprof", "SystemProfiler|SPSerialATADataType|Intel ICH8-M AHCI|WDC WD2500AAJS-40VWA1", "bsd_name", "disk0"},
-    {"SPSerialATADataType.xml", "sysprof", "SystemProfiler|SPSerialATADataType|Intel ICH8-M AHCI|WDC WD2500AAJS-40VWA1", "device_serial", "WD-WCARY1264478"},
-    {"system_profiler_mini_10.7.5.xml", "sysprof", "SystemProfiler|SPSerialATADataType|Intel 6 Series Chipset|TOSHIBA MK7559GSXF", "size", "750.16 GB"},
-    {"10.6-intel", "sysprof", "SystemProfiler|SPSerialATADataType|Intel ICH8-M AHCI|WDC WD3200AAJS-40VWA0", "size", "320.07 GB"},
-    {"10.6-intel", "sysprof", "SystemProfiler|SPSerialATADataType|Intel ICH8-M AHCI|WDC WD3200AAJS-40VWA0", "bsd_name", "disk0"},
-    {"10.6-intel", "sysprof", "SystemProfiler|SPSerialATADataType|Intel ICH8-M AHCI|WDC WD3200AAJS-40VWA0", "device_serial", "WD-WMARW0629615"},
-    {"10.6-macmini", "sysprof", "SystemProfiler|SPSerialATADataType|NVidia MCP79 AHCI|FUJITSU MHZ2160BH G1", "size", "160.04 GB"},
-    {"10.6.6-intel", "sysprof", "SystemProfiler|SPSerialATADataType|Intel ICH7-M AHCI|FUJITSU MHW2080BHPL", "size", "80.03 GB"},
-    {"10.4-powerpc", "sysprof", "SystemProfiler|SPParallelATADataType|ATA Bus|HL-DT-ST DVD-RW GWA-4165B", "device_model", "HL-DT-ST DVD-RW GWA-4165B"},
-    {"10.6-intel", "sysprof", "SystemProfiler|SPParallelATADataType|ATA Bus|MATSHITADVD-R   UJ-875", "device_serial", "fG424F9E"},
-    {"10.6-intel", "sysprof", "SystemProfiler|SPUSBDataType|USB High-Speed Bus|Built-in iSight", "d_serial_num", "6067E773DA9722F4 (03.01)"},
+    {"SPSerialATADataType.xml", "sysprof",
+     "SystemProfiler|SPSerialATADataType|Intel ICH8-M AHCI|WDC WD2500AAJS-40VWA1", "size",
+     "250.06 GB"},
+    {"SPSerialATADataType.xml", "sysprof",
+     "SystemProfiler|SPSerialATADataType|Intel ICH8-M AHCI|WDC WD2500AAJS-40VWA1", "bsd_name",
+     "disk0"},
+    {"SPSerialATADataType.xml", "sysprof",
+     "SystemProfiler|SPSerialATADataType|Intel ICH8-M AHCI|WDC WD2500AAJS-40VWA1", "device_serial",
+     "WD-WCARY1264478"},
+    {"system_profiler_mini_10.7.5.xml", "sysprof",
+     "SystemProfiler|SPSerialATADataType|Intel 6 Series Chipset|TOSHIBA MK7559GSXF", "size",
+     "750.16 GB"},
+    {"10.6-intel", "sysprof",
+     "SystemProfiler|SPSerialATADataType|Intel ICH8-M AHCI|WDC WD3200AAJS-40VWA0", "size",
+     "320.07 GB"},
+    {"10.6-intel", "sysprof",
+     "SystemProfiler|SPSerialATADataType|Intel ICH8-M AHCI|WDC WD3200AAJS-40VWA0", "bsd_name",
+     "disk0"},
+    {"10.6-intel", "sysprof",
+     "SystemProfiler|SPSerialATADataType|Intel ICH8-M AHCI|WDC WD3200AAJS-40VWA0", "device_serial",
+     "WD-WMARW0629615"},
+    {"10.6-macmini", "sysprof",
+     "SystemProfiler|SPSerialATADataType|NVidia MCP79 AHCI|FUJITSU MHZ2160BH G1", "size",
+     "160.04 GB"},
+    {"10.6.6-intel", "sysprof",
+     "SystemProfiler|SPSerialATADataType|Intel ICH7-M AHCI|FUJITSU MHW2080BHPL", "size",
+     "80.03 GB"},
+    {"10.4-powerpc", "sysprof",
+     "SystemProfiler|SPParallelATADataType|ATA Bus|HL-DT-ST DVD-RW GWA-4165B", "device_model",
+     "HL-DT-ST DVD-RW GWA-4165B"},
+    {"10.6-intel", "sysprof", "SystemProfiler|SPParallelATADataType|ATA Bus|MATSHITADVD-R   UJ-875",
+     "device_serial", "fG424F9E"},
+    {"10.6-intel", "sysprof", "SystemProfiler|SPUSBDataType|USB High-Speed Bus|Built-in iSight",
+     "d_serial_num", "6067E773DA9722F4 (03.01)"},
     // Network services with their IPv4, DNS and Ethernet children.
-    {"system_profiler_mini_10.7.5.xml", "sysprof", "SystemProfiler|SPNetworkDataType|Wi-Fi", "interface", "en1"},
-    {"system_profiler_mini_10.7.5.xml", "sysprof", "SystemProfiler|SPNetworkDataType|Wi-Fi", "hardware", "AirPort"},
+    {"system_profiler_mini_10.7.5.xml", "sysprof", "SystemProfiler|SPNetworkDataType|Wi-Fi",
+     "interface", "en1"},
+    {"system_profiler_mini_10.7.5.xml", "sysprof", "SystemProfiler|SPNetworkDataType|Wi-Fi",
+     "hardware", "AirPort"},
     {"10.6-intel", "sysprof", "SystemProfiler|SPNetworkDataType|Ethernet", "interface", "en0"},
-    {"10.6-intel", "sysprof", "SystemProfiler|SPNetworkDataType|Ethernet|IPv4", "Router", "10.0.1.1"},
-    {"10.6-intel", "sysprof", "SystemProfiler|SPNetworkDataType|Ethernet|IPv4", "ConfigMethod", "DHCP"},
-    {"10.6-intel", "sysprof", "SystemProfiler|SPNetworkDataType|Ethernet|IPv4|Addresses", "Addresses", "10.0.1.101"},
-    {"10.6-intel", "sysprof", "SystemProfiler|SPNetworkDataType|Ethernet|IPv4|SubnetMasks", "SubnetMasks", "255.255.255.0"},
-    {"10.6-intel", "sysprof", "SystemProfiler|SPNetworkDataType|Ethernet|DNS|ServerAddresses", "ServerAddresses", "10.0.1.1"},
-    {"10.6-intel", "sysprof", "SystemProfiler|SPNetworkDataType|Ethernet|Ethernet", "MAC Address", "00:1e:c2:0c:36:27"},
-    {"10.6-intel", "sysprof", "SystemProfiler|SPNetworkDataType|Ethernet|Ethernet", "MediaSubType", "100baseTX"},
-    {"10.5-powerpc", "sysprof", "SystemProfiler|SPNetworkDataType|Ethernet|DNS|SearchDomains", "SearchDomains", "lan"},
-    {"10.6.6-intel", "sysprof", "SystemProfiler|SPNetworkDataType|Ethernet|IPv6", "Router", "fe80:0000:0000:0000:020b:60ff:feb0:b01b"},
+    {"10.6-intel", "sysprof", "SystemProfiler|SPNetworkDataType|Ethernet|IPv4", "Router",
+     "10.0.1.1"},
+    {"10.6-intel", "sysprof", "SystemProfiler|SPNetworkDataType|Ethernet|IPv4", "ConfigMethod",
+     "DHCP"},
+    {"10.6-intel", "sysprof", "SystemProfiler|SPNetworkDataType|Ethernet|IPv4|Addresses",
+     "Addresses", "10.0.1.101"},
+    {"10.6-intel", "sysprof", "SystemProfiler|SPNetworkDataType|Ethernet|IPv4|SubnetMasks",
+     "SubnetMasks", "255.255.255.0"},
+    {"10.6-intel", "sysprof", "SystemProfiler|SPNetworkDataType|Ethernet|DNS|ServerAddresses",
+     "ServerAddresses", "10.0.1.1"},
+    {"10.6-intel", "sysprof", "SystemProfiler|SPNetworkDataType|Ethernet|Ethernet", "MAC Address",
+     "00:1e:c2:0c:36:27"},
+    {"10.6-intel", "sysprof", "SystemProfiler|SPNetworkDataType|Ethernet|Ethernet", "MediaSubType",
+     "100baseTX"},
+    {"10.5-powerpc", "sysprof", "SystemProfiler|SPNetworkDataType|Ethernet|DNS|SearchDomains",
+     "SearchDomains", "lan"},
+    {"10.6.6-intel", "sysprof", "SystemProfiler|SPNetworkDataType|Ethernet|IPv6", "Router",
+     "fe80:0000:0000:0000:020b:60ff:feb0:b01b"},
     // I/O registry listings.
-    {"ioreg/IOPlatformExpertDevice-2", "iokit", "IOKit|Root|MacBookPro12,1", "IOPlatformSerialNumber", "C02QM3FSFVH8"},
-    {"ioreg/IOPlatformExpertDevice-2", "iokit", "IOKit|Root|MacBookPro12,1", "IOPlatformUUID", "CE3A2773-AF9E-515B-918B-5EE5C09372D7"},
-    {"ioreg/IOPlatformExpertDevice", "iokit", "IOKit|Root|MacBook2,1", "IOPlatformSerialNumber", "W87305UMYA8"},
-    {"ioreg/IOPlatformExpertDevice", "iokit", "IOKit|Root|MacBook2,1|AppleACPIPlatformExpert|bios|AppleSMBIOS", "IOObjectClass", "AppleSMBIOS"},
+    {"ioreg/IOPlatformExpertDevice-2", "iokit", "IOKit|Root|MacBookPro12,1",
+     "IOPlatformSerialNumber", "C02QM3FSFVH8"},
+    {"ioreg/IOPlatformExpertDevice-2", "iokit", "IOKit|Root|MacBookPro12,1", "IOPlatformUUID",
+     "CE3A2773-AF9E-515B-918B-5EE5C09372D7"},
+    {"ioreg/IOPlatformExpertDevice", "iokit", "IOKit|Root|MacBook2,1", "IOPlatformSerialNumber",
+     "W87305UMYA8"},
+    {"ioreg/IOPlatformExpertDevice", "iokit",
+     "IOKit|Root|MacBook2,1|AppleACPIPlatformExpert|bios|AppleSMBIOS", "IOObjectClass",
+     "AppleSMBIOS"},
 };
 
 TEST(ReportCorpus, ValuesTheGroupsReadMatchTheSources) {
@@ -195,15 +280,19 @@ TEST(ReportCorpus, ValuesTheGroupsReadMatchTheSources) {
         ASSERT_TRUE(info && info->tree) << e.file;
         const VtNode* n = walk(info->tree, e.node);
         ASSERT_NE(nullptr, n) << e.file << ": " << e.node;
-        EXPECT_STREQ(e.text, n->getValue(nullptr, e.value, "<missing>")) << e.file << ": " << e.node << " " << e.value;
+        EXPECT_STREQ(e.text, n->getValue(nullptr, e.value, "<missing>"))
+            << e.file << ": " << e.node << " " << e.value;
     }
 }
 
 TEST(ReportCorpus, GroupPathsAndCountsResolve) {
     auto sp = readBack("sysprof", DATA + "10.6-intel");
     VtExecInfo* info = sp.get();
-    EXPECT_STREQ("iMac7,1", vtGetValue(info, "SystemProfiler.SPHardwareDataType.hardware_overview", "machine_model", ""));
-    EXPECT_STREQ("Intel Core 2 Duo", vtGetValue(info, "SystemProfiler.SPHardwareDataType.hardware_overview", "cpu_type", ""));
+    EXPECT_STREQ("iMac7,1", vtGetValue(info, "SystemProfiler.SPHardwareDataType.hardware_overview",
+                                       "machine_model", ""));
+    EXPECT_STREQ(
+        "Intel Core 2 Duo",
+        vtGetValue(info, "SystemProfiler.SPHardwareDataType.hardware_overview", "cpu_type", ""));
     // Services in document order; every list node starts with its size.
     const VtNode* net = walk(info->tree, "SystemProfiler|SPNetworkDataType");
     ASSERT_NE(nullptr, net);
@@ -215,10 +304,12 @@ TEST(ReportCorpus, GroupPathsAndCountsResolve) {
     const VtNode* slots = walk(mini->tree, "SystemProfiler|SPMemoryDataType|SPMemoryDataType");
     ASSERT_NE(nullptr, slots);
     int n = 0;
-    while (slots->getChild(nullptr, n)) ++n;
+    while (slots->getChild(nullptr, n))
+        ++n;
     EXPECT_EQ(2, n);
     // Integers that fit 32 bits are integers; larger ones become decimal text.
-    const VtNode* disk = walk(mini->tree, "SystemProfiler|SPSerialATADataType|Intel 6 Series Chipset|TOSHIBA MK7559GSXF");
+    const VtNode* disk = walk(
+        mini->tree, "SystemProfiler|SPSerialATADataType|Intel 6 Series Chipset|TOSHIBA MK7559GSXF");
     ASSERT_NE(nullptr, disk);
     EXPECT_STREQ("750156374016", disk->getValue(nullptr, "size_in_bytes", ""));
     EXPECT_EQ(5400, disk->getValue(nullptr, "spsata_rotational_rate", -1));
@@ -238,8 +329,9 @@ TEST(ReportIoreg, ValueNotation) {
         {"<00d69327>", report::PValue::DATA, "\x00\xd6\x93\x27", 4},
         {"<\"MacBook2,1\">", report::PValue::DATA, "MacBook2,1\0", 11},
         {"<\"a\",\"b\">", report::PValue::DATA, "a\0b\0", 4},
-        {"IOCommand is not serializable", report::PValue::STRING, "IOCommand is not serializable", 29},
-        {"<0a1", report::PValue::STRING, "<0a1", 4},  // broken: kept as text
+        {"IOCommand is not serializable", report::PValue::STRING, "IOCommand is not serializable",
+         29},
+        {"<0a1", report::PValue::STRING, "<0a1", 4}, // broken: kept as text
     };
     for (const Case& c : cases) {
         report::PValue v;
@@ -248,7 +340,8 @@ TEST(ReportIoreg, ValueNotation) {
         EXPECT_EQ(std::string(c.bytes, c.len), v.text) << c.text;
     }
     report::PValue d;
-    ASSERT_TRUE(report::parseIoregValue("{\"Classes\"={\"AppleSMBIOS\"=1,\"IOPCIDevice\"=30},\"On\"=Yes,\"L\"=(1,2)}", &d));
+    ASSERT_TRUE(report::parseIoregValue(
+        "{\"Classes\"={\"AppleSMBIOS\"=1,\"IOPCIDevice\"=30},\"On\"=Yes,\"L\"=(1,2)}", &d));
     ASSERT_EQ(report::PValue::DICT, d.kind);
     ASSERT_EQ(3u, d.dict.size());
     EXPECT_EQ("1", d.get("Classes")->get("AppleSMBIOS")->text);
@@ -261,7 +354,8 @@ TEST(ReportIoreg, DiagnosticsAndSmbiosReachTheirPaths) {
         "+-o Root  <class IORegistryEntry, id 0x100000100, retain 12>\n"
         "  | {\n"
         "  |   \"IOKitBuildVersion\" = \"Darwin Kernel Version 10.8.0\"\n"
-        "  |   \"IOKitDiagnostics\" = {\"Classes\"={\"AppleSMBIOS\"=1,\"AppleACPIPlatformExpert\"=1}}\n"
+        "  |   \"IOKitDiagnostics\" = "
+        "{\"Classes\"={\"AppleSMBIOS\"=1,\"AppleACPIPlatformExpert\"=1}}\n"
         "  | }\n"
         "  | \n"
         "  +-o Macmini3,1  <class IOPlatformExpertDevice, id 0x100000110, retain 24>\n"
@@ -277,9 +371,11 @@ TEST(ReportIoreg, DiagnosticsAndSmbiosReachTheirPaths) {
     std::unique_ptr<VtNode> vt(report::toVtTree(root));
     VtExecInfo info;
     info.tree = vt.release();
-    EXPECT_STREQ("Darwin Kernel Version 10.8.0", vtGetValue(&info, "IOKit.Root", "IOKitBuildVersion", ""));
+    EXPECT_STREQ("Darwin Kernel Version 10.8.0",
+                 vtGetValue(&info, "IOKit.Root", "IOKitBuildVersion", ""));
     EXPECT_EQ(1, vtGetValue(&info, "IOKit.Root.IOKitDiagnostics.Classes", "AppleSMBIOS", 0));
-    const VtNode* smbios = walk(info.tree, "IOKit|Root|Macmini3,1|AppleACPIPlatformExpert|bios|AppleSMBIOS");
+    const VtNode* smbios =
+        walk(info.tree, "IOKit|Root|Macmini3,1|AppleACPIPlatformExpert|bios|AppleSMBIOS");
     ASSERT_NE(nullptr, smbios);
     const VtVariant* v = smbios->getValue("SMBIOS");
     ASSERT_NE(nullptr, v);
@@ -299,7 +395,8 @@ TEST(ReportText, LabelsTakeTheirXmlKeys) {
         {"Network:\n\n    En:\n\n      Type: Ethernet\n      Ethernet:\n          Media Options: \n"
          "          Media Subtype: autoselect\n",
          "SystemProfiler|SPNetworkDataType|En|Ethernet", "MediaSubType", "autoselect"},
-        {"Serial-ATA:\n\n    C:\n\n        D:\n\n          Capacity: 4,01 GB (4 010 803 200 bytes)\n",
+        {"Serial-ATA:\n\n    C:\n\n        D:\n\n          Capacity: 4,01 GB (4 010 803 200 "
+         "bytes)\n",
          "SystemProfiler|SPSerialATADataType|C|D", "size", "4.01 GB"},
         {"Serial-ATA:\n\n    C:\n\n        D:\n\n          Capacity: 233.76 GB\n",
          "SystemProfiler|SPSerialATADataType|C|D", "size", "233.76 GB"},
@@ -320,16 +417,15 @@ TEST(ReportText, LabelsTakeTheirXmlKeys) {
 
 TEST(ReportTree, NamesAreSafeForTheDump) {
     // Keys that would break a dump line: leading '_', ':' and '=', line breaks.
-    const char* plist =
-        "<?xml version=\"1.0\"?><plist version=\"1.0\"><array><dict>"
-        "<key>_dataType</key><string>SPTestDataType</string>"
-        "<key>_items</key><array><dict><key>_name</key><string>a\nb</string>"
-        "<key>x:y=z</key><string>line1\r\nline2</string>"
-        "<key>_private</key><true/>"
-        "<key>big</key><integer>4294967296</integer>"
-        "<key>blob</key><data>AAEC</data>"
-        "<key>list</key><array><string>p</string><string>q</string></array>"
-        "</dict></array></dict></array></plist>";
+    const char* plist = "<?xml version=\"1.0\"?><plist version=\"1.0\"><array><dict>"
+                        "<key>_dataType</key><string>SPTestDataType</string>"
+                        "<key>_items</key><array><dict><key>_name</key><string>a\nb</string>"
+                        "<key>x:y=z</key><string>line1\r\nline2</string>"
+                        "<key>_private</key><true/>"
+                        "<key>big</key><integer>4294967296</integer>"
+                        "<key>blob</key><data>AAEC</data>"
+                        "<key>list</key><array><string>p</string><string>q</string></array>"
+                        "</dict></array></dict></array></plist>";
     report::Node root;
     std::string err;
     ASSERT_TRUE(report::convertReport("sysprof", plist, std::strlen(plist), &root, &err)) << err;
@@ -358,7 +454,8 @@ TEST(ReportTree, PlistShapeRules) {
         "<dict><key>_dataType</key><string>SPMemoryDataType</string><key>_items</key><array>"
         "<dict><key>_name</key><string>global_ecc_state_name</string>"
         "<key>global_ecc_state</key><string>ecc_disabled</string><key>_items</key><array>"
-        "<dict><key>_name</key><string>BANK 0/DIMM0</string><key>dimm_size</key><string>4 GB</string></dict>"
+        "<dict><key>_name</key><string>BANK 0/DIMM0</string><key>dimm_size</key><string>4 "
+        "GB</string></dict>"
         "</array></dict></array></dict>"
         "<dict><key>_dataType</key><string>SPUSBDataType</string><key>_items</key><array>"
         "<dict><key>_name</key><string>Bus</string><key>_items</key><array>"
@@ -366,7 +463,8 @@ TEST(ReportTree, PlistShapeRules) {
         "<dict><key>_name</key><string>Stick</string><key>on</key><true/><key>off</key><false/>"
         "<key>ratio</key><real>0.25</real><key>when</key><date>2011-03-01T10:00:00Z</date>"
         "<key>neg</key><integer>-2147483648</integer><key>wide</key><integer>2147483648</integer>"
-        "<key>vols</key><array><dict><key>_name</key><string>EFI</string><key>n</key><integer>1</integer></dict>"
+        "<key>vols</key><array><dict><key>_name</key><string>EFI</string><key>n</key><integer>1</"
+        "integer></dict>"
         "<dict><key>n</key><integer>2</integer></dict></array>"
         "<key>codes</key><array><integer>7</integer><string>x</string></array>"
         "<key>none</key><array/>"
@@ -381,16 +479,19 @@ TEST(ReportTree, PlistShapeRules) {
         "<key>IORegistryEntryChildren</key><array>"
         "<dict><key>IORegistryEntryName</key><string>Mac1,1</string>"
         "<key>IORegistryEntryChildren</key><array>"
-        "<dict><key>IOObjectClass</key><string>AppleSMBIOS</string><key>SMBIOS</key><data>AAEC</data></dict>"
+        "<dict><key>IOObjectClass</key><string>AppleSMBIOS</string><key>SMBIOS</key><data>AAEC</"
+        "data></dict>"
         "</array></dict></array></dict></plist>";
     struct Case {
         const char* helper;
-        const char* path;   // node names separated by '|'
-        const char* value;  // null: the node must exist
-        const char* line;   // the value as the dump writes it
+        const char* path;  // node names separated by '|'
+        const char* value; // null: the node must exist
+        const char* line;  // the value as the dump writes it
     } cases[] = {
-        {"sysprof", "SystemProfiler|SPMemoryDataType|SPMemoryDataType", "global_ecc_state", "s=ecc_disabled"},
-        {"sysprof", "SystemProfiler|SPMemoryDataType|SPMemoryDataType|BANK 0/DIMM0", "dimm_size", "s=4 GB"},
+        {"sysprof", "SystemProfiler|SPMemoryDataType|SPMemoryDataType", "global_ecc_state",
+         "s=ecc_disabled"},
+        {"sysprof", "SystemProfiler|SPMemoryDataType|SPMemoryDataType|BANK 0/DIMM0", "dimm_size",
+         "s=4 GB"},
         {"sysprof", "SystemProfiler|SPUSBDataType|Bus|Hub|Stick", "on", "i=1"},
         {"sysprof", "SystemProfiler|SPUSBDataType|Bus|Hub|Stick", "off", "i=0"},
         {"sysprof", "SystemProfiler|SPUSBDataType|Bus|Hub|Stick", "ratio", "f=0.250000"},
@@ -402,7 +503,7 @@ TEST(ReportTree, PlistShapeRules) {
         {"sysprof", "SystemProfiler|SPUSBDataType|Bus|Hub|Stick|codes", "size", "i=2"},
         {"sysprof", "SystemProfiler|SPUSBDataType|Bus|Hub|Stick|codes", "codes", "i=7"},
         {"sysprof", "SystemProfiler|SPUSBDataType|Bus|Hub|Stick|none", "size", "i=0"},
-        {"sysprof", "SystemProfiler|SPUSBDataType|SPUSBDataType", "n", "i=3"},  // no _name
+        {"sysprof", "SystemProfiler|SPUSBDataType|SPUSBDataType", "n", "i=3"}, // no _name
         {"iokit", "IOKit|Root", "IOKitBuildVersion", "s=Darwin"},
         {"iokit", "IOKit|Root|IOKitDiagnostics|Classes", "AppleSMBIOS", "i=1"},
         {"iokit", "IOKit|Root|Mac1,1|AppleSMBIOS", "SMBIOS", "d=3,000102"},
@@ -437,16 +538,17 @@ TEST(ReportTree, RejectsWhatIsNotAReport) {
         const char* helper;
         const char* text;
     } cases[] = {
-        {"sysprof", "<plist><dict><key>a</key><string>b</string></dict></plist>"},  // no data type
-        {"sysprof", "<plist><array>"},                                              // broken XML
-        {"iokit", "Hardware:\n\n    Hardware Overview:\n"},                         // wrong kind
+        {"sysprof", "<plist><dict><key>a</key><string>b</string></dict></plist>"}, // no data type
+        {"sysprof", "<plist><array>"},                                             // broken XML
+        {"iokit", "Hardware:\n\n    Hardware Overview:\n"},                        // wrong kind
         {"sysprof", ""},
         {"iokit", "<html/>"},
     };
     for (const auto& c : cases) {
         report::Node root;
         std::string err;
-        EXPECT_FALSE(report::convertReport(c.helper, c.text, std::strlen(c.text), &root, &err)) << c.text;
+        EXPECT_FALSE(report::convertReport(c.helper, c.text, std::strlen(c.text), &root, &err))
+            << c.text;
         EXPECT_FALSE(err.empty());
     }
 }
@@ -459,4 +561,4 @@ TEST(ReportTree, SizesInTheProfilerForm) {
     EXPECT_EQ("2 TB", report::formatSize(2000000000000ull));
 }
 
-}  // namespace
+} // namespace

@@ -33,11 +33,14 @@ TEST(SmbiosMemory, ModulesOfRealMachines) {
         const char* part;
         const char* maker;
     } cases[] = {
-        {"lenovo-thinkpad-t480s.bin", 2, 0, "BANK 0/ChannelA-DIMM0", "8 GB", "DDR4", "HMAA51S6AMR6N-UH", "SK Hynix"},
-        {"lenovo-thinkpad-t480s.bin", 2, 1, "BANK 2/ChannelB-DIMM0", "16 GB", "DDR4", "M471A2K43CB1-CRC", "Samsung"},
+        {"lenovo-thinkpad-t480s.bin", 2, 0, "BANK 0/ChannelA-DIMM0", "8 GB", "DDR4",
+         "HMAA51S6AMR6N-UH", "SK Hynix"},
+        {"lenovo-thinkpad-t480s.bin", 2, 1, "BANK 2/ChannelB-DIMM0", "16 GB", "DDR4",
+         "M471A2K43CB1-CRC", "Samsung"},
         {"asus-ux305la.bin", 2, 1, "BANK 2/ChannelB-DIMM0", "4 GB", "LPDDR3", "", "Elpida"},
         {"dell-poweredge-r630.bin", 24, 0, "A1", "Empty", "Empty", nullptr, nullptr},
-        {"dell-poweredge-r630.bin", 24, 2, "A3", "16 GB", "DDR4", "18ASF2G72PDZ-2G3B1", "002C00B3002C"},
+        {"dell-poweredge-r630.bin", 24, 2, "A3", "16 GB", "DDR4", "18ASF2G72PDZ-2G3B1",
+         "002C00B3002C"},
     };
     for (const auto& c : cases) {
         report::Node sp("SystemProfiler");
@@ -64,8 +67,8 @@ TEST(SmbiosMemory, BrokenTablesEndTheWalk) {
     std::string t17("\x11\x15\x00\x01", 4);
     t17 += std::string(0x15 - 4, '\0');
     t17[0x0C] = 0x00;
-    t17[0x0D] = 0x04;  // 1024 MB
-    t17[0x10] = 1;     // device locator: string 1
+    t17[0x0D] = 0x04; // 1024 MB
+    t17[0x10] = 1;    // device locator: string 1
     std::string good = t17 + std::string("DIMM0\0\0", 7);
     struct Case {
         std::string table;
@@ -74,10 +77,10 @@ TEST(SmbiosMemory, BrokenTablesEndTheWalk) {
         {good, 1},
         {good + good, 2},
         {std::string(), 0},
-        {good.substr(0, 10), 0},                        // cut inside the formatted part
-        {t17 + std::string("DIMM0\0", 6), 0},           // string set never ends
-        {std::string("\x00\x02\x00\x00", 4) + good, 0},  // length below 4
-        {std::string("\x7f\x04\x00\x00\x00\x00", 6) + good, 0},  // end of table first
+        {good.substr(0, 10), 0},                                // cut inside the formatted part
+        {t17 + std::string("DIMM0\0", 6), 0},                   // string set never ends
+        {std::string("\x00\x02\x00\x00", 4) + good, 0},         // length below 4
+        {std::string("\x7f\x04\x00\x00\x00\x00", 6) + good, 0}, // end of table first
     };
     for (const auto& c : cases) {
         report::Node sp("SystemProfiler");
@@ -90,4 +93,4 @@ TEST(SmbiosMemory, BrokenTablesEndTheWalk) {
     }
 }
 
-}  // namespace
+} // namespace

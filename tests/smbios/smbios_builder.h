@@ -24,7 +24,8 @@ struct TableBuilder {
 
     // One structure: header, `fields` (the bytes after the 4-byte header) and the string
     // set (two NULs when there are no strings).
-    TableBuilder& add(int type, std::vector<uint8_t> fields, std::vector<std::string> strings = {}) {
+    TableBuilder& add(int type, std::vector<uint8_t> fields,
+                      std::vector<std::string> strings = {}) {
         bytes.push_back(static_cast<uint8_t>(type));
         bytes.push_back(static_cast<uint8_t>(4 + fields.size()));
         bytes.push_back(static_cast<uint8_t>(count));
@@ -48,8 +49,8 @@ struct TableBuilder {
     // Parsed as the snapshot source would: revision 0, structures bounded by length / 4.
     std::unique_ptr<SMBIOSTable> parse() const { return parseAt(0); }
     std::unique_ptr<SMBIOSTable> parseAt(unsigned char revision) const {
-        auto t = std::make_unique<SMBIOSTable>(bytes.data(), static_cast<int>(bytes.size()), revision,
-                                               static_cast<int>(bytes.size() / 4));
+        auto t = std::make_unique<SMBIOSTable>(bytes.data(), static_cast<int>(bytes.size()),
+                                               revision, static_cast<int>(bytes.size() / 4));
         t->parseData();
         return t;
     }
@@ -77,14 +78,17 @@ inline std::string scratchPath(const std::string& name) {
 }
 
 // Little-endian field helpers.
-inline std::vector<uint8_t> le16(unsigned v) { return {static_cast<uint8_t>(v), static_cast<uint8_t>(v >> 8)}; }
+inline std::vector<uint8_t> le16(unsigned v) {
+    return {static_cast<uint8_t>(v), static_cast<uint8_t>(v >> 8)};
+}
 inline std::vector<uint8_t> le32(uint32_t v) {
     return {static_cast<uint8_t>(v), static_cast<uint8_t>(v >> 8), static_cast<uint8_t>(v >> 16),
             static_cast<uint8_t>(v >> 24)};
 }
 inline std::vector<uint8_t> cat(std::initializer_list<std::vector<uint8_t>> parts) {
     std::vector<uint8_t> r;
-    for (const auto& p : parts) r.insert(r.end(), p.begin(), p.end());
+    for (const auto& p : parts)
+        r.insert(r.end(), p.begin(), p.end());
     return r;
 }
 
@@ -121,8 +125,10 @@ inline VtExecInfo* snapshotWith(const std::vector<uint8_t>& table, bool withClas
     classes->addInt("AppleSMBIOS", withClasses ? 1 : 0);
     classes->addInt("AppleACPIPlatformExpert", 1);
     root->addNode("IOResources");
-    VtNode* smb = root->addNode("MacBookPro5,1")->addNode("AppleACPIPlatformExpert")->addNode("bios")->addNode(
-        "AppleSMBIOS");
+    VtNode* smb = root->addNode("MacBookPro5,1")
+                      ->addNode("AppleACPIPlatformExpert")
+                      ->addNode("bios")
+                      ->addNode("AppleSMBIOS");
     smb->addString("SMBIOS-EPS", "not this one");
     smb->addData("SMBIOS", table.data(), static_cast<unsigned>(table.size()));
     return info;
@@ -151,7 +157,8 @@ inline std::map<unsigned long, std::string> groupRow(ZelTable* table) {
             // Counted wide string after the 12-byte header: count (terminator included),
             // then 32-bit units.
             unsigned long count = zelGet32At(p + 12);
-            for (unsigned long i = 0; i + 1 < count; ++i) v.push_back(static_cast<char>(zelGet32At(p + 16 + 4 * i)));
+            for (unsigned long i = 0; i + 1 < count; ++i)
+                v.push_back(static_cast<char>(zelGet32At(p + 16 + 4 * i)));
         } else {
             v = std::to_string(zelGet32At(p + 12));
         }

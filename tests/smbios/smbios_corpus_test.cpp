@@ -31,12 +31,14 @@ const std::string kDir = std::string(INVSCAN_TEST_DATA) + "/smbios/";
 
 std::vector<uint8_t> readFile(const std::string& path) {
     std::ifstream in(path, std::ios::binary);
-    return std::vector<uint8_t>((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+    return std::vector<uint8_t>((std::istreambuf_iterator<char>(in)),
+                                std::istreambuf_iterator<char>());
 }
 
 // As the snapshot source holds it: revision 0, structures bounded by length / 4.
 std::unique_ptr<SMBIOSTable> snapshotTable(const std::vector<uint8_t>& b) {
-    auto t = std::make_unique<SMBIOSTable>(b.data(), static_cast<int>(b.size()), 0, static_cast<int>(b.size() / 4));
+    auto t = std::make_unique<SMBIOSTable>(b.data(), static_cast<int>(b.size()), 0,
+                                           static_cast<int>(b.size() / 4));
     t->parseData();
     return t;
 }
@@ -63,7 +65,8 @@ TEST(SMBIOSCorpus, EveryTableEveryLayer) {
         withBios += t->getTable0() != nullptr;
         withSystem += t->getTable1() != nullptr;
         withProcessors += t->getTable4Total() > 0;
-        for (int i = 0; i < t->getTable4Total(); ++i) EXPECT_LE(t->getTable4(i)->getLength(), 0xFF);
+        for (int i = 0; i < t->getTable4Total(); ++i)
+            EXPECT_LE(t->getTable4(i)->getLength(), 0xFF);
 
         uint32_t maxMB = 0, slots = 0;
         getMemorySpecs(&maxMB, &slots);
@@ -104,7 +107,8 @@ TEST(SMBIOSCorpus, GroupRowsAsExpected) {
     std::ostringstream got;
     for (const std::string& name : corpusTableNames()) {
         auto t = snapshotTable(readFile(kDir + name));
-        for (const auto& kv : groupOf(t.get())) got << name << '\t' << kv.first << '\t' << kv.second << '\n';
+        for (const auto& kv : groupOf(t.get()))
+            got << name << '\t' << kv.first << '\t' << kv.second << '\n';
     }
     if (const char* out = std::getenv("INVSCAN_WRITE_EXPECTED")) {
         std::ofstream(out) << got.str();
@@ -115,7 +119,8 @@ TEST(SMBIOSCorpus, GroupRowsAsExpected) {
     std::string la, lb;
     int line = 0;
     while (true) {
-        bool ga = static_cast<bool>(std::getline(a, la)), gb = static_cast<bool>(std::getline(b, lb));
+        bool ga = static_cast<bool>(std::getline(a, la)),
+             gb = static_cast<bool>(std::getline(b, lb));
         ++line;
         if (!ga && !gb) break;
         ASSERT_EQ(ga ? la : "<end>", gb ? lb : "<end>") << "line " << line;
@@ -135,14 +140,16 @@ void writeDump(const std::string& path, const std::vector<uint8_t>& table) {
     d[8] = 0;
     d[10] = 1;
     uint32_t len = static_cast<uint32_t>(table.size());
-    for (int i = 0; i < 4; ++i) d[12 + i] = static_cast<uint8_t>(len >> (8 * i));
+    for (int i = 0; i < 4; ++i)
+        d[12 + i] = static_cast<uint8_t>(len >> (8 * i));
     d[16] = 0x20;
     unsigned sum = 0;
-    for (int i = 0; i < 0x18; ++i) sum += d[i];
+    for (int i = 0; i < 0x18; ++i)
+        sum += d[i];
     d[5] = static_cast<uint8_t>(0x100 - (sum & 0xFF));
     d.insert(d.end(), table.begin(), table.end());
-    std::ofstream(path, std::ios::binary).write(reinterpret_cast<const char*>(d.data()),
-                                                static_cast<std::streamsize>(d.size()));
+    std::ofstream(path, std::ios::binary)
+        .write(reinterpret_cast<const char*>(d.data()), static_cast<std::streamsize>(d.size()));
 }
 
 // First structure of each type: key -> value as dmidecode prints it; `counts` gets the
@@ -160,7 +167,8 @@ std::map<int, std::map<std::string, std::string>> dmidecodeFields(const std::str
         std::string l = buf;
         if (!l.empty() && l.back() == '\n') l.pop_back();
         int t;
-        if (l.compare(0, 9, "Handle 0x") == 0 && std::sscanf(l.c_str(), "Handle 0x%*x, DMI type %d,", &t) == 1) {
+        if (l.compare(0, 9, "Handle 0x") == 0 &&
+            std::sscanf(l.c_str(), "Handle 0x%*x, DMI type %d,", &t) == 1) {
             type = t;
             counts[type]++;
             first = out.count(type) == 0;
@@ -176,11 +184,31 @@ std::map<int, std::map<std::string, std::string>> dmidecodeFields(const std::str
     return out;
 }
 
-const char* const kChassis[] = {nullptr, "Other", "Unknown", "Desktop", "Low Profile Desktop", "Pizza Box",
-                                "Mini Tower", "Tower", "Portable", "Laptop", "Notebook", "Hand Held",
-                                "Docking Station", "All In One", "Sub Notebook", "Space-saving", "Lunch Box",
-                                "Main Server Chassis", "Expansion Chassis", "Sub Chassis", "Bus Expansion Chassis",
-                                "Peripheral Chassis", "RAID Chassis", "Rack Mount Chassis", "Sealed-case PC",
+const char* const kChassis[] = {nullptr,
+                                "Other",
+                                "Unknown",
+                                "Desktop",
+                                "Low Profile Desktop",
+                                "Pizza Box",
+                                "Mini Tower",
+                                "Tower",
+                                "Portable",
+                                "Laptop",
+                                "Notebook",
+                                "Hand Held",
+                                "Docking Station",
+                                "All In One",
+                                "Sub Notebook",
+                                "Space-saving",
+                                "Lunch Box",
+                                "Main Server Chassis",
+                                "Expansion Chassis",
+                                "Sub Chassis",
+                                "Bus Expansion Chassis",
+                                "Peripheral Chassis",
+                                "RAID Chassis",
+                                "Rack Mount Chassis",
+                                "Sealed-case PC",
                                 "Multi-system"};
 
 std::string trim(const std::string& s) {
@@ -222,13 +250,14 @@ TEST(SMBIOSCorpus, AgreesWithDmidecode) {
         int type;
         const char* key;
     };
-    const Field fields[] = {{1, 0, "Vendor"},        {2, 0, "Version"},       {5, 1, "Manufacturer"},
-                            {6, 1, "Product Name"},  {7, 1, "Version"},       {8, 1, "Serial Number"},
-                            {10, 2, "Manufacturer"}, {11, 2, "Product Name"}, {12, 2, "Version"},
-                            {13, 2, "Serial Number"}, {14, 3, "Manufacturer"}, {16, 3, "Version"},
-                            {17, 3, "Serial Number"}, {18, 3, "Asset Tag"}};
+    const Field fields[] = {
+        {1, 0, "Vendor"},         {2, 0, "Version"},       {5, 1, "Manufacturer"},
+        {6, 1, "Product Name"},   {7, 1, "Version"},       {8, 1, "Serial Number"},
+        {10, 2, "Manufacturer"},  {11, 2, "Product Name"}, {12, 2, "Version"},
+        {13, 2, "Serial Number"}, {14, 3, "Manufacturer"}, {16, 3, "Version"},
+        {17, 3, "Serial Number"}, {18, 3, "Asset Tag"}};
     std::map<std::string, int> reasons;
-    int identical = 0, explained = 0, tables = 0;  // besides the date form
+    int identical = 0, explained = 0, tables = 0; // besides the date form
     std::ostringstream report;
     const std::string dump = scratchPath("smbios_dmidecode.bin");
     for (const std::string& name : corpusTableNames()) {
@@ -240,7 +269,8 @@ TEST(SMBIOSCorpus, AgreesWithDmidecode) {
         auto dmi = dmidecodeFields(dump, counts);
         ++tables;
         std::vector<std::string> notes;
-        auto note = [&](const std::string& field, const std::string& why, const std::string& detail) {
+        auto note = [&](const std::string& field, const std::string& why,
+                        const std::string& detail) {
             if (why.empty()) return;
             reasons[why]++;
             notes.push_back(field + ": " + why + " (" + detail + ")");
@@ -252,21 +282,36 @@ TEST(SMBIOSCorpus, AgreesWithDmidecode) {
             const SMBIOSTable2Data* r2 = t->getTable2();
             const SMBIOSTable3Data* r3 = t->getTable3();
             switch (id) {
-            case 1: return r0 ? r0->getVendor() : nullptr;
-            case 2: return r0 ? r0->getVersion() : nullptr;
-            case 5: return r1 ? r1->getManufacturer() : nullptr;
-            case 6: return r1 ? r1->getProduct() : nullptr;
-            case 7: return r1 ? r1->getVersion() : nullptr;
-            case 8: return r1 ? r1->getSerialNumber() : nullptr;
-            case 10: return r2 ? r2->getManufacturer() : nullptr;
-            case 11: return r2 ? r2->getProduct() : nullptr;
-            case 12: return r2 ? r2->getVersion() : nullptr;
-            case 13: return r2 ? r2->getSerialNumber() : nullptr;
-            case 14: return r3 ? r3->getManufacturer() : nullptr;
-            case 16: return r3 ? r3->getVersion() : nullptr;
-            case 17: return r3 ? r3->getSerialNumber() : nullptr;
-            case 18: return r3 ? r3->getAssetTag() : nullptr;
-            default: return nullptr;
+            case 1:
+                return r0 ? r0->getVendor() : nullptr;
+            case 2:
+                return r0 ? r0->getVersion() : nullptr;
+            case 5:
+                return r1 ? r1->getManufacturer() : nullptr;
+            case 6:
+                return r1 ? r1->getProduct() : nullptr;
+            case 7:
+                return r1 ? r1->getVersion() : nullptr;
+            case 8:
+                return r1 ? r1->getSerialNumber() : nullptr;
+            case 10:
+                return r2 ? r2->getManufacturer() : nullptr;
+            case 11:
+                return r2 ? r2->getProduct() : nullptr;
+            case 12:
+                return r2 ? r2->getVersion() : nullptr;
+            case 13:
+                return r2 ? r2->getSerialNumber() : nullptr;
+            case 14:
+                return r3 ? r3->getManufacturer() : nullptr;
+            case 16:
+                return r3 ? r3->getVersion() : nullptr;
+            case 17:
+                return r3 ? r3->getSerialNumber() : nullptr;
+            case 18:
+                return r3 ? r3->getAssetTag() : nullptr;
+            default:
+                return nullptr;
             }
         };
         for (const Field& f : fields) {
@@ -274,7 +319,8 @@ TEST(SMBIOSCorpus, AgreesWithDmidecode) {
             const std::string* theirs = nullptr;
             if (dmi.count(f.type) && dmi[f.type].count(f.key)) theirs = &dmi[f.type][f.key];
             note(std::to_string(f.id), classify(rawOf(f.id), ours, theirs),
-                 "ours=" + (ours ? *ours : "<none>") + " dmidecode=" + (theirs ? *theirs : "<none>"));
+                 "ours=" + (ours ? *ours : "<none>") +
+                     " dmidecode=" + (theirs ? *theirs : "<none>"));
         }
         // Release date: the group normalises it to YYYY-MM-DD by position.
         if (const SMBIOSTable0Data* r0 = t->getTable0()) {
@@ -286,10 +332,13 @@ TEST(SMBIOSCorpus, AgreesWithDmidecode) {
                 char* n = SMBIOSTable0Data::normaliseDate(raw);
                 std::string want = cleaned(n);
                 std::free(n);
-                if (want.empty() ? ours != nullptr : (!ours || *ours != want)) why = "UNEXPLAINED";
-                else if (!ours || *ours != theirs) why = "date normalisation";
+                if (want.empty() ? ours != nullptr : (!ours || *ours != want))
+                    why = "UNEXPLAINED";
+                else if (!ours || *ours != theirs)
+                    why = "date normalisation";
             } else {
-                why = classify(raw, ours, dmi[0].count("Release Date") ? &dmi[0]["Release Date"] : nullptr);
+                why = classify(raw, ours,
+                               dmi[0].count("Release Date") ? &dmi[0]["Release Date"] : nullptr);
             }
             note("3", why, "ours=" + (ours ? *ours : "<none>") + " dmidecode=" + theirs);
 
@@ -298,7 +347,9 @@ TEST(SMBIOSCorpus, AgreesWithDmidecode) {
             unsigned long kb = 0;
             char unit[8] = "";
             if (std::sscanf(sizeText.c_str(), "%lu %7s", &kb, unit) == 2)
-                kb *= std::strcmp(unit, "MB") == 0 ? 1024ul : std::strcmp(unit, "GB") == 0 ? 1024ul * 1024ul : 1ul;
+                kb *= std::strcmp(unit, "MB") == 0   ? 1024ul
+                      : std::strcmp(unit, "GB") == 0 ? 1024ul * 1024ul
+                                                     : 1ul;
             std::string theirsK = std::to_string(kb) + "K";
             if (row[4] != theirsK)
                 note("4", r0->getROMSize() == 0xFF ? "extended ROM size not read" : "UNEXPLAINED",
@@ -313,7 +364,8 @@ TEST(SMBIOSCorpus, AgreesWithDmidecode) {
             const std::string* ours = row.count(15) ? &row[15] : nullptr;
             std::string why;
             if (v >= 1 && v <= 25) {
-                if (!ours || *ours != std::to_string(v) || theirs != kChassis[v]) why = "UNEXPLAINED";
+                if (!ours || *ours != std::to_string(v) || theirs != kChassis[v])
+                    why = "UNEXPLAINED";
             } else if (ours) {
                 why = "UNEXPLAINED";
             } else {
@@ -334,15 +386,22 @@ TEST(SMBIOSCorpus, AgreesWithDmidecode) {
             }
             off = t->getNextType(t->getData(), off);
         }
-        const std::pair<int, int> caps[] = {{4, 80}, {6, 12}, {8, 20}, {9, 20}, {10, 20}, {17, 1000}};
-        const int held[] = {t->getTable4Total(), t->getTable6Total(), t->getTable8Total(),
+        const std::pair<int, int> caps[] = {{4, 80}, {6, 12},  {8, 20},
+                                            {9, 20}, {10, 20}, {17, 1000}};
+        const int held[] = {t->getTable4Total(), t->getTable6Total(),  t->getTable8Total(),
                             t->getTable9Total(), t->getTable10Total(), t->getTable17Total()};
         for (int i = 0; i < 6; ++i) {
             int want = std::min(counts[caps[i].first], caps[i].second);
-            std::string detail = "type " + std::to_string(caps[i].first) + ": ours=" + std::to_string(held[i]) +
+            std::string detail = "type " + std::to_string(caps[i].first) +
+                                 ": ours=" + std::to_string(held[i]) +
                                  " dmidecode=" + std::to_string(counts[caps[i].first]);
-            if (held[i] != want) note("count", type5Strings && held[i] < want ? "walk ends at a type 5 with strings" : "UNEXPLAINED", detail);
-            else if (want < counts[caps[i].first]) note("count", "capped", detail);
+            if (held[i] != want)
+                note("count",
+                     type5Strings && held[i] < want ? "walk ends at a type 5 with strings"
+                                                    : "UNEXPLAINED",
+                     detail);
+            else if (want < counts[caps[i].first])
+                note("count", "capped", detail);
         }
         // UUID: a revision-0 (snapshot) table never yields one.
         if (dmi.count(1) && dmi[1].count("UUID") && !row.count(9)) {
@@ -352,16 +411,24 @@ TEST(SMBIOSCorpus, AgreesWithDmidecode) {
         // where every compared text is dmidecode's.
         bool onlyDate = true;
         for (const std::string& n : notes)
-            onlyDate = onlyDate && (n.find("date normalisation") != std::string::npos || n.find("capped") != std::string::npos);
-        if (onlyDate) ++identical;
-        else ++explained;
+            onlyDate = onlyDate && (n.find("date normalisation") != std::string::npos ||
+                                    n.find("capped") != std::string::npos);
+        if (onlyDate)
+            ++identical;
+        else
+            ++explained;
         report << name << ": " << (notes.empty() ? "all fields agree" : "") << '\n';
-        for (const std::string& n : notes) report << "    " << n << '\n';
+        for (const std::string& n : notes)
+            report << "    " << n << '\n';
     }
     std::remove(dump.c_str());
-    std::cout << report.str() << "\n" << tables << " tables: " << identical <<   " agree with dmidecode in every field but the date form (and capped record counts), "
-              << explained << " differ only where the group deliberately behaves otherwise\n";
-    for (const auto& r : reasons) std::cout << "  " << r.second << " x " << r.first << '\n';
+    std::cout
+        << report.str() << "\n"
+        << tables << " tables: " << identical
+        << " agree with dmidecode in every field but the date form (and capped record counts), "
+        << explained << " differ only where the group deliberately behaves otherwise\n";
+    for (const auto& r : reasons)
+        std::cout << "  " << r.second << " x " << r.first << '\n';
 }
 
-}  // namespace
+} // namespace

@@ -8,7 +8,13 @@
 namespace {
 
 std::vector<uint8_t> t17(unsigned size) {
-    return cat({le16(0x1000), le16(0xFFFE), le16(64), le16(64), le16(size), {0x09, 0, 1, 2, 0x18}, le16(0x80)});
+    return cat({le16(0x1000),
+                le16(0xFFFE),
+                le16(64),
+                le16(64),
+                le16(size),
+                {0x09, 0, 1, 2, 0x18},
+                le16(0x80)});
 }
 std::vector<uint8_t> t16(uint32_t kb, unsigned devices) {
     return cat({{3, 3, 3}, le32(kb), le16(0xFFFE), le16(devices)});
@@ -16,12 +22,16 @@ std::vector<uint8_t> t16(uint32_t kb, unsigned devices) {
 std::vector<uint8_t> t5(uint8_t maxCode, uint8_t slots) {
     return cat({{3, 3, 0x0E, 0x02, maxCode}, le16(0), le16(0), {0x02, slots}});
 }
-std::vector<uint8_t> t6(uint8_t installed) { return {1, 0x01, 0, 0x04, 0, installed, installed, 0}; }
+std::vector<uint8_t> t6(uint8_t installed) {
+    return {1, 0x01, 0, 0x04, 0, installed, installed, 0};
+}
 
 TEST(SMFacts, IsPowerOf2) {
-    const std::pair<uint32_t, bool> cases[] = {{0, false}, {1, true}, {2, true}, {6, false}, {0x80000000u, true},
-                                               {0xFFFFFFFFu, false}, {8192, true}, {2730, false}};
-    for (const auto& c : cases) EXPECT_EQ(isPowerOf2(c.first), c.second) << c.first;
+    const std::pair<uint32_t, bool> cases[] = {
+        {0, false},           {1, true},    {2, true},    {6, false}, {0x80000000u, true},
+        {0xFFFFFFFFu, false}, {8192, true}, {2730, false}};
+    for (const auto& c : cases)
+        EXPECT_EQ(isPowerOf2(c.first), c.second) << c.first;
 }
 
 TEST(SMFacts, MemorySpecs) {
@@ -32,13 +42,19 @@ TEST(SMFacts, MemorySpecs) {
     };
     auto b = [] { return TableBuilder(); };
     std::vector<Case> cases;
-    cases.push_back({"8 GB over 2 slots, 4 GB module", b().add(16, t16(8388608, 2)).add(17, t17(4096)).add(17, t17(4096)).end(), 4096, 2, 1});
-    cases.push_back({"8 GB over 2 slots, 8 GB module", b().add(16, t16(8388608, 2)).add(17, t17(8192)).end(), 8192, 2, 1});
-    cases.push_back({"8 GB over 3 slots", b().add(16, t16(8388608, 3)).add(17, t17(2048)).end(), 8192, 3, 1});
+    cases.push_back({"8 GB over 2 slots, 4 GB module",
+                     b().add(16, t16(8388608, 2)).add(17, t17(4096)).add(17, t17(4096)).end(), 4096,
+                     2, 1});
+    cases.push_back({"8 GB over 2 slots, 8 GB module",
+                     b().add(16, t16(8388608, 2)).add(17, t17(8192)).end(), 8192, 2, 1});
+    cases.push_back(
+        {"8 GB over 3 slots", b().add(16, t16(8388608, 3)).add(17, t17(2048)).end(), 8192, 3, 1});
     cases.push_back({"12 GB over 2 slots", b().add(16, t16(12582912, 2)).end(), 6144, 2, 1});
     cases.push_back({"type 5 code 0x0B", b().add(5, t5(0x0B, 4)).end(), 2048, 4, 1});
-    cases.push_back({"type 5 raised by type 6", b().add(5, t5(0x0A, 2)).add(6, t6(0x0B)).add(6, t6(0x7F)).end(), 2048, 2, 1});
-    cases.push_back({"type 5 slots win over type 16", b().add(5, t5(0x09, 4)).add(16, t16(4194304, 2)).end(), 1024, 4, 1});
+    cases.push_back({"type 5 raised by type 6",
+                     b().add(5, t5(0x0A, 2)).add(6, t6(0x0B)).add(6, t6(0x7F)).end(), 2048, 2, 1});
+    cases.push_back({"type 5 slots win over type 16",
+                     b().add(5, t5(0x09, 4)).add(16, t16(4194304, 2)).end(), 1024, 4, 1});
     cases.push_back({"nothing", b().add(0, type0Fields(), {"V"}).end(), 0, 0, 0});
     for (Case& c : cases) {
         GlobalTableScope scope(c.table.parse());
@@ -67,7 +83,13 @@ TEST(SMFacts, BiggestModules) {
 
 TEST(SMFacts, Processor) {
     auto proc = [](unsigned clock, uint8_t upgrade, uint8_t status, uint8_t type) {
-        return cat({{1, type, 0xB3, 2}, le32(0x106A5), le32(0xBFEBFBFF), {3, 0x8C}, le16(clock), le16(3200), le16(2666),
+        return cat({{1, type, 0xB3, 2},
+                    le32(0x106A5),
+                    le32(0xBFEBFBFF),
+                    {3, 0x8C},
+                    le16(clock),
+                    le16(3200),
+                    le16(2666),
                     {status, upgrade}});
     };
     struct Case {
@@ -104,11 +126,12 @@ TEST(SMFacts, Processor) {
 
 TEST(SMFacts, HardwareSecurityStates) {
     struct Case {
-        int settings;  // -1: no type 24
+        int settings; // -1: no type 24
         uint16_t powerOn;
         uint32_t rc;
     };
-    const Case cases[] = {{0x00, 0, 0}, {0x40, 1, 0}, {0x80, 1022, 0}, {0xC0, 1023, 0}, {0x7F, 1, 0}, {-1, 3, 1}};
+    const Case cases[] = {{0x00, 0, 0},    {0x40, 1, 0}, {0x80, 1022, 0},
+                          {0xC0, 1023, 0}, {0x7F, 1, 0}, {-1, 3, 1}};
     for (const Case& c : cases) {
         TableBuilder b;
         if (c.settings >= 0) b.add(24, {static_cast<uint8_t>(c.settings)});
@@ -119,4 +142,4 @@ TEST(SMFacts, HardwareSecurityStates) {
     }
 }
 
-}  // namespace
+} // namespace

@@ -38,14 +38,29 @@ TEST(SMBIOSGroup, Rows) {
             .add(3, {1, 0x89, 2, 3, 4}, {"Apple Inc.", "Mac-F42D86C8", "W8913X", "Asset-1234"})
             .add(24, {0x40})
             .end();
-        cases.push_back({"full", b,
-                         {{1, "Apple Inc."}, {2, "MBP51.88Z.007E.B05"}, {3, "2003-12-25"}, {4, "1024K"},
-                          {5, "Apple Inc."}, {6, "MacBookPro5,1"}, {7, "1.0"}, {8, "W8913"},
-                          {10, "Apple Inc."}, {11, "Mac-F42D86C8"}, {12, "PVT"}, {13, "W89130"},
-                          {14, "Apple Inc."}, {15, "9"}, {16, "Mac-F42D86C8"}, {17, "W8913X"}, {18, "Asset-1234"},
-                          {19, md5Of("Apple Inc.MBP51.88Z.007E.B051024KApple Inc.MacBookPro5,11.0Apple Inc."
-                                     "Mac-F42D86C8PVTApple Inc.9Mac-F42D86C8")},
-                          {20, "1"}}});
+        cases.push_back(
+            {"full",
+             b,
+             {{1, "Apple Inc."},
+              {2, "MBP51.88Z.007E.B05"},
+              {3, "2003-12-25"},
+              {4, "1024K"},
+              {5, "Apple Inc."},
+              {6, "MacBookPro5,1"},
+              {7, "1.0"},
+              {8, "W8913"},
+              {10, "Apple Inc."},
+              {11, "Mac-F42D86C8"},
+              {12, "PVT"},
+              {13, "W89130"},
+              {14, "Apple Inc."},
+              {15, "9"},
+              {16, "Mac-F42D86C8"},
+              {17, "W8913X"},
+              {18, "Asset-1234"},
+              {19, md5Of("Apple Inc.MBP51.88Z.007E.B051024KApple Inc.MacBookPro5,11.0Apple Inc."
+                         "Mac-F42D86C8PVTApple Inc.9Mac-F42D86C8")},
+              {20, "1"}}});
     }
     {
         // No board, a placeholder version, chassis type out of range.
@@ -55,9 +70,17 @@ TEST(SMBIOSGroup, Rows) {
             .add(3, {1, 0x1A, 0, 0, 0}, {"Dell Inc."})
             .add(24, {0x80})
             .end();
-        cases.push_back({"no board", b,
-                         {{1, "Phoenix"}, {2, "A05"}, {3, "2/25-20-3/"}, {4, "512K"}, {5, "Dell Inc."}, {6, "Latitude"},
-                          {14, "Dell Inc."}, {19, md5Of("PhoenixA05512KDell Inc.Latitude|Dell Inc.|")}, {20, "2"}}});
+        cases.push_back({"no board",
+                         b,
+                         {{1, "Phoenix"},
+                          {2, "A05"},
+                          {3, "2/25-20-3/"},
+                          {4, "512K"},
+                          {5, "Dell Inc."},
+                          {6, "Latitude"},
+                          {14, "Dell Inc."},
+                          {19, md5Of("PhoenixA05512KDell Inc.Latitude|Dell Inc.|")},
+                          {20, "2"}}});
     }
     {
         // Only a board whose strings are all placeholders or missing: the row holds no
@@ -105,4 +128,4 @@ TEST(SMBIOSGroup, FactoryHandsOutTheGroup) {
     delete g;
 }
 
-}  // namespace
+} // namespace

@@ -24,7 +24,8 @@ void writeAll(const std::string& path, const std::string& text) {
     out << text;
 }
 
-const char* const kHead = "Start Component\n  Name = \"System BIOS\"\n  Start Attribute\n    Name = \"BIOS_DATE\"\n";
+const char* const kHead =
+    "Start Component\n  Name = \"System BIOS\"\n  Start Attribute\n    Name = \"BIOS_DATE\"\n";
 
 TEST(MifRewrite, Cases) {
     const std::string rewritten = std::string(16, ' ') + "Value = \"12/25/03\"\n";
@@ -32,10 +33,11 @@ TEST(MifRewrite, Cases) {
         const char* name;
         std::string before;
         const char* date;
-        std::string after;  // empty: unchanged
+        std::string after; // empty: unchanged
     };
     std::string longFile;
-    for (int i = 0; i < 100; ++i) longFile += "// filler\n";
+    for (int i = 0; i < 100; ++i)
+        longFile += "// filler\n";
     const Case cases[] = {
         {"unknown", std::string(kHead) + "    Value = \"UNKNOWN\"\n  End Attribute\n", "2003-12-25",
          std::string(kHead) + rewritten + "  End Attribute\n"},
@@ -43,16 +45,17 @@ TEST(MifRewrite, Cases) {
          std::string(kHead) + rewritten + "End\n"},
         {"same", std::string(kHead) + "    Value = \"12/25/03\"\nEnd\n", "2003-12-25", ""},
         {"value before BIOS_DATE is not taken",
-         "    Value = \"01/01/01\"\n" + std::string(kHead) + "x\n    Value = \"UNKNOWN\"\n", "2003-12-25",
-         "    Value = \"01/01/01\"\n" + std::string(kHead) + "x\n" + rewritten},
+         "    Value = \"01/01/01\"\n" + std::string(kHead) + "x\n    Value = \"UNKNOWN\"\n",
+         "2003-12-25", "    Value = \"01/01/01\"\n" + std::string(kHead) + "x\n" + rewritten},
         {"no value line", std::string(kHead) + "    Value = 12/25/03\n", "2003-12-25", ""},
         {"no BIOS_DATE", "    Value = \"UNKNOWN\"\n", "2003-12-25", ""},
         {"null date", std::string(kHead) + "    Value = \"UNKNOWN\"\n", nullptr, ""},
         {"short date", std::string(kHead) + "    Value = \"UNKNOWN\"\n", "2003", ""},
-        {"over 100 lines", std::string(kHead) + "    Value = \"UNKNOWN\"\n" + longFile, "2003-12-25", ""},
+        {"over 100 lines", std::string(kHead) + "    Value = \"UNKNOWN\"\n" + longFile,
+         "2003-12-25", ""},
         {"last line without end, long lines kept",
-         std::string(300, 'x') + "\n" + std::string(kHead) + "    Value = \"01/02/99\"", "2003-12-25",
-         std::string(300, 'x') + "\n" + std::string(kHead) + rewritten},
+         std::string(300, 'x') + "\n" + std::string(kHead) + "    Value = \"01/02/99\"",
+         "2003-12-25", std::string(300, 'x') + "\n" + std::string(kHead) + rewritten},
     };
     const std::string path = scratchPath("qtvbios_test.mif");
     for (const Case& c : cases) {
@@ -83,7 +86,7 @@ TEST(MifRewrite, WhereTheFileLives) {
     };
     const Case cases[] = {{"link", true, false}, {"read-only folder", false, true}};
     for (const Case& c : cases) {
-        if (c.lockFolder && geteuid() == 0) continue;  // root writes anywhere
+        if (c.lockFolder && geteuid() == 0) continue; // root writes anywhere
         writeAll(target, unknown);
         std::remove(link.c_str());
         if (c.viaLink) {
@@ -114,7 +117,8 @@ TEST(MifRewrite, CurrentDirectoryFile) {
     writeAll("qtvbios.mif", std::string(kHead) + "    Value = \"UNKNOWN\"\n");
     char date[] = "2010-06-30";
     qtvbios_mif_rewrite(date);
-    EXPECT_EQ(readAll("qtvbios.mif"), std::string(kHead) + std::string(16, ' ') + "Value = \"06/30/10\"\n");
+    EXPECT_EQ(readAll("qtvbios.mif"),
+              std::string(kHead) + std::string(16, ' ') + "Value = \"06/30/10\"\n");
     std::remove("qtvbios.mif");
     ASSERT_EQ(chdir(old), 0);
     rmdir(dir.c_str());
@@ -130,13 +134,18 @@ TEST(MifHelpers, ChangeFormatExtractDateNotBogus) {
         const char* line;
         const char* out;
     };
-    const Case cases[] = {{"Value = \"12/25/03\" rest", "12/25/03"}, {"Value = \"open\n", "open\n"},
-                          {"no quote", nullptr}, {"", nullptr}, {"\"\"", ""}};
+    const Case cases[] = {{"Value = \"12/25/03\" rest", "12/25/03"},
+                          {"Value = \"open\n", "open\n"},
+                          {"no quote", nullptr},
+                          {"", nullptr},
+                          {"\"\"", ""}};
     for (const Case& c : cases) {
         std::string copy = c.line;
         char* d = extractDate(&copy[0]);
-        if (c.out) EXPECT_STREQ(d, c.out) << c.line;
-        else EXPECT_EQ(d, nullptr) << c.line;
+        if (c.out)
+            EXPECT_STREQ(d, c.out) << c.line;
+        else
+            EXPECT_EQ(d, nullptr) << c.line;
         std::free(d);
     }
     EXPECT_EQ(extractDate(nullptr), nullptr);
@@ -147,4 +156,4 @@ TEST(MifHelpers, ChangeFormatExtractDateNotBogus) {
     EXPECT_EQ(notBogus(nullptr), 0);
 }
 
-}  // namespace
+} // namespace

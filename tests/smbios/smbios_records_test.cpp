@@ -10,8 +10,15 @@
 namespace {
 
 std::vector<uint8_t> type17Fields() {
-    return cat({le16(0x1000), le16(0xFFFE), le16(64), le16(64), le16(0x0800), {0x09, 0, 1, 2, 0x18},
-                le16(0x0080), le16(1333), {3, 4, 5, 6}});
+    return cat({le16(0x1000),
+                le16(0xFFFE),
+                le16(64),
+                le16(64),
+                le16(0x0800),
+                {0x09, 0, 1, 2, 0x18},
+                le16(0x0080),
+                le16(1333),
+                {3, 4, 5, 6}});
 }
 
 TEST(SMBIOSRecords, Type17Gate) {
@@ -20,7 +27,8 @@ TEST(SMBIOSRecords, Type17Gate) {
         bool gated;
     };
     // major = high byte, minor = low byte; the snapshot's revision 0 never passes.
-    const Case cases[] = {{0x0203, true}, {0x0207, true}, {0x0202, false}, {0x0300, false}, {0x23, false}, {0, false}};
+    const Case cases[] = {{0x0203, true},  {0x0207, true}, {0x0202, false},
+                          {0x0300, false}, {0x23, false},  {0, false}};
     TableBuilder b;
     b.add(17, type17Fields(), {"DIMM0", "BANK 0", "Maker", "SN1", "AT1", "PN1"});
     for (const Case& c : cases) {
@@ -45,12 +53,24 @@ TEST(SMBIOSRecords, Type17Gate) {
 }
 
 TEST(SMBIOSRecords, Type1And4And9Gates) {
-    std::vector<uint8_t> uuid = {0x44, 0x45, 0x4C, 0x4C, 0x35, 0, 0x10, 0x4E, 0x80, 0x48, 0xB2, 0xC0, 0x4F, 0x47, 0x4B, 0x31};
+    std::vector<uint8_t> uuid = {0x44, 0x45, 0x4C, 0x4C, 0x35, 0,    0x10, 0x4E,
+                                 0x80, 0x48, 0xB2, 0xC0, 0x4F, 0x47, 0x4B, 0x31};
     TableBuilder b1;
     b1.add(1, type1Fields(1, 2, 3, 4, uuid), {"M", "P", "V", "S"});
     TableBuilder b4;
-    b4.add(4, cat({{1, 3, 0xB3, 2}, le32(0x000106A5), le32(0xBFEBFBFF), {3, 0x8C}, le16(133), le16(3200),
-                   le16(2666), {0x41, 0x16}, le16(1), le16(2), le16(3), {4, 5, 6}}),
+    b4.add(4,
+           cat({{1, 3, 0xB3, 2},
+                le32(0x000106A5),
+                le32(0xBFEBFBFF),
+                {3, 0x8C},
+                le16(133),
+                le16(3200),
+                le16(2666),
+                {0x41, 0x16},
+                le16(1),
+                le16(2),
+                le16(3),
+                {4, 5, 6}}),
            {"CPU 1", "Intel", "Xeon", "SN", "AT", "PN"});
     TableBuilder b9;
     b9.add(9, cat({{1, 0xA6, 0x0B, 4, 4}, le16(7), {0x0C, 0x03}}), {"PCIE1"});
@@ -58,8 +78,10 @@ TEST(SMBIOSRecords, Type1And4And9Gates) {
         int revision;
         bool uuidAndWake, procStrings, slot2;
     };
-    const Case cases[] = {{0x0206, true, true, true}, {0x0201, true, false, true},
-                          {0x0200, false, false, false}, {0x0300, false, false, false}};
+    const Case cases[] = {{0x0206, true, true, true},
+                          {0x0201, true, false, true},
+                          {0x0200, false, false, false},
+                          {0x0300, false, false, false}};
     for (const Case& c : cases) {
         SMBIOSTable1Data r1(c.revision);
         r1.readBlock(b1.bytes.data(), 0, static_cast<int>(b1.bytes.size()));
@@ -94,7 +116,8 @@ TEST(SMBIOSRecords, Type1And4And9Gates) {
 }
 
 TEST(SMBIOSRecords, Voltage) {
-    const std::pair<uint8_t, double> cases[] = {{0x8C, 1.2}, {0x02, 3.3}, {0x07, 5.0}, {0x04, 2.9}, {0x00, 0.0}, {0x80, 0.0}};
+    const std::pair<uint8_t, double> cases[] = {{0x8C, 1.2}, {0x02, 3.3}, {0x07, 5.0},
+                                                {0x04, 2.9}, {0x00, 0.0}, {0x80, 0.0}};
     for (const auto& c : cases) {
         TableBuilder b;
         b.add(4, cat({{0, 3, 0, 0}, le32(0), le32(0), {0, c.first}}));
@@ -105,10 +128,14 @@ TEST(SMBIOSRecords, Voltage) {
 }
 
 TEST(SMBIOSRecords, MemorySizes) {
-    const std::pair<unsigned, int> t6[] = {{0x8A, 1024}, {0x0A, 1024}, {0x7F, -1}, {0x7D, -1}, {0x7E, -1}, {0x00, 1}, {0x1E, 1 << 30}};
-    for (const auto& c : t6) EXPECT_EQ(SMBIOSTable6Data::sizeMB(c.first), c.second) << c.first;
-    const std::pair<unsigned, uint32_t> t17[] = {{0x8200, 512}, {0x0200, 524288}, {0xFFFF, 0}, {0, 0}, {0x7FFF, 32767u * 1024u}};
-    for (const auto& c : t17) EXPECT_EQ(SMBIOSTable17Data::sizeKB(c.first), c.second) << c.first;
+    const std::pair<unsigned, int> t6[] = {{0x8A, 1024}, {0x0A, 1024}, {0x7F, -1},     {0x7D, -1},
+                                           {0x7E, -1},   {0x00, 1},    {0x1E, 1 << 30}};
+    for (const auto& c : t6)
+        EXPECT_EQ(SMBIOSTable6Data::sizeMB(c.first), c.second) << c.first;
+    const std::pair<unsigned, uint32_t> t17[] = {
+        {0x8200, 512}, {0x0200, 524288}, {0xFFFF, 0}, {0, 0}, {0x7FFF, 32767u * 1024u}};
+    for (const auto& c : t17)
+        EXPECT_EQ(SMBIOSTable17Data::sizeKB(c.first), c.second) << c.first;
 }
 
 TEST(SMBIOSRecords, ReleaseDateForms) {
@@ -117,9 +144,15 @@ TEST(SMBIOSRecords, ReleaseDateForms) {
         const char* out;
     };
     const Case cases[] = {
-        {"12/25/2003", "2003-12-25"}, {"12/25/03", "2003-12-25"},     {"12/25/13", "1913-12-25"},
-        {"12/25/99", "1999-12-25"},   {"2013/12/25", "2/25-20-3/"},   {"03.12.5.", "1903-12-05"},
-        {"12/25/2003 10:11:12", "2003-12-25"}, {"v1.2", "v1.2"},      {"", ""},
+        {"12/25/2003", "2003-12-25"},
+        {"12/25/03", "2003-12-25"},
+        {"12/25/13", "1913-12-25"},
+        {"12/25/99", "1999-12-25"},
+        {"2013/12/25", "2/25-20-3/"},
+        {"03.12.5.", "1903-12-05"},
+        {"12/25/2003 10:11:12", "2003-12-25"},
+        {"v1.2", "v1.2"},
+        {"", ""},
         {"0123456789ABCDEFGHIJ", "0123456789ABCDE"},
     };
     for (const Case& c : cases) {
@@ -133,9 +166,9 @@ TEST(SMBIOSRecords, ReleaseDateForms) {
 TEST(SMBIOSRecords, Type0Conversions) {
     TableBuilder b;
     std::vector<uint8_t> f = type0Fields(0x0F);
-    f[6] = 0x80 | 0x10;  // characteristics low byte: PCI and ISA
-    f[7] = 0x08;         // bit 11: flashable
-    f[14] = 0x03;        // extension byte 1: ACPI, USB legacy
+    f[6] = 0x80 | 0x10; // characteristics low byte: PCI and ISA
+    f[7] = 0x08;        // bit 11: flashable
+    f[14] = 0x03;       // extension byte 1: ACPI, USB legacy
     b.add(0, f, {"Vendor", "1.0", "06/15/2004"});
     SMBIOSTable0Data r(0);
     r.readBlock(b.bytes.data(), 0, static_cast<int>(b.bytes.size()));
@@ -192,8 +225,10 @@ TEST(SMBIOSRecords, ReadingAgainReplacesTheStrings) {
         r.readBlock(b2.bytes.data(), 0, static_cast<int>(b2.bytes.size()));
         for (int i = 1; i <= 3; ++i) {
             const char* s = r.stringFromIndex(i);
-            if (static_cast<size_t>(i) <= c.second.size()) EXPECT_STREQ(s, c.second[i - 1].c_str());
-            else EXPECT_EQ(s, nullptr) << i;
+            if (static_cast<size_t>(i) <= c.second.size())
+                EXPECT_STREQ(s, c.second[i - 1].c_str());
+            else
+                EXPECT_EQ(s, nullptr) << i;
         }
     }
 }
@@ -201,7 +236,15 @@ TEST(SMBIOSRecords, ReadingAgainReplacesTheStrings) {
 TEST(SMBIOSRecords, FieldsPastTheLengthReadAsZero) {
     // A 2.0-era type 4 of 0x1A bytes: serial and asset tag lie beyond it.
     TableBuilder b;
-    b.add(4, cat({{1, 3, 0xB3, 2}, le32(1), le32(2), {3, 0x8C}, le16(133), le16(3200), le16(2666), {0x41, 0x16}}),
+    b.add(4,
+          cat({{1, 3, 0xB3, 2},
+               le32(1),
+               le32(2),
+               {3, 0x8C},
+               le16(133),
+               le16(3200),
+               le16(2666),
+               {0x41, 0x16}}),
           {"CPU", "Intel", "Pentium"});
     SMBIOSTable4Data r(0x0203);
     r.readBlock(b.bytes.data(), 0, static_cast<int>(b.bytes.size()));
@@ -210,4 +253,4 @@ TEST(SMBIOSRecords, FieldsPastTheLengthReadAsZero) {
     EXPECT_STREQ(r.getVersion(), "Pentium");
 }
 
-}  // namespace
+} // namespace

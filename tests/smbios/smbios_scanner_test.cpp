@@ -15,11 +15,20 @@
 
 namespace {
 
-std::vector<uint8_t> proc(uint8_t type, uint8_t status, unsigned bus, unsigned maxMHz, unsigned curMHz,
-                          int cores = -1, int enabled = -1, int threads = -1) {
-    std::vector<uint8_t> f = cat({{1, type, 0xB3, 2}, le32(0x106A5), le32(0xBFEBFBFF), {3, 0x8C}, le16(bus),
-                                  le16(maxMHz), le16(curMHz), {status, 0x16}, le16(0xFFFF), le16(0xFFFF),
-                                  le16(0xFFFF), {0, 0, 0}});
+std::vector<uint8_t> proc(uint8_t type, uint8_t status, unsigned bus, unsigned maxMHz,
+                          unsigned curMHz, int cores = -1, int enabled = -1, int threads = -1) {
+    std::vector<uint8_t> f = cat({{1, type, 0xB3, 2},
+                                  le32(0x106A5),
+                                  le32(0xBFEBFBFF),
+                                  {3, 0x8C},
+                                  le16(bus),
+                                  le16(maxMHz),
+                                  le16(curMHz),
+                                  {status, 0x16},
+                                  le16(0xFFFF),
+                                  le16(0xFFFF),
+                                  le16(0xFFFF),
+                                  {0, 0, 0}});
     if (cores >= 0) {
         f.push_back(static_cast<uint8_t>(cores));
         f.push_back(static_cast<uint8_t>(enabled));
@@ -31,7 +40,10 @@ std::vector<uint8_t> proc(uint8_t type, uint8_t status, unsigned bus, unsigned m
 
 TEST(SmbiosSummary, Counts) {
     TableBuilder b;
-    b.add(1, type1Fields(1, 2, 3, 4, {0x33, 0x22, 0x11, 0x00, 0x55, 0x44, 0x77, 0x66, 8, 9, 10, 11, 12, 13, 14, 15}),
+    b.add(1,
+          type1Fields(
+              1, 2, 3, 4,
+              {0x33, 0x22, 0x11, 0x00, 0x55, 0x44, 0x77, 0x66, 8, 9, 10, 11, 12, 13, 14, 15}),
           {"Maker", "Box", "1", "SN"})
         .add(4, proc(3, 0x41, 100, 3800, 3400, 8, 6, 16), {"CPU0", "Intel", "Xeon A"})
         .add(4, proc(3, 0x42, 133, 3800, 3600, 8, 8, 16), {"CPU1", "Intel", "Xeon B"})
@@ -71,8 +83,11 @@ TEST(SmbiosSummary, Counts) {
 TEST(SmbiosSummary, BrokenTables) {
     TableBuilder good;
     good.add(4, proc(3, 0x41, 100, 3800, 3400), {"CPU0"});
-    const std::vector<std::vector<uint8_t>> tails = {
-        {4, 2, 0, 0}, {4, 0x30, 0, 0, 1, 3}, {1}, {4, 0x1A, 0, 0, 9, 3, 0xB3, 9}, {2, 5, 0, 0, 1, 'a', 'b'}};
+    const std::vector<std::vector<uint8_t>> tails = {{4, 2, 0, 0},
+                                                     {4, 0x30, 0, 0, 1, 3},
+                                                     {1},
+                                                     {4, 0x1A, 0, 0, 9, 3, 0xB3, 9},
+                                                     {2, 5, 0, 0, 1, 'a', 'b'}};
     for (const auto& tail : tails) {
         std::vector<uint8_t> v = good.bytes;
         v.insert(v.end(), tail.begin(), tail.end());
@@ -132,7 +147,7 @@ TEST(SmbiosSummary, ProcStructReadsOnlyWhatTheCallerHands) {
     }
 }
 
-}  // namespace
+} // namespace
 
 namespace {
 
@@ -192,4 +207,4 @@ TEST(SmbiosSummary, FromTheSnapshotWithDebugDumps) {
     MacInfo::setIoKit(nullptr);
 }
 
-}  // namespace
+} // namespace

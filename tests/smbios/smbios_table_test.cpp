@@ -21,12 +21,14 @@ TEST(SMBIOSWalk, CapsPerType) {
         int cap;
         int (SMBIOSTable::*total)() const;
     };
-    const Case cases[] = {{4, 80, &SMBIOSTable::getTable4Total},   {6, 12, &SMBIOSTable::getTable6Total},
-                          {8, 20, &SMBIOSTable::getTable8Total},   {9, 20, &SMBIOSTable::getTable9Total},
-                          {10, 20, &SMBIOSTable::getTable10Total}, {17, 1000, &SMBIOSTable::getTable17Total}};
+    const Case cases[] = {
+        {4, 80, &SMBIOSTable::getTable4Total},   {6, 12, &SMBIOSTable::getTable6Total},
+        {8, 20, &SMBIOSTable::getTable8Total},   {9, 20, &SMBIOSTable::getTable9Total},
+        {10, 20, &SMBIOSTable::getTable10Total}, {17, 1000, &SMBIOSTable::getTable17Total}};
     for (const Case& c : cases) {
         TableBuilder b;
-        for (int i = 0; i < c.cap + 1; ++i) b.add(c.type, std::vector<uint8_t>(0x18, 0), {"x"});
+        for (int i = 0; i < c.cap + 1; ++i)
+            b.add(c.type, std::vector<uint8_t>(0x18, 0), {"x"});
         b.add(0, type0Fields(), {"After", "cap"}).end();
         auto t = b.parse();
         EXPECT_EQ((t.get()->*c.total)(), c.cap) << "type " << c.type;
@@ -41,24 +43,40 @@ TEST(SMBIOSWalk, FirstStructureOfSingleTypesWins) {
     for (int type : singles) {
         TableBuilder b;
         std::vector<uint8_t> f(0x1B, 0);
-        f[0] = 1;  // first string field
+        f[0] = 1; // first string field
         if (type == 24) f[0] = 0x40;
         if (type == 5 || type == 16) {
-            b.add(type, std::vector<uint8_t>(0x0F, 0x11)).add(type, std::vector<uint8_t>(0x0F, 0x22));
+            b.add(type, std::vector<uint8_t>(0x0F, 0x11))
+                .add(type, std::vector<uint8_t>(0x0F, 0x22));
         } else {
             b.add(type, f, {"first"}).add(type, f, {"second"});
         }
         b.end();
         auto t = b.parse();
         switch (type) {
-        case 0: EXPECT_STREQ(t->getTable0()->getVendor(), "first"); break;
-        case 1: EXPECT_STREQ(t->getTable1()->getManufacturer(), "first"); break;
-        case 2: EXPECT_STREQ(t->getTable2()->getManufacturer(), "first"); break;
-        case 3: EXPECT_STREQ(t->getTable3()->getManufacturer(), "first"); break;
-        case 5: EXPECT_EQ(t->getTable5()->getMaximumMemoryModuleSize(), 0x11u); break;
-        case 16: EXPECT_EQ(t->getTable16()->getNumMemDevices(), 0x1111u); break;
-        case 24: EXPECT_EQ(t->getTable24()->getHWSecStatus(), 0x40u); break;
-        default: break;
+        case 0:
+            EXPECT_STREQ(t->getTable0()->getVendor(), "first");
+            break;
+        case 1:
+            EXPECT_STREQ(t->getTable1()->getManufacturer(), "first");
+            break;
+        case 2:
+            EXPECT_STREQ(t->getTable2()->getManufacturer(), "first");
+            break;
+        case 3:
+            EXPECT_STREQ(t->getTable3()->getManufacturer(), "first");
+            break;
+        case 5:
+            EXPECT_EQ(t->getTable5()->getMaximumMemoryModuleSize(), 0x11u);
+            break;
+        case 16:
+            EXPECT_EQ(t->getTable16()->getNumMemDevices(), 0x1111u);
+            break;
+        case 24:
+            EXPECT_EQ(t->getTable24()->getHWSecStatus(), 0x40u);
+            break;
+        default:
+            break;
         }
     }
 }
@@ -82,7 +100,7 @@ TEST(SMBIOSWalk, Type5WithoutTerminatorAndType16ZeroRuns) {
     // Type 5 followed directly by the next structure; type 16 followed by extra zeros.
     TableBuilder b;
     b.raw({5, 0x0F, 0, 0, 3, 3, 0x0E, 0x02, 0x0B});
-    b.raw({0, 0, 0, 0, 0x02, 4});  // supported speeds/types, voltage, slots
+    b.raw({0, 0, 0, 0, 0x02, 4}); // supported speeds/types, voltage, slots
     b.add(16, cat({{3, 3, 3}, le32(8u << 20), le16(0xFFFE), le16(2)}));
     b.raw({0, 0, 0});
     b.add(2, {1, 0, 0, 0}, {"V"}).end();
@@ -104,7 +122,7 @@ TEST(SMBIOSWalk, GetNextType) {
     TableBuilder b;
     b.add(0x90, {1, 2}, {"ab", "c"});               // 0: 6 bytes + "ab\0c\0\0"
     b.raw({5, 6, 0, 0, 9, 9, 1, 0x04, 0, 0});       // 12: type 5, no terminator
-    b.raw({5, 5, 0, 0, 9, 0, 0, 0x7F, 4, 0, 0, 0});  // 22: type 5 with its two zeros
+    b.raw({5, 5, 0, 0, 9, 0, 0, 0x7F, 4, 0, 0, 0}); // 22: type 5 with its two zeros
     SMBIOSTable t(b.bytes.data(), static_cast<int>(b.bytes.size()), 0, 0);
     EXPECT_EQ(t.getNextType(t.getData(), 0), 12);
     EXPECT_EQ(t.getNextType(t.getData(), 12), 18);
@@ -129,15 +147,18 @@ TEST(SMBIOSStrings, SetLengthsAndIndexes) {
         EXPECT_EQ(r->stringFromIndex(16), nullptr);
         for (size_t i = 0; i < 3; ++i) {
             const char* s = r->stringFromIndex(static_cast<int>(i + 1));
-            if (i < c.strings.size()) EXPECT_STREQ(s, c.strings[i].c_str());
-            else EXPECT_EQ(s, nullptr) << i;
+            if (i < c.strings.size())
+                EXPECT_STREQ(s, c.strings[i].c_str());
+            else
+                EXPECT_EQ(s, nullptr) << i;
         }
     }
 }
 
 TEST(SMBIOSStrings, MoreThanFifteenStringsKeepTheWalkInStep) {
     std::vector<std::string> many;
-    for (int i = 1; i <= 24; ++i) many.push_back("s" + std::to_string(i));
+    for (int i = 1; i <= 24; ++i)
+        many.push_back("s" + std::to_string(i));
     TableBuilder b;
     b.add(2, {15, 16, 1, 24}, many).add(3, {1, 0x0A, 0, 0, 0}, {"Chassis maker"}).end();
     auto t = b.parse();
@@ -194,14 +215,14 @@ TEST(SMBIOSHostile, BrokenTablesAreSurvived) {
         v.insert(v.end(), tail.begin(), tail.end());
         inputs.push_back(v);
     };
-    with({1, 0, 0, 0, 0, 0, 0, 0});                 // length 0
-    with({2, 3, 0, 0, 1, 1, 1, 1});                 // length 3
-    with({17, 0x22, 0, 0, 1, 2});                   // cut in the formatted area
-    with({2, 8, 0, 0, 1, 2, 3, 4, 'a', 'b'});       // cut in a string
-    with({2, 8, 0, 0, 9, 200, 3, 4, 'x', 0, 0});    // string numbers past the set
-    with({5, 0x0F, 0, 0, 1});                       // type 5 at the very end
-    with({16, 0x0F, 0, 0});                         // type 16 at the very end
-    with({5, 0xFF, 0, 0, 0, 0, 0, 0});              // length past the end
+    with({1, 0, 0, 0, 0, 0, 0, 0});              // length 0
+    with({2, 3, 0, 0, 1, 1, 1, 1});              // length 3
+    with({17, 0x22, 0, 0, 1, 2});                // cut in the formatted area
+    with({2, 8, 0, 0, 1, 2, 3, 4, 'a', 'b'});    // cut in a string
+    with({2, 8, 0, 0, 9, 200, 3, 4, 'x', 0, 0}); // string numbers past the set
+    with({5, 0x0F, 0, 0, 1});                    // type 5 at the very end
+    with({16, 0x0F, 0, 0});                      // type 16 at the very end
+    with({5, 0xFF, 0, 0, 0, 0, 0, 0});           // length past the end
     with({4, 0xFF, 0, 0, 1, 3, 1, 1, 0, 0});
     for (size_t i = 0; i < inputs.size(); ++i) {
         const std::vector<uint8_t>& v = inputs[i];
@@ -221,7 +242,10 @@ TEST(SMBIOSHostile, BrokenTablesAreSurvived) {
 
 TEST(SMBIOSHostile, LengthBelowFourEndsTheWalk) {
     TableBuilder b;
-    b.add(0, type0Fields(), {"V"}).raw({1, 2, 0, 0, 0, 0}).add(2, {1, 0, 0, 0}, {"unreached"}).end();
+    b.add(0, type0Fields(), {"V"})
+        .raw({1, 2, 0, 0, 0, 0})
+        .add(2, {1, 0, 0, 0}, {"unreached"})
+        .end();
     auto t = b.parse();
     EXPECT_NE(t->getTable0(), nullptr);
     EXPECT_EQ(t->getTable2(), nullptr);
@@ -229,7 +253,9 @@ TEST(SMBIOSHostile, LengthBelowFourEndsTheWalk) {
 
 TEST(SMBIOSTableFile, RoundTripIsExact) {
     TableBuilder b;
-    b.add(0, type0Fields(), {"Vendor", "1.0", "12/25/2003"}).add(0x81, std::vector<uint8_t>(40, 0xA5)).end();
+    b.add(0, type0Fields(), {"Vendor", "1.0", "12/25/2003"})
+        .add(0x81, std::vector<uint8_t>(40, 0xA5))
+        .end();
     const std::string path = scratchPath("smbios_roundtrip.txt");
     SMBIOSTable src(b.bytes.data(), static_cast<int>(b.bytes.size()), 0x24, 3);
     src.writeBytesToFile(path.c_str());
@@ -299,7 +325,7 @@ TEST(SMBIOSShared, SnapshotSourceAndReferenceCount) {
     EXPECT_EQ(globalSMBIOSTable, first);
     SMBIOSTable::terminateGlobalTable();
     EXPECT_EQ(globalSMBIOSTable, nullptr);
-    SMBIOSTable::terminateGlobalTable();  // one too many is harmless
+    SMBIOSTable::terminateGlobalTable(); // one too many is harmless
 
     // Without parsing, a later request to parse does not parse.
     SMBIOSTable::initializeGlobalTable(0);
@@ -317,4 +343,4 @@ TEST(SMBIOSShared, SnapshotSourceAndReferenceCount) {
     globalSMBIOSTable = saved;
 }
 
-}  // namespace
+} // namespace

@@ -34,9 +34,9 @@ TEST(VtResponse, HeaderRules) {
         {"1.0 0\r\n(x\r\n)\r\n", 0, 1, 0, ""},
         {"2.17   5   two  blanks \n", 5, 2, 17, "two  blanks "},
         {"1.0 0ok\n", 0, 1, 0, "ok"},
-        {"1 0\n(x\n)\n", -1, 0, 0, nullptr},      // no minor
-        {"0.9 0\n", -1, 0, 0, nullptr},           // major 0
-        {"1.0 -1 failed\n", -1, 0, 0, nullptr},   // negative result
+        {"1 0\n(x\n)\n", -1, 0, 0, nullptr},    // no minor
+        {"0.9 0\n", -1, 0, 0, nullptr},         // major 0
+        {"1.0 -1 failed\n", -1, 0, 0, nullptr}, // negative result
         {"1. 0\n", -1, 0, 0, nullptr},
         {"1.0\n", -1, 0, 0, nullptr},
         {" 1.0 0\n", -1, 0, 0, nullptr},
@@ -93,8 +93,10 @@ public:
         ::setenv("KOR_HOMEDIR", m_dir.c_str(), 1);
     }
     ~HelperDir() {
-        if (m_hadHome) ::setenv("KOR_HOMEDIR", m_oldHome.c_str(), 1);
-        else ::unsetenv("KOR_HOMEDIR");
+        if (m_hadHome)
+            ::setenv("KOR_HOMEDIR", m_oldHome.c_str(), 1);
+        else
+            ::unsetenv("KOR_HOMEDIR");
         std::string cmd = "rm -rf '" + m_dir + "'";
         if (std::system(cmd.c_str()) != 0) {
             ADD_FAILURE() << cmd;
@@ -123,7 +125,8 @@ int openDescriptors() {
     DIR* d = ::opendir("/proc/self/fd");
     if (!d) return -1;
     int n = 0;
-    while (::readdir(d)) ++n;
+    while (::readdir(d))
+        ++n;
     ::closedir(d);
     return n;
 }
@@ -182,7 +185,8 @@ TEST(VtExec, HelperThatFillsItsErrorPipe) {
     // Far more on standard error than a pipe holds, before and between the lines of
     // the response: nobody may wait for anybody.
     const std::string flood = "head -c 300000 /dev/zero | tr '\\0' e >&2\n";
-    home.script("noisy", flood + "echo '1.0 0 ok'\n" + flood + "printf '(x\\nn:i=5\\n)\\n'\n" + flood);
+    home.script("noisy",
+                flood + "echo '1.0 0 ok'\n" + flood + "printf '(x\\nn:i=5\\n)\\n'\n" + flood);
     InfoPtr info(vtExecCommand("noisy"));
     ASSERT_NE(info, nullptr);
     EXPECT_EQ(info->result, 0);
@@ -193,8 +197,9 @@ TEST(VtExec, HelperThatFillsItsErrorPipe) {
 // Host agents may run with standard input closed; the helper still gets the pipe.
 TEST(VtExecDeathTest, ChildStandardInputWhenOursIsClosed) {
     HelperDir home;
-    std::string echo = home.script("echo", "if read line; then printf '1.0 0\\nline:s=%s\\n' \"$line\"; "
-                                           "else printf '1.0 0\\nline:s=none\\n'; fi");
+    std::string echo =
+        home.script("echo", "if read line; then printf '1.0 0\\nline:s=%s\\n' \"$line\"; "
+                            "else printf '1.0 0\\nline:s=none\\n'; fi");
     EXPECT_EXIT(
         {
             ::close(0);
@@ -230,12 +235,15 @@ TEST(VtProcess, ArgumentsExitCodeAndKill) {
     std::string args = home.script("args", "printf '1.0 0\\ncount:i=%s\\nfirst:s=%s\\n' $# \"$1\"\n"
                                            "exit 3");
     std::string words = "  one two   three ";
-    for (int i = 0; i < 70; ++i) words += " w";
+    for (int i = 0; i < 70; ++i)
+        words += " w";
     struct Case {
         const char* args;
         int count;
         const char* first;
-    } cases[] = {{nullptr, 0, ""}, {"", 0, ""}, {"  one two   three ", 3, "one"},
+    } cases[] = {{nullptr, 0, ""},
+                 {"", 0, ""},
+                 {"  one two   three ", 3, "one"},
                  {words.c_str(), VtProcess::MAX_ARGS, "one"}};
     for (const Case& c : cases) {
         VtProcess* p = VtProcess::create(args.c_str(), c.args);
@@ -268,14 +276,13 @@ TEST(VtExec, DiagnosticRun) {
     testing::internal::CaptureStdout();
     EXPECT_EQ(vtExecTest("good"), 0);
     std::fflush(stdout);
-    EXPECT_EQ(testing::internal::GetCapturedStdout(),
-              "Command 'good' executed successfully\n"
-              "VT version = 1.0, result = 0, message = ok\n"
-              "(\n"
-              "   (x\n"
-              "      n:i=1\n"
-              "   )\n"
-              ")\n");
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "Command 'good' executed successfully\n"
+                                                      "VT version = 1.0, result = 0, message = ok\n"
+                                                      "(\n"
+                                                      "   (x\n"
+                                                      "      n:i=1\n"
+                                                      "   )\n"
+                                                      ")\n");
     testing::internal::CaptureStderr();
     EXPECT_EQ(vtExecTest("absent"), 1);
     EXPECT_EQ(testing::internal::GetCapturedStderr(), "*** Fatal: could not execute 'absent'\n");
@@ -291,7 +298,8 @@ TEST(MacInfo, SnapshotsAreCachedOnlyOnSuccess) {
         int n = 0;
         if (std::FILE* f = std::fopen(runs.c_str(), "r")) {
             char line[16];
-            while (std::fgets(line, sizeof line, f)) ++n;
+            while (std::fgets(line, sizeof line, f))
+                ++n;
             std::fclose(f);
         }
         return n;

@@ -8,12 +8,14 @@
 
 namespace {
 
-std::vector<std::string> readLines(const std::string& text, size_t chunk, unsigned long len = 1024) {
+std::vector<std::string> readLines(const std::string& text, size_t chunk,
+                                   unsigned long len = 1024) {
     VtIStream_Memory mem(text.data(), text.size(), chunk);
     VtILineStream lines(&mem);
     std::vector<std::string> out;
     std::vector<char> buf(len ? len : 1);
-    while (lines.getline(buf.data(), len, -1)) out.push_back(buf.data());
+    while (lines.getline(buf.data(), len, -1))
+        out.push_back(buf.data());
     EXPECT_EQ(lines.getline(buf.data(), len, -1), nullptr); // stays at the end
     return out;
 }
@@ -34,7 +36,8 @@ TEST(VtILineStream, SplitsLines) {
         {std::string("a\0b\nc\n", 6), {"a", "c"}},
     };
     for (const Case& c : cases)
-        for (size_t chunk : {0, 1, 2, 3}) EXPECT_EQ(readLines(c.text, chunk), c.lines) << chunk;
+        for (size_t chunk : {0, 1, 2, 3})
+            EXPECT_EQ(readLines(c.text, chunk), c.lines) << chunk;
 }
 
 TEST(VtILineStream, CutsToCallersBuffer) {

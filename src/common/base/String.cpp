@@ -50,14 +50,17 @@ int String::compareTo(const String& other) const {
 
 String String::trim() const {
     size_t b = 0, e = m_text.size();
-    while (b < e && std::iswspace(static_cast<wint_t>(m_text[b]))) ++b;
-    while (e > b && std::iswspace(static_cast<wint_t>(m_text[e - 1]))) --e;
+    while (b < e && std::iswspace(static_cast<wint_t>(m_text[b])))
+        ++b;
+    while (e > b && std::iswspace(static_cast<wint_t>(m_text[e - 1])))
+        --e;
     return String(m_text.substr(b, e - b));
 }
 
 String String::toLowerCase() const {
     std::wstring r(m_text);
-    for (auto& c : r) c = static_cast<wchar_t>(std::towlower(static_cast<wint_t>(c)));
+    for (auto& c : r)
+        c = static_cast<wchar_t>(std::towlower(static_cast<wint_t>(c)));
     return String(r);
 }
 

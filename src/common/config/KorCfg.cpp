@@ -7,7 +7,7 @@ std::map<String, String>& store() {
     static std::map<String, String> s;
     return s;
 }
-}  // namespace
+} // namespace
 
 String KorCfg::getKey(const String& key) {
     auto it = store().find(key);

@@ -18,7 +18,8 @@ void StringMap::put(const String& key, const String& value) {
 }
 
 Node::~Node() {
-    for (Node* c : m_children) delete c;
+    for (Node* c : m_children)
+        delete c;
 }
 
 Node* Node::getChild(int index) const {
@@ -34,6 +35,7 @@ Node* Node::copy() const {
     Node* n = new Node(m_name);
     n->m_attributes = m_attributes;
     n->m_children.reserve(m_children.size());
-    for (const Node* c : m_children) n->m_children.push_back(c->copy());
+    for (const Node* c : m_children)
+        n->m_children.push_back(c->copy());
     return n;
 }

@@ -35,7 +35,7 @@ public:
             errno = EINVAL;
             return -1;
         }
-        std::memcpy(mib, name, namelen * sizeof(int));  // sysctl(3) takes a non-const name
+        std::memcpy(mib, name, namelen * sizeof(int)); // sysctl(3) takes a non-const name
         return ::sysctl(mib, namelen, oldp, oldlenp, nullptr, 0);
     }
 
@@ -49,8 +49,8 @@ public:
     kern_return_t hostStatistics(VmStatistics* info) override {
         vm_statistics_data_t vs;
         mach_msg_type_number_t count = HOST_VM_INFO_COUNT;
-        kern_return_t kr = ::host_statistics(hostPort(), HOST_VM_INFO,
-                                             reinterpret_cast<host_info_t>(&vs), &count);
+        kern_return_t kr =
+            ::host_statistics(hostPort(), HOST_VM_INFO, reinterpret_cast<host_info_t>(&vs), &count);
         if (kr != KERN_SUCCESS) return kr;
         info->free_count = vs.free_count;
         info->active_count = vs.active_count;
@@ -72,7 +72,7 @@ public:
 
     bool mounts(Statfs** out, int* count) override {
         struct statfs* buf = nullptr;
-        int n = ::getmntinfo(&buf, MNT_NOWAIT);  // buf belongs to libc, reused next call
+        int n = ::getmntinfo(&buf, MNT_NOWAIT); // buf belongs to libc, reused next call
         if (n <= 0 || !buf) return false;
         m_mounts.assign(static_cast<std::size_t>(n), Statfs());
         for (int i = 0; i < n; ++i) {
@@ -99,11 +99,11 @@ private:
     std::vector<Statfs> m_mounts;
 };
 
-}  // namespace
+} // namespace
 
 Backend* liveBackend() {
     static DarwinBackend b;
     return &b;
 }
 
-}  // namespace host
+} // namespace host

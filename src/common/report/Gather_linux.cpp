@@ -2,7 +2,7 @@
 // shape of their Mac counterparts, so that the groups read both alike. A source that
 // is missing or unreadable (DMI data often needs root) only leaves its part out.
 #ifndef _FILE_OFFSET_BITS
-#define _FILE_OFFSET_BITS 64  // 64-bit sizes and inode numbers on 32-bit Linux too
+#define _FILE_OFFSET_BITS 64 // 64-bit sizes and inode numbers on 32-bit Linux too
 #endif
 #include "common/report/ReportVt.h"
 
@@ -49,9 +49,13 @@ std::string trim(const std::string& s) {
     return s.substr(b, s.find_last_not_of(" \t\r\n") - b + 1);
 }
 
-std::string attr(const std::string& path) { return trim(readFile(path, 4096)); }
+std::string attr(const std::string& path) {
+    return trim(readFile(path, 4096));
+}
 
-bool exists(const std::string& path) { return ::access(path.c_str(), F_OK) == 0; }
+bool exists(const std::string& path) {
+    return ::access(path.c_str(), F_OK) == 0;
+}
 
 std::vector<std::string> listDir(const std::string& path) {
     std::vector<std::string> out;
@@ -78,7 +82,8 @@ std::string trimZeros(double v, const char* unit) {
     char buf[64];
     std::snprintf(buf, sizeof buf, "%.2f", v);
     std::string s = buf;
-    while (!s.empty() && s.back() == '0') s.pop_back();
+    while (!s.empty() && s.back() == '0')
+        s.pop_back();
     if (!s.empty() && s.back() == '.') s.pop_back();
     return s + " " + unit;
 }
@@ -118,12 +123,18 @@ Cpu readCpu() {
         std::size_t colon = line.find(':');
         if (colon == std::string::npos) continue;
         std::string k = trim(line.substr(0, colon)), v = trim(line.substr(colon + 1));
-        if (k == "processor") ++c.logical;
-        else if (k == "model name" && c.brand.empty()) c.brand = v;
-        else if (k == "Model" && c.brand.empty()) c.brand = v;  // ARM boards
-        else if (k == "physical id") pk[phys = v] = 1;
-        else if (k == "core id") cr[phys + "/" + v] = 1;
-        else if (k == "cpu MHz" && c.mhz == 0) c.mhz = std::atof(v.c_str());
+        if (k == "processor")
+            ++c.logical;
+        else if (k == "model name" && c.brand.empty())
+            c.brand = v;
+        else if (k == "Model" && c.brand.empty())
+            c.brand = v; // ARM boards
+        else if (k == "physical id")
+            pk[phys = v] = 1;
+        else if (k == "core id")
+            cr[phys + "/" + v] = 1;
+        else if (k == "cpu MHz" && c.mhz == 0)
+            c.mhz = std::atof(v.c_str());
     }
     long khz = std::atol(attr("/sys/devices/system/cpu/cpu0/cpufreq/cpuinfo_max_freq").c_str());
     if (khz > 0) c.mhz = khz / 1000.0;
@@ -152,13 +163,16 @@ void addHardware(Node* sp, const Smbios& smb) {
     Node& hw = sp->addChild("SPHardwareDataType").addChild("hardware_overview");
     const std::string dmi = "/sys/class/dmi/id/";
     std::string product = attr(dmi + "product_name"), family = attr(dmi + "product_family");
-    if (!family.empty() || !product.empty()) hw.addString("machine_name", family.empty() ? product : family);
+    if (!family.empty() || !product.empty())
+        hw.addString("machine_name", family.empty() ? product : family);
     if (!product.empty()) hw.addString("machine_model", product);
     std::string vendor = attr(dmi + "sys_vendor");
     if (!vendor.empty()) hw.addString("manufacturer", vendor);
     Cpu c = readCpu();
     if (!c.brand.empty()) hw.addString("cpu_type", c.brand);
-    if (c.mhz > 0) hw.addString("current_processor_speed", c.mhz >= 1000 ? trimZeros(c.mhz / 1000, "GHz") : trimZeros(c.mhz, "MHz"));
+    if (c.mhz > 0)
+        hw.addString("current_processor_speed",
+                     c.mhz >= 1000 ? trimZeros(c.mhz / 1000, "GHz") : trimZeros(c.mhz, "MHz"));
     hw.addInt("packages", c.packages);
     hw.addInt("number_processors", c.cores);
     std::string l2 = cacheText(2), l3 = cacheText(3);
@@ -168,14 +182,16 @@ void addHardware(Node* sp, const Smbios& smb) {
     if (::sysinfo(&si) == 0) {
         // The kernel keeps some memory for itself; the installed amount is the next GB.
         double gb = static_cast<double>(si.totalram) * si.mem_unit / (1024.0 * 1024 * 1024);
-        hw.addString("physical_memory", std::to_string(static_cast<long long>(std::ceil(gb))) + " GB");
+        hw.addString("physical_memory",
+                     std::to_string(static_cast<long long>(std::ceil(gb))) + " GB");
     }
     std::string bios = attr(dmi + "bios_version");
     if (!bios.empty()) hw.addString("boot_rom_version", bios);
     std::string serial = attr(dmi + "product_serial");
     if (!serial.empty()) hw.addString("serial_number", serial);
     std::string uuid = attr(dmi + "product_uuid");
-    for (char& ch : uuid) ch = static_cast<char>(std::toupper(static_cast<unsigned char>(ch)));
+    for (char& ch : uuid)
+        ch = static_cast<char>(std::toupper(static_cast<unsigned char>(ch)));
     if (!uuid.empty()) hw.addString("platform_UUID", uuid);
     (void)smb;
 }
@@ -187,8 +203,10 @@ void addSoftware(Node* sp) {
     std::string name = !release.prettyName.empty() ? release.prettyName : release.name;
     struct utsname u;
     bool un = ::uname(&u) == 0;
-    if (!name.empty()) os.addString("os_version", name);
-    else if (un) os.addString("os_version", u.sysname);
+    if (!name.empty())
+        os.addString("os_version", name);
+    else if (un)
+        os.addString("os_version", u.sysname);
     if (un) {
         os.addString("kernel_version", std::string(u.sysname) + " " + u.release);
         os.addString("local_host_name", u.nodename);
@@ -197,7 +215,8 @@ void addSoftware(Node* sp) {
     if (up > 0) {
         long s = static_cast<long>(up);
         char buf[64];
-        std::snprintf(buf, sizeof buf, "up %ld:%ld:%ld:%ld", s / 86400, s / 3600 % 24, s / 60 % 60, s % 60);
+        std::snprintf(buf, sizeof buf, "up %ld:%ld:%ld:%ld", s / 86400, s / 3600 % 24, s / 60 % 60,
+                      s % 60);
         os.addString("uptime", buf);
     }
 }
@@ -234,22 +253,27 @@ std::string pciBefore(const std::string& path, std::size_t before) {
         std::size_t s = head.rfind('/', p - 1);
         if (s == std::string::npos) break;
         std::string comp = head.substr(s + 1, p - s - 1);
-        if (comp.size() == 12 && comp[4] == ':' && comp[7] == ':' && comp[10] == '.') return head.substr(0, p);
+        if (comp.size() == 12 && comp[4] == ':' && comp[7] == ':' && comp[10] == '.')
+            return head.substr(0, p);
         p = s;
     }
     return std::string();
 }
 
-std::string driverOf(const std::string& devPath) { return baseName(realPath(devPath + "/driver")); }
+std::string driverOf(const std::string& devPath) {
+    return baseName(realPath(devPath + "/driver"));
+}
 
 void addDisks(Node* sp) {
     Sections secs;
     secs.sp = sp;
     int diskNo = 0;
     for (const std::string& name : listDir("/sys/block")) {
-        static const char* const skip[] = {"loop", "ram", "zram", "dm-", "md", "nbd", "fd", "zd", "rbd", "mmcblk"};
+        static const char* const skip[] = {"loop", "ram", "zram", "dm-", "md",
+                                           "nbd",  "fd",  "zd",   "rbd", "mmcblk"};
         bool skipIt = false;
-        for (const char* s : skip) skipIt = skipIt || name.compare(0, std::strlen(s), s) == 0;
+        for (const char* s : skip)
+            skipIt = skipIt || name.compare(0, std::strlen(s), s) == 0;
         if (skipIt) continue;
         std::string blk = "/sys/block/" + name;
         std::string path = realPath(blk);
@@ -293,7 +317,8 @@ void addDisks(Node* sp) {
                 std::string m = attr(usbDev + "/manufacturer");
                 if (!m.empty()) d.addString("f_manufacturer", m);
             }
-            if (!model.empty()) d.addString("device_model", vendor.empty() ? model : vendor + " " + model);
+            if (!model.empty())
+                d.addString("device_model", vendor.empty() ? model : vendor + " " + model);
             if (bytes) {
                 d.addString("size", formatSize(bytes));
                 d.addString("bsd_name", "disk" + std::to_string(diskNo++));
@@ -339,7 +364,8 @@ void addDisks(Node* sp) {
         d.addString("removable_media", attr(blk + "/removable") == "1" ? "yes" : "no");
         d.addString("detachable_drive", "no");
         if (!optical)
-            d.addString("spsata_medium_type", attr(blk + "/queue/rotational") == "0" ? "Solid State" : "Rotational");
+            d.addString("spsata_medium_type",
+                        attr(blk + "/queue/rotational") == "0" ? "Solid State" : "Rotational");
     }
 }
 
@@ -348,7 +374,7 @@ void addDisks(Node* sp) {
 std::string hexToIPv4(const std::string& h) {
     unsigned long v = std::strtoul(h.c_str(), nullptr, 16);
     struct in_addr a;
-    a.s_addr = static_cast<in_addr_t>(v);  // /proc/net/route holds network order as a host number
+    a.s_addr = static_cast<in_addr_t>(v); // /proc/net/route holds network order as a host number
     char buf[INET_ADDRSTRLEN];
     return inet_ntop(AF_INET, &a, buf, sizeof buf) ? buf : "";
 }
@@ -372,11 +398,15 @@ std::string ipv6Router(const std::string& ifname) {
     while (std::getline(in, line)) {
         std::istringstream f(line);
         std::string dst, dlen, src, slen, hop, metric, ref, use, flags, dev;
-        if (!(f >> dst >> dlen >> src >> slen >> hop >> metric >> ref >> use >> flags >> dev)) continue;
-        if (dev != ifname || dlen != "00" || dst != std::string(32, '0') || hop == std::string(32, '0') || hop.size() != 32)
+        if (!(f >> dst >> dlen >> src >> slen >> hop >> metric >> ref >> use >> flags >> dev))
+            continue;
+        if (dev != ifname || dlen != "00" || dst != std::string(32, '0') ||
+            hop == std::string(32, '0') || hop.size() != 32)
             continue;
         unsigned char a[16];
-        for (int i = 0; i < 16; ++i) a[i] = static_cast<unsigned char>(std::strtoul(hop.substr(i * 2, 2).c_str(), nullptr, 16));
+        for (int i = 0; i < 16; ++i)
+            a[i] =
+                static_cast<unsigned char>(std::strtoul(hop.substr(i * 2, 2).c_str(), nullptr, 16));
         char buf[INET6_ADDRSTRLEN];
         if (inet_ntop(AF_INET6, a, buf, sizeof buf)) return buf;
     }
@@ -384,9 +414,10 @@ std::string ipv6Router(const std::string& ifname) {
 }
 
 bool usesDhcp(const std::string& ifname, const std::string& ifindex) {
-    const std::string files[] = {"/run/systemd/netif/leases/" + ifindex, "/var/lib/dhcp/dhclient." + ifname + ".leases",
-                                 "/var/lib/dhclient/dhclient-" + ifname + ".leases", "/run/dhclient." + ifname + ".pid",
-                                 "/var/lib/dhcpcd/" + ifname + ".lease"};
+    const std::string files[] = {
+        "/run/systemd/netif/leases/" + ifindex, "/var/lib/dhcp/dhclient." + ifname + ".leases",
+        "/var/lib/dhclient/dhclient-" + ifname + ".leases", "/run/dhclient." + ifname + ".pid",
+        "/var/lib/dhcpcd/" + ifname + ".lease"};
     for (const std::string& f : files)
         if (exists(f)) return true;
     return false;
@@ -438,10 +469,12 @@ void addNetwork(Node* sp) {
             std::istringstream f(line);
             std::string k, v;
             f >> k;
-            if (k == "nameserver" && f >> v) servers.push_back(v);
+            if (k == "nameserver" && f >> v)
+                servers.push_back(v);
             else if (k == "search" || k == "domain") {
                 if (k == "search") search.clear();
-                while (f >> v) search.push_back(v);
+                while (f >> v)
+                    search.push_back(v);
             }
         }
     }
@@ -451,7 +484,8 @@ void addNetwork(Node* sp) {
         if (n == "lo" || attr(base + "/type") == "772") continue;
         // Virtual interfaces that are down and unaddressed (ifb, dummy) are no service.
         const Addrs& a = addrs[n];
-        if (!exists(base + "/device") && a.v4.empty() && a.v6.empty() && attr(base + "/operstate") == "down")
+        if (!exists(base + "/device") && a.v4.empty() && a.v6.empty() &&
+            attr(base + "/operstate") == "down")
             continue;
         ifs.emplace_back(std::atoi(attr("/sys/class/net/" + n + "/ifindex").c_str()), n);
     }
@@ -464,11 +498,16 @@ void addNetwork(Node* sp) {
         std::string base = "/sys/class/net/" + n;
         int arphrd = std::atoi(attr(base + "/type").c_str());
         std::string kind = "Ethernet";
-        if (exists(base + "/wireless") || exists(base + "/phy80211")) kind = "AirPort";
-        else if (exists(base + "/bridge")) kind = "Bridge";
-        else if (exists("/proc/net/vlan/" + n)) kind = "VLAN";
-        else if (arphrd == 512) kind = "PPP";
-        else if (arphrd != 1) kind = "Other";
+        if (exists(base + "/wireless") || exists(base + "/phy80211"))
+            kind = "AirPort";
+        else if (exists(base + "/bridge"))
+            kind = "Bridge";
+        else if (exists("/proc/net/vlan/" + n))
+            kind = "VLAN";
+        else if (arphrd == 512)
+            kind = "PPP";
+        else if (arphrd != 1)
+            kind = "Other";
         Node& s = sec.addChild(n);
         s.addString("type", kind == "PPP" ? "PPP (PPPSerial)" : kind);
         s.addString("hardware", kind == "PPP" ? "Modem" : kind);
@@ -507,7 +546,8 @@ void addNetwork(Node* sp) {
             e.addString("MAC Address", mac);
             long speed = std::atol(attr(base + "/speed").c_str());
             std::string duplex = attr(base + "/duplex");
-            if (!duplex.empty() && duplex != "unknown") e.addList("MediaOptions", {duplex + "-duplex"});
+            if (!duplex.empty() && duplex != "unknown")
+                e.addList("MediaOptions", {duplex + "-duplex"});
             e.addString("MediaSubType", speed > 0 ? std::to_string(speed) + "baseT" : "autoselect");
         }
     }
@@ -539,10 +579,12 @@ void addRegistry(Node* root) {
     std::string serial = attr(dmi + "product_serial");
     if (!serial.empty()) pe.addString("IOPlatformSerialNumber", serial);
     std::string uuid = attr(dmi + "product_uuid");
-    for (char& ch : uuid) ch = static_cast<char>(std::toupper(static_cast<unsigned char>(ch)));
+    for (char& ch : uuid)
+        ch = static_cast<char>(std::toupper(static_cast<unsigned char>(ch)));
     if (!uuid.empty()) pe.addString("IOPlatformUUID", uuid);
     if (haveTable) {
-        Node& smbios = pe.addChild("AppleACPIPlatformExpert").addChild("bios").addChild("AppleSMBIOS");
+        Node& smbios =
+            pe.addChild("AppleACPIPlatformExpert").addChild("bios").addChild("AppleSMBIOS");
         smbios.addString("IOObjectClass", "AppleSMBIOS");
         smbios.addData("SMBIOS", smb.table);
         if (!smb.entry.empty()) smbios.addData("SMBIOS-EPS", smb.entry);
@@ -550,7 +592,7 @@ void addRegistry(Node* root) {
     placeRegistry(root, std::move(tops));
 }
 
-}  // namespace
+} // namespace
 
 bool gatherLive(const char* helper, Node* root, std::string* err) {
     (void)err;
@@ -568,4 +610,4 @@ bool gatherLive(const char* helper, Node* root, std::string* err) {
     return true;
 }
 
-}  // namespace report
+} // namespace report

@@ -20,11 +20,11 @@ namespace report {
 struct PValue {
     enum Kind { STRING, INTEGER, REAL, BOOL, DATE, DATA, ARRAY, DICT };
     Kind kind = STRING;
-    std::string text;   // STRING, DATE, DATA bytes, INTEGER as decimal text
+    std::string text; // STRING, DATE, DATA bytes, INTEGER as decimal text
     double real = 0;
     bool flag = false;
-    std::vector<PValue> items;                           // ARRAY
-    std::vector<std::pair<std::string, PValue>> dict;   // DICT, in document order
+    std::vector<PValue> items;                        // ARRAY
+    std::vector<std::pair<std::string, PValue>> dict; // DICT, in document order
 
     const PValue* get(const std::string& key) const;
 };
@@ -35,7 +35,7 @@ struct Value {
     char type = 's';
     std::int32_t i = 0;
     double f = 0;
-    std::string s;  // 's' text or 'd' bytes
+    std::string s; // 's' text or 'd' bytes
 };
 
 // A tree node. Names are made safe for the dump on the way in: no line breaks; value
@@ -59,7 +59,7 @@ struct Node {
     const Value* value(const std::string& n) const;
     // Dotted path lookup of a string value, "" when absent (for tests and tools).
     std::string text(const std::string& path, const std::string& n) const;
-    std::size_t count() const;  // nodes in this subtree, itself included
+    std::size_t count() const; // nodes in this subtree, itself included
 };
 
 std::string safeNodeName(const std::string& n);
@@ -106,6 +106,6 @@ void placeRegistry(Node* root, Node&& tops);
 // "250.06 GB" style size from a byte count (decimal units, as system_profiler prints).
 std::string formatSize(std::uint64_t bytes);
 
-}  // namespace report
+} // namespace report
 
 #endif

@@ -12,7 +12,7 @@ namespace {
 
 struct Line {
     int indent;
-    std::string text;  // without the indentation and the line end
+    std::string text; // without the indentation and the line end
 };
 
 std::vector<Line> splitLines(const char* data, std::size_t len) {
@@ -20,10 +20,12 @@ std::vector<Line> splitLines(const char* data, std::size_t len) {
     std::size_t p = 0;
     while (p < len) {
         std::size_t e = p;
-        while (e < len && data[e] != '\n') ++e;
+        while (e < len && data[e] != '\n')
+            ++e;
         std::string l(data + p, e - p);
         p = e + 1;
-        while (!l.empty() && (l.back() == '\r' || l.back() == '\0')) l.pop_back();
+        while (!l.empty() && (l.back() == '\r' || l.back() == '\0'))
+            l.pop_back();
         int indent = 0;
         std::size_t i = 0;
         while (i < l.size() && (l[i] == ' ' || l[i] == '\t')) {
@@ -48,23 +50,41 @@ struct Section {
     const char* dataType;
 };
 const Section SECTIONS[] = {
-    {"Hardware", "SPHardwareDataType"}, {"Software", "SPSoftwareDataType"},
-    {"Memory", "SPMemoryDataType"}, {"Network", "SPNetworkDataType"},
-    {"Serial-ATA", "SPSerialATADataType"}, {"SATA/SATA Express", "SPSerialATADataType"},
-    {"SATA", "SPSerialATADataType"}, {"ATA", "SPParallelATADataType"},
-    {"Parallel ATA", "SPParallelATADataType"}, {"USB", "SPUSBDataType"},
-    {"Audio (Built In)", "SPAudioDataType"}, {"Audio", "SPAudioDataType"},
-    {"Bluetooth", "SPBluetoothDataType"}, {"Diagnostics", "SPDiagnosticsDataType"},
-    {"Disc Burning", "SPDiscBurningDataType"}, {"Ethernet Cards", "SPEthernetDataType"},
-    {"FireWire", "SPFireWireDataType"}, {"Graphics/Displays", "SPDisplaysDataType"},
-    {"Power", "SPPowerDataType"}, {"Printers", "SPPrintersDataType"},
-    {"AirPort", "SPAirPortDataType"}, {"Wi-Fi", "SPAirPortDataType"},
-    {"Firewall", "SPFirewallDataType"}, {"Locations", "SPNetworkLocationDataType"},
-    {"Volumes", "SPNetworkVolumeDataType"}, {"Universal Access", "SPUniversalAccessDataType"},
-    {"PCI Cards", "SPPCIDataType"}, {"PCI", "SPPCIDataType"}, {"Card Reader", "SPCardReaderDataType"},
-    {"Thunderbolt", "SPThunderboltDataType"}, {"NVMExpress", "SPNVMeDataType"},
-    {"Storage", "SPStorageDataType"}, {"Fibre Channel", "SPFibreChannelDataType"},
-    {"Parallel SCSI", "SPParallelSCSIDataType"}, {"SAS", "SPSASDataType"},
+    {"Hardware", "SPHardwareDataType"},
+    {"Software", "SPSoftwareDataType"},
+    {"Memory", "SPMemoryDataType"},
+    {"Network", "SPNetworkDataType"},
+    {"Serial-ATA", "SPSerialATADataType"},
+    {"SATA/SATA Express", "SPSerialATADataType"},
+    {"SATA", "SPSerialATADataType"},
+    {"ATA", "SPParallelATADataType"},
+    {"Parallel ATA", "SPParallelATADataType"},
+    {"USB", "SPUSBDataType"},
+    {"Audio (Built In)", "SPAudioDataType"},
+    {"Audio", "SPAudioDataType"},
+    {"Bluetooth", "SPBluetoothDataType"},
+    {"Diagnostics", "SPDiagnosticsDataType"},
+    {"Disc Burning", "SPDiscBurningDataType"},
+    {"Ethernet Cards", "SPEthernetDataType"},
+    {"FireWire", "SPFireWireDataType"},
+    {"Graphics/Displays", "SPDisplaysDataType"},
+    {"Power", "SPPowerDataType"},
+    {"Printers", "SPPrintersDataType"},
+    {"AirPort", "SPAirPortDataType"},
+    {"Wi-Fi", "SPAirPortDataType"},
+    {"Firewall", "SPFirewallDataType"},
+    {"Locations", "SPNetworkLocationDataType"},
+    {"Volumes", "SPNetworkVolumeDataType"},
+    {"Universal Access", "SPUniversalAccessDataType"},
+    {"PCI Cards", "SPPCIDataType"},
+    {"PCI", "SPPCIDataType"},
+    {"Card Reader", "SPCardReaderDataType"},
+    {"Thunderbolt", "SPThunderboltDataType"},
+    {"NVMExpress", "SPNVMeDataType"},
+    {"Storage", "SPStorageDataType"},
+    {"Fibre Channel", "SPFibreChannelDataType"},
+    {"Parallel SCSI", "SPParallelSCSIDataType"},
+    {"SAS", "SPSASDataType"},
 };
 
 std::string dataTypeOf(const std::string& title) {
@@ -77,10 +97,10 @@ std::string dataTypeOf(const std::string& title) {
 }
 
 struct Label {
-    const char* scope;  // data type, or data type + "/" + node name for sub-nodes
+    const char* scope; // data type, or data type + "/" + node name for sub-nodes
     const char* label;
     const char* key;
-    bool list;          // comma-separated list -> array node
+    bool list; // comma-separated list -> array node
 };
 
 // Text labels and the XML keys they stand for.
@@ -213,10 +233,12 @@ const Label LABELS[] = {
     {"SPUSBDataType", "Bus Number", "usb_bus_number", false},
 };
 
-const Label* findLabel(const std::string& dataType, const std::string& node, const std::string& label) {
+const Label* findLabel(const std::string& dataType, const std::string& node,
+                       const std::string& label) {
     static const std::map<std::string, const Label*> index = [] {
         std::map<std::string, const Label*> m;
-        for (const Label& l : LABELS) m.emplace(std::string(l.scope) + '\n' + l.label, &l);
+        for (const Label& l : LABELS)
+            m.emplace(std::string(l.scope) + '\n' + l.label, &l);
         return m;
     }();
     // A sub-node's own label (IPv4 / Router) before the section's (Router).
@@ -265,19 +287,21 @@ std::string normalizeSize(const std::string& v) {
 
 // Names of the item headings that the XML form names by a key instead.
 std::string itemName(const std::string& dataType, const std::string& title) {
-    if (dataType == "SPHardwareDataType" && title == "Hardware Overview") return "hardware_overview";
-    if (dataType == "SPSoftwareDataType" && title == "System Software Overview") return "os_overview";
-    if (dataType == "SPMemoryDataType" && title == "Memory Slots") return dataType;  // the wrapper
+    if (dataType == "SPHardwareDataType" && title == "Hardware Overview")
+        return "hardware_overview";
+    if (dataType == "SPSoftwareDataType" && title == "System Software Overview")
+        return "os_overview";
+    if (dataType == "SPMemoryDataType" && title == "Memory Slots") return dataType; // the wrapper
     return title;
 }
 
 struct Frame {
     int indent;
     Node* node;
-    int depth;  // 0 = section
+    int depth; // 0 = section
 };
 
-}  // namespace
+} // namespace
 
 bool sysprofFromText(const char* data, std::size_t len, Node* root) {
     std::vector<Line> lines = splitLines(data, len);
@@ -290,16 +314,19 @@ bool sysprofFromText(const char* data, std::size_t len, Node* root) {
         std::size_t sep = t.find(": ");
         bool headerLike = sep == std::string::npos && !t.empty() && t.back() == ':';
         bool deeperNext = i + 1 < lines.size() && lines[i + 1].indent > l.indent;
-        while (!stack.empty() && stack.back().indent >= l.indent) stack.pop_back();
+        while (!stack.empty() && stack.back().indent >= l.indent)
+            stack.pop_back();
 
-        if (headerLike && l.indent == 0) {  // a section
-            if (!sp) sp = root->child("SystemProfiler") ? root->child("SystemProfiler") : &root->addChild("SystemProfiler");
+        if (headerLike && l.indent == 0) { // a section
+            if (!sp)
+                sp = root->child("SystemProfiler") ? root->child("SystemProfiler")
+                                                   : &root->addChild("SystemProfiler");
             dataType = dataTypeOf(t.substr(0, t.size() - 1));
             stack.clear();
             stack.push_back(Frame{0, &sp->addChild(dataType), 0});
             continue;
         }
-        if (stack.empty()) continue;  // text before the first section
+        if (stack.empty()) continue; // text before the first section
         Frame& top = stack.back();
         if (headerLike && deeperNext) {
             if (static_cast<int>(stack.size()) > MAX_DEPTH) continue;
@@ -316,7 +343,7 @@ bool sysprofFromText(const char* data, std::size_t len, Node* root) {
             std::size_t b = value.find_first_not_of(' ');
             value = b == std::string::npos ? std::string() : value.substr(b);
         } else if (headerLike) {
-            label = t.substr(0, t.size() - 1);  // "Media Options:" with nothing after it
+            label = t.substr(0, t.size() - 1); // "Media Options:" with nothing after it
         } else {
             continue;
         }
@@ -329,8 +356,10 @@ bool sysprofFromText(const char* data, std::size_t len, Node* root) {
         const Label* m = findLabel(dataType, target->name, label);
         std::string key = m ? m->key : label;
         if (key == "size") value = normalizeSize(value);
-        if (m && m->list) target->addList(key, splitList(value));
-        else target->addString(key, value);
+        if (m && m->list)
+            target->addList(key, splitList(value));
+        else
+            target->addString(key, value);
     }
     return sp != nullptr;
 }
@@ -345,7 +374,8 @@ struct IoParser {
     explicit IoParser(const std::string& text) : s(text) {}
 
     void ws() {
-        while (p < s.size() && (s[p] == ' ' || s[p] == '\t')) ++p;
+        while (p < s.size() && (s[p] == ' ' || s[p] == '\t'))
+            ++p;
     }
 
     bool quoted(std::string* out) {
@@ -459,9 +489,11 @@ struct IoParser {
         }
         // Numbers, Yes / No, and the bare words of unserialisable objects.
         std::size_t b = p;
-        while (p < s.size() && s[p] != ',' && s[p] != ')' && s[p] != '}') ++p;
+        while (p < s.size() && s[p] != ',' && s[p] != ')' && s[p] != '}')
+            ++p;
         std::string word = s.substr(b, p - b);
-        while (!word.empty() && word.back() == ' ') word.pop_back();
+        while (!word.empty() && word.back() == ' ')
+            word.pop_back();
         if (word.empty()) return false;
         if (word == "Yes" || word == "No") {
             v->kind = PValue::BOOL;
@@ -470,14 +502,15 @@ struct IoParser {
         }
         std::size_t d = word[0] == '-' ? 1 : 0;
         bool digits = d < word.size();
-        for (std::size_t k = d; k < word.size() && digits; ++k) digits = word[k] >= '0' && word[k] <= '9';
+        for (std::size_t k = d; k < word.size() && digits; ++k)
+            digits = word[k] >= '0' && word[k] <= '9';
         v->kind = digits ? PValue::INTEGER : PValue::STRING;
         v->text = word;
         return true;
     }
 };
 
-}  // namespace
+} // namespace
 
 bool parseIoregValue(const std::string& text, PValue* out) {
     IoParser ps(text);
@@ -504,17 +537,20 @@ bool iokitFromText(const char* data, std::size_t len, Node* root) {
     std::size_t p = 0;
     while (p < len) {
         std::size_t e = p;
-        while (e < len && data[e] != '\n') ++e;
+        while (e < len && data[e] != '\n')
+            ++e;
         std::string l(data + p, e - p);
         p = e + 1;
-        while (!l.empty() && (l.back() == '\r' || l.back() == '\0')) l.pop_back();
+        while (!l.empty() && (l.back() == '\r' || l.back() == '\0'))
+            l.pop_back();
 
         std::size_t o = l.find("+-o ");
         if (o != std::string::npos && l.find_first_not_of("| ") == o) {
             std::string rest = l.substr(o + 4);
             std::size_t cls = rest.rfind("  <class ");
             std::string name = rtrim(cls == std::string::npos ? rest : rest.substr(0, cls));
-            while (!stack.empty() && stack.back().col >= o) stack.pop_back();
+            while (!stack.empty() && stack.back().col >= o)
+                stack.pop_back();
             if (stack.size() > static_cast<std::size_t>(MAX_DEPTH)) {
                 current = nullptr;
                 continue;
@@ -553,4 +589,4 @@ bool iokitFromText(const char* data, std::size_t len, Node* root) {
     return true;
 }
 
-}  // namespace report
+} // namespace report

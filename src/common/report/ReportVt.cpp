@@ -16,16 +16,23 @@ namespace report {
 static void fill(VtNode* out, const Node& in) {
     for (const Value& v : in.values) {
         switch (v.type) {
-        case 'i': out->addInt(v.name.c_str(), v.i); break;
-        case 'f': out->addReal(v.name.c_str(), v.f); break;
+        case 'i':
+            out->addInt(v.name.c_str(), v.i);
+            break;
+        case 'f':
+            out->addReal(v.name.c_str(), v.f);
+            break;
         case 'd':
             out->addData(v.name.c_str(), reinterpret_cast<const unsigned char*>(v.s.data()),
                          static_cast<unsigned>(v.s.size()));
             break;
-        default: out->addString(v.name.c_str(), v.s.c_str()); break;
+        default:
+            out->addString(v.name.c_str(), v.s.c_str());
+            break;
         }
     }
-    for (const Node& c : in.children) fill(out->addNode(c.name.c_str()), c);
+    for (const Node& c : in.children)
+        fill(out->addNode(c.name.c_str()), c);
 }
 
 VtNode* toVtTree(const Node& root) {
@@ -64,12 +71,14 @@ std::string helperOutput(const char* helper, const char* fromFile) {
         std::string data;
         char buf[65536];
         std::size_t n;
-        while (data.size() <= cap && (n = std::fread(buf, 1, sizeof buf, f)) > 0) data.append(buf, n);
+        while (data.size() <= cap && (n = std::fread(buf, 1, sizeof buf, f)) > 0)
+            data.append(buf, n);
         std::fclose(f);
         if (data.size() > cap)
-            return renderResponse(1, (std::string(fromFile) + " is larger than its cap of " +
-                                      host::bundle::capText(cap) + ": refused")
-                                         .c_str(),
+            return renderResponse(1,
+                                  (std::string(fromFile) + " is larger than its cap of " +
+                                   host::bundle::capText(cap) + ": refused")
+                                      .c_str(),
                                   nullptr);
         if (!convertReport(helper, data.data(), data.size(), &root, &err))
             return renderResponse(1, (std::string(fromFile) + ": " + err).c_str(), nullptr);
@@ -80,17 +89,20 @@ std::string helperOutput(const char* helper, const char* fromFile) {
         std::string out;
         if (b->helperOutput(helper, &out)) return out;
         const std::vector<std::string>* refused = b->problems();
-        return renderResponse(2, refused && !refused->empty() ? refused->back().c_str()
-                                                               : "no recorded output in the bundle",
+        return renderResponse(2,
+                              refused && !refused->empty() ? refused->back().c_str()
+                                                           : "no recorded output in the bundle",
                               nullptr);
     }
     std::string out;
-    if (gatherLive(helper, &root, &err)) out = renderResponse(0, nullptr, &root);
-    else out = renderResponse(1, err.c_str(), nullptr);
+    if (gatherLive(helper, &root, &err))
+        out = renderResponse(0, nullptr, &root);
+    else
+        out = renderResponse(1, err.c_str(), nullptr);
     // Output the bundle could not keep is not given either: a replay would lack it.
     if (std::strcmp(host::mode(), "record") == 0 && !b->saveHelperOutput(helper, out))
         return renderResponse(3, "cannot record the output into the bundle", nullptr);
     return out;
 }
 
-}  // namespace report
+} // namespace report

@@ -30,6 +30,6 @@ void addMemoryModules(Node* systemProfiler, const std::string& smbiosTable);
 // be read. Implemented per platform.
 bool gatherLive(const char* helper, Node* root, std::string* err);
 
-}  // namespace report
+} // namespace report
 
 #endif

@@ -16,15 +16,21 @@ std::string trim(const std::string& s) {
 
 const char* memoryType(unsigned t) {
     static const char* const names[] = {
-        nullptr, "Other", "Unknown", "DRAM", "EDRAM", "VRAM", "SRAM", "RAM", "ROM", "Flash",
-        "EEPROM", "FEPROM", "EPROM", "CDRAM", "3DRAM", "SDRAM", "SGRAM", "RDRAM", "DDR", "DDR2",
-        "DDR2 FB-DIMM", nullptr, nullptr, nullptr, "DDR3", "FBD2", "DDR4", "LPDDR", "LPDDR2",
-        "LPDDR3", "LPDDR4", "Logical non-volatile device", "HBM", "HBM2", "DDR5", "LPDDR5", "HBM3"};
+        nullptr,        "Other",  "Unknown", "DRAM",
+        "EDRAM",        "VRAM",   "SRAM",    "RAM",
+        "ROM",          "Flash",  "EEPROM",  "FEPROM",
+        "EPROM",        "CDRAM",  "3DRAM",   "SDRAM",
+        "SGRAM",        "RDRAM",  "DDR",     "DDR2",
+        "DDR2 FB-DIMM", nullptr,  nullptr,   nullptr,
+        "DDR3",         "FBD2",   "DDR4",    "LPDDR",
+        "LPDDR2",       "LPDDR3", "LPDDR4",  "Logical non-volatile device",
+        "HBM",          "HBM2",   "DDR5",    "LPDDR5",
+        "HBM3"};
     if (t < sizeof names / sizeof names[0] && names[t]) return names[t];
     return "Unknown";
 }
 
-}  // namespace
+} // namespace
 
 void addMemoryModules(Node* sp, const std::string& t) {
     const unsigned char* b = reinterpret_cast<const unsigned char*>(t.data());
@@ -39,7 +45,9 @@ void addMemoryModules(Node* sp, const std::string& t) {
         bool ended = false;
         while (p + 1 < len) {
             if (b[p] == 0) {
-                if (p > start) strs.push_back(std::string(reinterpret_cast<const char*>(b + start), p - start));
+                if (p > start)
+                    strs.push_back(
+                        std::string(reinterpret_cast<const char*>(b + start), p - start));
                 if (b[p + 1] == 0) {
                     ended = true;
                     break;
@@ -63,20 +71,25 @@ void addMemoryModules(Node* sp, const std::string& t) {
                 wrap = &dt.addChild("SPMemoryDataType");
             }
             std::string bank = str(0x11), dev = str(0x10);
-            Node& slot = wrap->addChild(bank.empty() ? (dev.empty() ? "DIMM" : dev) : bank + "/" + dev);
+            Node& slot =
+                wrap->addChild(bank.empty() ? (dev.empty() ? "DIMM" : dev) : bank + "/" + dev);
             unsigned size = word(0x0C);
             long long mb = 0;
             if (size == 0x7FFF && flen >= 0x20)
-                mb = static_cast<long long>(b[off + 0x1C] | (b[off + 0x1D] << 8) | (b[off + 0x1E] << 16)) |
+                mb = static_cast<long long>(b[off + 0x1C] | (b[off + 0x1D] << 8) |
+                                            (b[off + 0x1E] << 16)) |
                      (static_cast<long long>(b[off + 0x1F] & 0x7F) << 24);
             else if (size != 0xFFFF)
                 mb = (size & 0x8000) ? (size & 0x7FFF) / 1024 : size;
             bool empty = size == 0;
-            slot.addString("dimm_size", empty ? "Empty" : mb % 1024 == 0 && mb ? std::to_string(mb / 1024) + " GB"
-                                                                                 : std::to_string(mb) + " MB");
+            slot.addString("dimm_size", empty                  ? "Empty"
+                                        : mb % 1024 == 0 && mb ? std::to_string(mb / 1024) + " GB"
+                                                               : std::to_string(mb) + " MB");
             slot.addString("dimm_type", empty ? "Empty" : memoryType(b[off + 0x12]));
             unsigned speed = flen >= 0x17 ? word(0x15) : 0;
-            slot.addString("dimm_speed", empty ? "Empty" : speed ? std::to_string(speed) + " MHz" : "Unknown");
+            slot.addString("dimm_speed", empty   ? "Empty"
+                                         : speed ? std::to_string(speed) + " MHz"
+                                                 : "Unknown");
             slot.addString("dimm_status", empty ? "empty" : "ok");
             if (!empty) {
                 if (flen > 0x17) slot.addString("dimm_manufacturer", str(0x17));
@@ -89,5 +102,4 @@ void addMemoryModules(Node* sp, const std::string& t) {
     }
 }
 
-
-}  // namespace report
+} // namespace report

@@ -36,19 +36,17 @@ void CcLogWrapper::emit(const char* kind, int line, const char* file, const char
     std::fflush(m_out);
 }
 
-#define INVSCAN_TRACE_BODY(kind)                      \
-    if (!m_out) return;                               \
-    std::va_list args;                                \
-    va_start(args, fmt);                              \
-    emit(kind, line, file, op, fmt, args);            \
+#define INVSCAN_TRACE_BODY(kind)                                                                   \
+    if (!m_out) return;                                                                            \
+    std::va_list args;                                                                             \
+    va_start(args, fmt);                                                                           \
+    emit(kind, line, file, op, fmt, args);                                                         \
     va_end(args);
 
-void CcLogWrapper::traceMidEntry(int line, const char* file, const char* op, const char* fmt,
-                                 ...) {
+void CcLogWrapper::traceMidEntry(int line, const char* file, const char* op, const char* fmt, ...) {
     INVSCAN_TRACE_BODY("ENTRY")
 }
-void CcLogWrapper::traceMidExit(int line, const char* file, const char* op, const char* fmt,
-                                ...) {
+void CcLogWrapper::traceMidExit(int line, const char* file, const char* op, const char* fmt, ...) {
     INVSCAN_TRACE_BODY("EXIT ")
 }
 void CcLogWrapper::traceMAX(int line, const char* file, const char* op, const char* fmt, ...) {

@@ -16,8 +16,7 @@ bool Tracer::isOn() const {
     return getCcLogHw()->isOn();
 }
 
-Trace::Trace(Tracer* tracer, const char* where)
-    : m_on(tracer && tracer->isOn()), m_where(where) {}
+Trace::Trace(Tracer* tracer, const char* where) : m_on(tracer && tracer->isOn()), m_where(where) {}
 
 Trace::~Trace() {
     if (m_on && !m_line.empty()) flush();

@@ -55,11 +55,15 @@ long VtIStream_Memory::read(char* buf, unsigned long len) {
 VtILineStream::VtILineStream(VtIStream* in) : m_in(in) {
     // Without a buffer the stream simply reads as empty.
     m_buf = static_cast<char*>(std::malloc(BUFFER_SIZE + 1));
-    if (m_buf) m_buf[0] = '\0';
-    else m_eof = true;
+    if (m_buf)
+        m_buf[0] = '\0';
+    else
+        m_eof = true;
 }
 
-VtILineStream::~VtILineStream() { std::free(m_buf); }
+VtILineStream::~VtILineStream() {
+    std::free(m_buf);
+}
 
 // Moves the unread rest to the front and reads into the free space once. False when
 // nothing more can come in (end of input, error, or a full buffer, which ends the
@@ -97,7 +101,7 @@ const char* VtILineStream::nextLine(size_t* size) {
         return nullptr;
     }
     char* start;
-    char* end; // the LF, or one past the last byte
+    char* end;          // the LF, or one past the last byte
     size_t scanned = 0; // bytes of the pending rest already searched for LF
     for (;;) {
         start = m_buf + m_pos;

@@ -53,7 +53,9 @@ unsigned char* vtBufDup(const unsigned char* buf, size_t size) {
     return p;
 }
 
-void vtFree(void* p) { std::free(p); }
+void vtFree(void* p) {
+    std::free(p);
+}
 
 // ---------------------------------------------------------------------------------
 // Values and nodes
@@ -61,10 +63,17 @@ void vtFree(void* p) { std::free(p); }
 VtVariant::~VtVariant() {
     std::free(name);
     switch (type) {
-    case VT_STRING: std::free(value.s); break;
-    case VT_UNICODE: std::free(value.u); break;
-    case VT_DATA: std::free(value.d); break;
-    default: break;
+    case VT_STRING:
+        std::free(value.s);
+        break;
+    case VT_UNICODE:
+        std::free(value.u);
+        break;
+    case VT_DATA:
+        std::free(value.d);
+        break;
+    default:
+        break;
     }
 }
 
@@ -134,7 +143,8 @@ int VtNode::addValue(VtVariant* v) {
         values = v;
     } else {
         VtVariant* last = m_lastValue ? m_lastValue : values;
-        while (last->next) last = last->next;
+        while (last->next)
+            last = last->next;
         last->next = v;
     }
     m_lastValue = v;
@@ -149,7 +159,8 @@ int VtNode::addChild(VtNode* n) {
         children = n;
     } else {
         VtNode* last = m_lastChild ? m_lastChild : children;
-        while (last->next) last = last->next;
+        while (last->next)
+            last = last->next;
         last->next = n;
     }
     m_lastChild = n;
@@ -203,7 +214,8 @@ VtNode* VtNode::getChild(const char* childName, int index) const {
             c = m_cursor;
             at = m_cursorIndex;
         }
-        for (; c && at < index; ++at) c = c->next;
+        for (; c && at < index; ++at)
+            c = c->next;
         if (c) {
             m_cursor = c;
             m_cursorIndex = at;
@@ -309,10 +321,13 @@ const char* vtGetIndentString() {
 
 void vtIndent(std::FILE* out, int level) {
     const char* unit = vtGetIndentString();
-    for (int i = 0; i < level; ++i) std::fputs(unit, out);
+    for (int i = 0; i < level; ++i)
+        std::fputs(unit, out);
 }
 
-void vtIndent(int level) { vtIndent(stdout, level); }
+void vtIndent(int level) {
+    vtIndent(stdout, level);
+}
 
 namespace {
 
@@ -340,11 +355,15 @@ void vtDumpValue(std::FILE* out, const VtVariant* value, int level) {
     VT_ASSERT(value->name != 0);
     vtIndent(out, level);
     switch (value->type) {
-    case VT_INTEGER: std::fprintf(out, "%s:%c=%d\n", value->name, 'i', value->value.i); break;
+    case VT_INTEGER:
+        std::fprintf(out, "%s:%c=%d\n", value->name, 'i', value->value.i);
+        break;
     case VT_STRING:
         std::fprintf(out, "%s:%c=%s\n", value->name, 's', value->value.s ? value->value.s : "");
         break;
-    case VT_REAL: std::fprintf(out, "%s:%c=%f\n", value->name, 'f', value->value.f); break;
+    case VT_REAL:
+        std::fprintf(out, "%s:%c=%f\n", value->name, 'f', value->value.f);
+        break;
     case VT_UNICODE: {
         // The count written is the number of characters, and only that many bytes
         // follow: readers of this format expect exactly that, so non-ASCII text
@@ -372,7 +391,9 @@ void vtDumpValue(std::FILE* out, const VtVariant* value, int level) {
     }
 }
 
-void vtDumpValue(const VtVariant* v, int level) { vtDumpValue(stdout, v, level); }
+void vtDumpValue(const VtVariant* v, int level) {
+    vtDumpValue(stdout, v, level);
+}
 
 void vtDumpNode(std::FILE* out, const VtNode* node, int level) {
     // A null node fails the name check too: that is the one invariant the node writer
@@ -380,18 +401,24 @@ void vtDumpNode(std::FILE* out, const VtNode* node, int level) {
     if (!node || !node->name) vtAssertFail(VT_SOURCE, __LINE__, "node->name != 0");
     vtIndent(out, level);
     std::fprintf(out, "%c%s\n", '(', node->name);
-    for (const VtVariant* v = node->values; v; v = v->next) vtDumpValue(out, v, level + 1);
-    for (const VtNode* c = node->children; c; c = c->next) vtDumpNode(out, c, level + 1);
+    for (const VtVariant* v = node->values; v; v = v->next)
+        vtDumpValue(out, v, level + 1);
+    for (const VtNode* c = node->children; c; c = c->next)
+        vtDumpNode(out, c, level + 1);
     vtIndent(out, level);
     std::fprintf(out, "%c\n", ')');
 }
 
-void vtDumpNode(const VtNode* n, int level) { vtDumpNode(stdout, n, level); }
+void vtDumpNode(const VtNode* n, int level) {
+    vtDumpNode(stdout, n, level);
+}
 
 void vtDumpTree(std::FILE* out, const VtNode* root) {
     VT_ASSERT(root != 0);
-    for (const VtVariant* v = root->values; v; v = v->next) vtDumpValue(out, v, 0);
-    for (const VtNode* c = root->children; c; c = c->next) vtDumpNode(out, c, 0);
+    for (const VtVariant* v = root->values; v; v = v->next)
+        vtDumpValue(out, v, 0);
+    for (const VtNode* c = root->children; c; c = c->next)
+        vtDumpNode(out, c, 0);
 }
 
 void vtDumpResponse(std::FILE* out, int result, const char* message) {
@@ -400,20 +427,29 @@ void vtDumpResponse(std::FILE* out, int result, const char* message) {
     std::fputc('\n', out);
 }
 
-void vtDumpResponse(int result, const char* message) { vtDumpResponse(stdout, result, message); }
+void vtDumpResponse(int result, const char* message) {
+    vtDumpResponse(stdout, result, message);
+}
 
 // ---------------------------------------------------------------------------------
 // Reader
 
 namespace {
 
-inline bool isCSpace(unsigned char c) { return c == ' ' || (c >= '\t' && c <= '\r'); }
-inline bool isDigit(unsigned char c) { return c >= '0' && c <= '9'; }
-inline bool isAlpha(unsigned char c) { return ((c | 0x20) >= 'a' && (c | 0x20) <= 'z'); }
+inline bool isCSpace(unsigned char c) {
+    return c == ' ' || (c >= '\t' && c <= '\r');
+}
+inline bool isDigit(unsigned char c) {
+    return c >= '0' && c <= '9';
+}
+inline bool isAlpha(unsigned char c) {
+    return ((c | 0x20) >= 'a' && (c | 0x20) <= 'z');
+}
 
 // atoi, but saturating instead of undefined on overflow.
 int parseInt(const char* p) {
-    while (isCSpace(static_cast<unsigned char>(*p))) ++p;
+    while (isCSpace(static_cast<unsigned char>(*p)))
+        ++p;
     bool neg = false;
     if (*p == '+' || *p == '-') neg = *p++ == '-';
     long long v = 0;
@@ -509,9 +545,9 @@ VtVariant* parseValue(char* line, size_t lineLen, int* err) {
             v->length = static_cast<unsigned int>(n);
         } else {
             wchar_t small[128];
-            wchar_t* wide = n + 1 <= 128 ? small
-                                         : static_cast<wchar_t*>(
-                                               std::malloc((n + 1) * sizeof(wchar_t)));
+            wchar_t* wide = n + 1 <= 128
+                                ? small
+                                : static_cast<wchar_t*>(std::malloc((n + 1) * sizeof(wchar_t)));
             if (wide) utf8ToWideChar(wide, n + 1, bytes);
             v->type = VT_UNICODE;
             v->value.u = vtStrDup(wide ? wide : L"");
@@ -520,7 +556,9 @@ VtVariant* parseValue(char* line, size_t lineLen, int* err) {
         }
         break;
     }
-    default: *err = VT_PARSE_BAD_TYPE; return nullptr;
+    default:
+        *err = VT_PARSE_BAD_TYPE;
+        return nullptr;
     }
     v->name = dupN(line, static_cast<size_t>(colon - line));
     return v;
@@ -546,7 +584,8 @@ int vtParseNodeDump(VtILineStream* in, VtNode* root) {
             line[len] = '\0';
         }
         char* p = line;
-        while (isCSpace(static_cast<unsigned char>(*p))) ++p;
+        while (isCSpace(static_cast<unsigned char>(*p)))
+            ++p;
         size_t restLen = len - static_cast<size_t>(p - line);
         unsigned char c = static_cast<unsigned char>(*p);
         if (c == ')') {
@@ -629,7 +668,8 @@ namespace {
 bool sameValue(const VtVariant* a, const VtVariant* b) {
     if (std::strcmp(a->name, b->name) != 0 || a->type != b->type) return false;
     switch (a->type) {
-    case VT_INTEGER: return a->value.i == b->value.i;
+    case VT_INTEGER:
+        return a->value.i == b->value.i;
     case VT_STRING:
         return std::strcmp(a->value.s ? a->value.s : "", b->value.s ? b->value.s : "") == 0;
     case VT_REAL:
@@ -639,7 +679,8 @@ bool sameValue(const VtVariant* a, const VtVariant* b) {
     case VT_DATA:
         return a->length == b->length &&
                (a->length == 0 || std::memcmp(a->value.d, b->value.d, a->length) == 0);
-    default: return a == b;
+    default:
+        return a == b;
     }
 }
 
@@ -678,12 +719,18 @@ int stringToUTF8(unsigned char* dst, size_t size, const wchar_t* str) {
             continue;
         }
         size_t n; // sequence length
-        if (c < 0x800) n = 2;
-        else if (c < 0x10000) n = 3;
-        else if (c < 0x200000) n = 4;
-        else if (c < 0x4000000) n = 5;
-        else if (c < 0x80000000u) n = 6;
-        else continue; // beyond 31 bits: no encoding exists
+        if (c < 0x800)
+            n = 2;
+        else if (c < 0x10000)
+            n = 3;
+        else if (c < 0x200000)
+            n = 4;
+        else if (c < 0x4000000)
+            n = 5;
+        else if (c < 0x80000000u)
+            n = 6;
+        else
+            continue; // beyond 31 bits: no encoding exists
         if (n > cap - used) continue;
         for (size_t k = n - 1; k > 0; --k) {
             dst[used + k] = static_cast<unsigned char>(0x80 | (c & 0x3F));
@@ -713,7 +760,8 @@ int utf8ToWideChar(wchar_t* dst, size_t size, const unsigned char* str) {
             c = b & 0x3Fu; // stray continuation byte
         } else {
             int more = 0;
-            for (unsigned char m = 0x20; m && (b & m); m >>= 1) ++more;
+            for (unsigned char m = 0x20; m && (b & m); m >>= 1)
+                ++more;
             ++more;
             c = b & (0x3Fu >> more);
             // Missing continuation bytes at the end of the text count as zero bits.

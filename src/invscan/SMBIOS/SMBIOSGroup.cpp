@@ -38,7 +38,8 @@ struct RowBuilder {
     // member contributes the cleaned text, or "|" when it is empty.
     void addString(unsigned long id, const char* text, bool member) {
         CcLogWrapper* log = getCcLogHw();
-        log->traceMAX(__LINE__, kFile, "getTableLeg()", "hardware %s %2i %s", "[", static_cast<int>(id), "]");
+        log->traceMAX(__LINE__, kFile, "getTableLeg()", "hardware %s %2i %s", "[",
+                      static_cast<int>(id), "]");
         value.assign(text ? std::strlen(text) + 1 : 1, '\0');
         SMBIOSTable::validateString(text, value.data());
         const char* v = value.data();
@@ -52,7 +53,7 @@ struct RowBuilder {
     }
 };
 
-}  // namespace
+} // namespace
 
 ZelTable* SMBIOSGroup::buildTable(const SMBIOSTable* st) {
     CcLogWrapper* log = getCcLogHw();
@@ -99,7 +100,7 @@ ZelTable* SMBIOSGroup::buildTable(const SMBIOSTable* st) {
     }
     if (t3) {
         b.addString(14, t3->getManufacturer(), true);
-        unsigned chassis = t3->getType() & 0x7Fu;  // bit 7 is the chassis lock
+        unsigned chassis = t3->getType() & 0x7Fu; // bit 7 is the chassis lock
         log->traceMAX(__LINE__, kFile, op, "hardware %s %u", "Chassis type:", chassis);
         if (chassis >= 1 && chassis <= 25) {
             b.row->addAttrib(new ZelTableAttrib(15, static_cast<unsigned long>(chassis)));
@@ -112,8 +113,8 @@ ZelTable* SMBIOSGroup::buildTable(const SMBIOSTable* st) {
     // The fingerprint names the model and firmware, not the single machine: serial
     // numbers, UUID, date and asset tag stay out of it.
     if (b.row->getNumAttribs() > 0) {
-        log->traceMAX(__LINE__, kFile, op, "hardware %s %d", "MD5 PK input len:",
-                      static_cast<int>(b.fingerprint.size()));
+        log->traceMAX(__LINE__, kFile, op, "hardware %s %d",
+                      "MD5 PK input len:", static_cast<int>(b.fingerprint.size()));
         char* digest = md5_checksum(b.fingerprint.c_str());
         if (digest) {
             b.row->addAttrib(new ZelTableAttrib(19, digest));
@@ -122,7 +123,8 @@ ZelTable* SMBIOSGroup::buildTable(const SMBIOSTable* st) {
     }
     uint16_t powerOn = 3, keyboard = 3;
     SM_HWSecurityOf(st, &powerOn, &keyboard);
-    log->traceMAX(__LINE__, kFile, op, "hardware %s %u", "PowerOn PW:", static_cast<unsigned>(powerOn));
+    log->traceMAX(__LINE__, kFile, op, "hardware %s %u",
+                  "PowerOn PW:", static_cast<unsigned>(powerOn));
     // 1022 and 1023 (not implemented, unknown) both read as unsupported.
     unsigned long state = powerOn > 3 ? 2ul : powerOn;
     b.row->addAttrib(new ZelTableAttrib(20, state));

@@ -48,10 +48,12 @@ bool SMBIOSTable::getDataFromIOKit() {
     if (!info) {
         log->traceMAX(__LINE__, kFile, kOp, "hardware %s", "No IOKIT data available");
     } else if (vtGetValue(info, "IOKit.Root.IOKitDiagnostics.Classes", "AppleSMBIOS", 1) != 0 &&
-               vtGetValue(info, "IOKit.Root.IOKitDiagnostics.Classes", "AppleACPIPlatformExpert", 1) != 0) {
+               vtGetValue(info, "IOKit.Root.IOKitDiagnostics.Classes", "AppleACPIPlatformExpert",
+                          1) != 0) {
         ok = setDataFromIoRegistry(info->tree);
         if (ok)
-            log->traceMAX(__LINE__, kFile, kOp, "hardware SMBIOS Version: %d.%d (Length: %d) successfully retrieved",
+            log->traceMAX(__LINE__, kFile, kOp,
+                          "hardware SMBIOS Version: %d.%d (Length: %d) successfully retrieved",
                           majorVersion, minorVersion, totalLength);
     }
     log->traceMidExit(__LINE__, kFile, kOp, "hardware Ending with status %d", ok ? 1 : 0);

@@ -22,7 +22,7 @@ void lineStr(FILE* out, int w, const char* name, const char* v) {
     delete[] clean;
 }
 
-}  // namespace
+} // namespace
 
 // ---- type 0 -----------------------------------------------------------------------
 
@@ -93,7 +93,8 @@ time_t SMBIOSTable0Data::getReleaseDateAsTimeT() const {
     // Digits by position, whatever the text holds; missing positions count as '0'.
     char p[11];
     size_t n = std::strlen(d);
-    for (size_t i = 0; i < 10; ++i) p[i] = i < n ? d[i] : '0';
+    for (size_t i = 0; i < 10; ++i)
+        p[i] = i < n ? d[i] : '0';
     p[10] = '\0';
     std::free(d);
     auto dig = [&](int i) { return p[i] - '0'; };
@@ -115,8 +116,10 @@ void SMBIOSTable0Data::dump(FILE* out) const {
     line4(out, w, "StartingAddrSegment", startAddrSeg);
     lineStr(out, w, "ReleaseDate", getReleaseDate());
     std::fprintf(out, "\n   %-*s: x%02X (%d KB)", w, "ROMSize", romSize, getROMSizeKB());
-    std::fprintf(out, "\n   %-*s: x%08lX", w, "CharacteristicsLow", static_cast<unsigned long>(charLow));
-    std::fprintf(out, "\n   %-*s: x%08lX", w, "CharacteristicsHigh", static_cast<unsigned long>(charHigh));
+    std::fprintf(out, "\n   %-*s: x%08lX", w, "CharacteristicsLow",
+                 static_cast<unsigned long>(charLow));
+    std::fprintf(out, "\n   %-*s: x%08lX", w, "CharacteristicsHigh",
+                 static_cast<unsigned long>(charHigh));
     line2(out, w, "ExtensionByte1", extByte1);
 }
 
@@ -129,7 +132,8 @@ int SMBIOSTable1Data::readBlock(const unsigned char* bytes, int offset, int size
     version = rd8(0x06);
     serial = rd8(0x07);
     if (gateMinorNonZero()) {
-        for (int i = 0; i < 16; ++i) uuid[i] = static_cast<unsigned char>(rd8(0x08 + i));
+        for (int i = 0; i < 16; ++i)
+            uuid[i] = static_cast<unsigned char>(rd8(0x08 + i));
         wakeUpType = rd8(0x18);
     }
     return finishBlock(bytes, offset, size);
@@ -276,7 +280,8 @@ int SMBIOSTable5Data::readBlock(const unsigned char* bytes, int offset, int size
     // for the next structure (some firmware writes no terminator); otherwise the run of
     // zero bytes is passed over.
     if (end >= 0 && end < size && bytes[end] != 0) return end;
-    while (end >= 0 && end < size && bytes[end] == 0) ++end;
+    while (end >= 0 && end < size && bytes[end] == 0)
+        ++end;
     return end;
 }
 
@@ -310,7 +315,7 @@ int SMBIOSTable6Data::readBlock(const unsigned char* bytes, int offset, int size
 }
 
 int SMBIOSTable6Data::sizeMB(unsigned code) {
-    unsigned n = code & 0x7Fu;  // bit 7 (double bank) does not change the size
+    unsigned n = code & 0x7Fu; // bit 7 (double bank) does not change the size
     // 125..127 mean not determinable, not enabled, not installed; exponents that do
     // not fit the result are just as unusable.
     if (n >= 31) return -1;
@@ -325,8 +330,10 @@ void SMBIOSTable6Data::dump(FILE* out) const {
     line2(out, w, "BankConnections", bankConnections);
     line2(out, w, "CurrentSpeed", currentSpeed);
     line4(out, w, "MemoryType", memoryType);
-    std::fprintf(out, "\n   %-*s: x%02X (%d MB)", w, "InstalledSize", installedSize, getInstalledSizeMB());
-    std::fprintf(out, "\n   %-*s: x%02X (%d MB)", w, "EnabledSize", enabledSize, getEnabledSizeMB());
+    std::fprintf(out, "\n   %-*s: x%02X (%d MB)", w, "InstalledSize", installedSize,
+                 getInstalledSizeMB());
+    std::fprintf(out, "\n   %-*s: x%02X (%d MB)", w, "EnabledSize", enabledSize,
+                 getEnabledSizeMB());
     line2(out, w, "ErrorStatus", errorStatus);
 }
 
@@ -431,7 +438,8 @@ int SMBIOSTable16Data::readBlock(const unsigned char* bytes, int offset, int siz
     errHandle = rd16(0x0B);
     numDevices = rd16(0x0D);
     // No string set is read: every zero byte after the formatted area is passed over.
-    while (end >= 0 && end < size && bytes[end] == 0) ++end;
+    while (end >= 0 && end < size && bytes[end] == 0)
+        ++end;
     return end;
 }
 

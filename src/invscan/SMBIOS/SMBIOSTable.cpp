@@ -9,8 +9,8 @@
 static const char* const kFile = "./../../../src/invscan/SMBIOS/SMBIOSTable";
 
 extern "C" {
-const char* bogus_strings[] = {"Not Available", "This is OEM", "System Manufacturer", "System Model",
-                               "No Asset Information", nullptr};
+const char* bogus_strings[] = {"Not Available", "This is OEM",          "System Manufacturer",
+                               "System Model",  "No Asset Information", nullptr};
 }
 
 SMBIOSTable* globalSMBIOSTable = nullptr;
@@ -73,7 +73,8 @@ SMBIOSTable::SMBIOSTable() {
 void SMBIOSTable::legacyScan() {
     const int segLen = 0x10000;
     unsigned char* seg = new unsigned char[segLen + 4]();
-    getCcLogHw()->traceMAX(__LINE__, kFile, "SMBIOSTable()", "hardware %s", "Reading F0000 segment");
+    getCcLogHw()->traceMAX(__LINE__, kFile, "SMBIOSTable()", "hardware %s",
+                           "Reading F0000 segment");
     if (BIOSROM::getPhysMem(seg, 0, 0xF0000u, segLen) == 0) {
         getCcLogHw()->traceMAX(__LINE__, kFile, "SMBIOSTable()", "hardware %s",
                                "Looking for _DMI_ signature");
@@ -152,12 +153,18 @@ void SMBIOSTable::freeRecords() {
     delete table16;
     delete table22;
     delete table24;
-    for (int i = 0; i < table4Total; ++i) delete table4[i];
-    for (int i = 0; i < table6Total; ++i) delete table6[i];
-    for (int i = 0; i < table8Total; ++i) delete table8[i];
-    for (int i = 0; i < table9Total; ++i) delete table9[i];
-    for (int i = 0; i < table10Total; ++i) delete table10[i];
-    for (int i = 0; i < table17Total; ++i) delete table17[i];
+    for (int i = 0; i < table4Total; ++i)
+        delete table4[i];
+    for (int i = 0; i < table6Total; ++i)
+        delete table6[i];
+    for (int i = 0; i < table8Total; ++i)
+        delete table8[i];
+    for (int i = 0; i < table9Total; ++i)
+        delete table9[i];
+    for (int i = 0; i < table10Total; ++i)
+        delete table10[i];
+    for (int i = 0; i < table17Total; ++i)
+        delete table17[i];
     table0 = nullptr;
     table1 = nullptr;
     table2 = nullptr;
@@ -172,7 +179,7 @@ void SMBIOSTable::freeRecords() {
 }
 
 int SMBIOSTable::getNextType(const unsigned char* bytes, int offset) const {
-    (void)bytes;  // the walk always runs over the table's own bytes
+    (void)bytes; // the walk always runs over the table's own bytes
     int e = offset + static_cast<int>(at(offset + 1));
     if (at(offset) == 5) {
         // Some firmware ends a memory-controller structure without its two zero bytes.
@@ -180,18 +187,18 @@ int SMBIOSTable::getNextType(const unsigned char* bytes, int offset) const {
         return e + 2;
     }
     int pos = e;
-    while (pos < totalLength && !(at(pos) == 0 && at(pos + 1) == 0)) ++pos;
+    while (pos < totalLength && !(at(pos) == 0 && at(pos + 1) == 0))
+        ++pos;
     return pos + 2;
 }
 
 namespace {
-template <class T>
-T* readOne(T*& slot, int rev, const unsigned char* d, int& cur, int size) {
+template <class T> T* readOne(T*& slot, int rev, const unsigned char* d, int& cur, int size) {
     slot = new T(rev);
     cur = slot->readBlock(d, cur, size);
     return slot;
 }
-}  // namespace
+} // namespace
 
 void SMBIOSTable::parseData() {
     CcLogWrapper* log = getCcLogHw();
@@ -207,11 +214,12 @@ void SMBIOSTable::parseData() {
         ++visited;
         const int t = static_cast<int>(at(cur));
         if (log->isOn())
-            log->traceMAX(__LINE__, kFile, "parseData()",
-                          "hardware %s %04X %s %3d %s %2d %s %2d %s %02X %02X %02X %s %02X %s %02X %02X %02X",
-                          "SMBIOS cur=", cur, "type=", t, "tables=", visited, "of", numTables, "-",
-                          at(cur - 3), at(cur - 2), at(cur - 1), ">", at(cur), "<", at(cur + 1),
-                          at(cur + 2), at(cur + 3));
+            log->traceMAX(
+                __LINE__, kFile, "parseData()",
+                "hardware %s %04X %s %3d %s %2d %s %2d %s %02X %02X %02X %s %02X %s %02X %02X %02X",
+                "SMBIOS cur=", cur, "type=", t, "tables=", visited, "of", numTables, "-",
+                at(cur - 3), at(cur - 2), at(cur - 1), ">", at(cur), "<", at(cur + 1), at(cur + 2),
+                at(cur + 3));
         // A length below the header size is a broken table; nothing after it can be
         // trusted to be a structure.
         if (at(cur + 1) < 4) {
@@ -294,12 +302,13 @@ void SMBIOSTable::parseData() {
             break;
         }
     }
-    log->traceMAX(__LINE__, kFile, "parseData()", "hardware %s %d", "Number of Table 4 =", table4Total);
-    log->traceMAX(__LINE__, kFile, "parseData()", "hardware %s %d", "Number of Table 4 Populated=",
-                  table4PopulatedTotal);
+    log->traceMAX(__LINE__, kFile, "parseData()", "hardware %s %d",
+                  "Number of Table 4 =", table4Total);
+    log->traceMAX(__LINE__, kFile, "parseData()", "hardware %s %d",
+                  "Number of Table 4 Populated=", table4PopulatedTotal);
     if (table4Total > 0)
-        log->traceMAX(__LINE__, kFile, "parseData()", "hardware %s %u", "Table 4 Family =",
-                      table4[0]->getFamily());
+        log->traceMAX(__LINE__, kFile, "parseData()", "hardware %s %u",
+                      "Table 4 Family =", table4[0]->getFamily());
     log->traceMidExit(__LINE__, kFile, "parseData()", "hardware %s", "parseData()");
 }
 
@@ -312,15 +321,21 @@ void SMBIOSTable::dump(FILE* out) const {
     if (table1) table1->dump(out);
     if (table2) table2->dump(out);
     if (table3) table3->dump(out);
-    for (int i = 0; i < table4Total; ++i) table4[i]->dump(out);
+    for (int i = 0; i < table4Total; ++i)
+        table4[i]->dump(out);
     if (table5) table5->dump(out);
-    for (int i = 0; i < table6Total; ++i) table6[i]->dump(out);
-    for (int i = 0; i < table8Total; ++i) table8[i]->dump(out);
-    for (int i = 0; i < table9Total; ++i) table9[i]->dump(out);
-    for (int i = 0; i < table10Total; ++i) table10[i]->dump(out);
+    for (int i = 0; i < table6Total; ++i)
+        table6[i]->dump(out);
+    for (int i = 0; i < table8Total; ++i)
+        table8[i]->dump(out);
+    for (int i = 0; i < table9Total; ++i)
+        table9[i]->dump(out);
+    for (int i = 0; i < table10Total; ++i)
+        table10[i]->dump(out);
     if (table11) table11->dump(out);
     if (table16) table16->dump(out);
-    for (int i = 0; i < table17Total; ++i) table17[i]->dump(out);
+    for (int i = 0; i < table17Total; ++i)
+        table17[i]->dump(out);
     if (table22) table22->dump(out);
     if (table24) table24->dump(out);
     std::fprintf(out, "\n");
@@ -396,7 +411,8 @@ char* SMBIOSTable::validateString(const char* in, char* out) {
         ++n;
     }
     out[n] = '\0';
-    while (n > 0 && (out[n - 1] == ' ' || out[n - 1] == '\t')) out[--n] = '\0';
+    while (n > 0 && (out[n - 1] == ' ' || out[n - 1] == '\t'))
+        out[--n] = '\0';
     return out;
 }
 

@@ -18,11 +18,14 @@ char* IntelByteBuffer::readCHARArray(const unsigned char* b, int off, char* out,
 
 SMBIOSTableData::SMBIOSTableData(int rev) : revision(rev) {}
 
-SMBIOSTableData::~SMBIOSTableData() { freeStrings(); }
+SMBIOSTableData::~SMBIOSTableData() {
+    freeStrings();
+}
 
 void SMBIOSTableData::freeStrings() {
     if (strings) {
-        for (int i = 0; i < stringSlots; ++i) delete[] strings[i];
+        for (int i = 0; i < stringSlots; ++i)
+            delete[] strings[i];
         delete[] strings;
     }
     strings = nullptr;
@@ -69,7 +72,8 @@ void SMBIOSTableData::getStrings(const unsigned char* bytes, int offset, int siz
     while (offset >= 0 && offset < size) {
         const unsigned char* s = bytes + offset;
         const void* nul = std::memchr(s, 0, static_cast<size_t>(size - offset));
-        int len = nul ? static_cast<int>(static_cast<const unsigned char*>(nul) - s) : size - offset;
+        int len =
+            nul ? static_cast<int>(static_cast<const unsigned char*>(nul) - s) : size - offset;
         stringSetLength += len + 1;
         offset += len + 1;
         if (!strings) {
@@ -105,7 +109,8 @@ char* SMBIOSTableData::removeInvalidChars(char* out, const char* in) {
 }
 
 void SMBIOSTableData::dump(FILE* out) const {
-    std::fprintf(out, "\n\nSMBIOS Header -----------------------------------------------------------");
+    std::fprintf(out,
+                 "\n\nSMBIOS Header -----------------------------------------------------------");
     std::fprintf(out, "\n   Type  : %d", type);
     std::fprintf(out, "\n   Length: x%04X", static_cast<unsigned>(length));
 }

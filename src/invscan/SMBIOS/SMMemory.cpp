@@ -12,7 +12,8 @@ static SMBIOSTable* usableTable() {
 
 bool isPowerOf2(uint32_t v) {
     int bits = 0;
-    for (; v && bits < 2; v >>= 1) bits += static_cast<int>(v & 1u);
+    for (; v && bits < 2; v >>= 1)
+        bits += static_cast<int>(v & 1u);
     return bits == 1;
 }
 
@@ -55,8 +56,9 @@ uint32_t getMemorySpecs(uint32_t* maxModuleSizeMB, uint32_t* slots) {
             unsigned code = r5->getMaximumMemoryModuleSize();
             maxMB = code == 0 ? 0u : (1u << (code & 31u));
             int32_t b6 = SM_getBiggestMemoryModule_6();
-            log->traceMAX(__LINE__, kFile, op, "hardware %s %u %s %u %s %d", "Table 5: Max Module Size:",
-                          maxMB, "Slots:", nSlots, "Table 6 MaxModuleSize (calc) found:", b6);
+            log->traceMAX(__LINE__, kFile, op, "hardware %s %u %s %u %s %d",
+                          "Table 5: Max Module Size:", maxMB, "Slots:", nSlots,
+                          "Table 6 MaxModuleSize (calc) found:", b6);
             if (b6 > 0 && static_cast<uint32_t>(b6) > maxMB) maxMB = static_cast<uint32_t>(b6);
         }
         if (SMBIOSTable16Data* r16 = t->getTable16()) {
@@ -65,8 +67,8 @@ uint32_t getMemorySpecs(uint32_t* maxModuleSizeMB, uint32_t* slots) {
             uint32_t raw = r16->getMaxCapacity() / 1024u;
             if (nSlots != 0) {
                 uint32_t perSlot = raw / nSlots;
-                log->traceMAX(__LINE__, kFile, op, "hardware %s %u %s %u %s", "raw maxModuleSizeMB =",
-                              raw, "MB, divided by slots:", perSlot, "MB");
+                log->traceMAX(__LINE__, kFile, op, "hardware %s %u %s %u %s",
+                              "raw maxModuleSizeMB =", raw, "MB, divided by slots:", perSlot, "MB");
                 // The array's capacity counts as a per-slot limit when it does not split
                 // evenly into power-of-two modules, or when an installed module is
                 // already bigger than the even share.
@@ -74,17 +76,18 @@ uint32_t getMemorySpecs(uint32_t* maxModuleSizeMB, uint32_t* slots) {
                 if (!isPowerOf2(raw)) {
                     candidate = perSlot;
                 } else if (isPowerOf2(perSlot)) {
-                    uint32_t biggest = static_cast<uint32_t>(SM_getBiggestMemoryModule_17()) / 1024u;
-                    log->traceMAX(__LINE__, kFile, op, "hardware %s %u %s", "biggestModule found (SMB):",
-                                  biggest, "MB");
+                    uint32_t biggest =
+                        static_cast<uint32_t>(SM_getBiggestMemoryModule_17()) / 1024u;
+                    log->traceMAX(__LINE__, kFile, op, "hardware %s %u %s",
+                                  "biggestModule found (SMB):", biggest, "MB");
                     candidate = perSlot >= biggest ? perSlot : raw;
                 } else {
                     candidate = raw;
                 }
                 if (candidate > maxMB) maxMB = candidate;
             }
-            log->traceMAX(__LINE__, kFile, op, "hardware %s %u %s %u", "Table 16: Max Module Size:", maxMB,
-                          "Slots:", nSlots);
+            log->traceMAX(__LINE__, kFile, op, "hardware %s %u %s %u",
+                          "Table 16: Max Module Size:", maxMB, "Slots:", nSlots);
         }
     }
     if (maxModuleSizeMB) *maxModuleSizeMB = maxMB;

@@ -135,7 +135,7 @@ std::string resolved(const char* path) {
     return s;
 }
 
-}  // namespace
+} // namespace
 
 int qtvbios_mif_rewrite_file(const char* path, const char* date) {
     CcLogWrapper* log = getCcLogHw();

@@ -16,13 +16,14 @@ String attr(const Node* node, const char* name) {
 uint32_t strtou32(const char* text) {
     unsigned long long v = std::strtoull(text, nullptr, 0);
     const char* p = text;
-    while (std::isspace(static_cast<unsigned char>(*p))) ++p;
-    if (*p == '-') v = 0ULL - v;  // the magnitude
+    while (std::isspace(static_cast<unsigned char>(*p)))
+        ++p;
+    if (*p == '-') v = 0ULL - v; // the magnitude
     if (v > 0xFFFFFFFFULL) return 0xFFFFFFFFu;
     uint32_t r = static_cast<uint32_t>(v);
     return *p == '-' ? 0u - r : r;
 }
-}  // namespace
+} // namespace
 
 QCMInfo::QCMInfo(const Node* node) {
     if (!node || node->getName() != String("QCM")) return;
@@ -72,7 +73,8 @@ void HWParseNodeSink::visit(Node* node) {
     }
     if (node->getChildCount() == 0) t << "no children" << Trace::endl;
     // Depth is bounded by the reader's nesting limit.
-    for (int i = 0; i < node->getChildCount(); ++i) visit(node->getChild(i));
+    for (int i = 0; i < node->getChildCount(); ++i)
+        visit(node->getChild(i));
 }
 
 Node* HWParseNodeSink::getNode(int kind) const {

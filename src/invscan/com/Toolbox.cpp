@@ -11,7 +11,7 @@ bool isSpace(char c) {
 bool isDigit(char c) {
     return std::isdigit(static_cast<unsigned char>(c)) != 0;
 }
-}  // namespace
+} // namespace
 
 bool Toolbox::str2ulong(const char* s, unsigned long& out, int base) {
     if (!s) return false;
@@ -62,11 +62,13 @@ std::string Toolbox::get_token(const char* s, int& pos) {
     size_t len = std::strlen(s);
     size_t p = static_cast<size_t>(pos);
     if (p >= len) return std::string();
-    while (p < len && isSpace(s[p])) ++p;
+    while (p < len && isSpace(s[p]))
+        ++p;
     pos = static_cast<int>(p);
     if (p >= len) return std::string();
     size_t start = p;
-    while (p < len && !isSpace(s[p])) ++p;
+    while (p < len && !isSpace(s[p]))
+        ++p;
     pos = static_cast<int>(p);
     return std::string(s + start, p - start);
 }
@@ -75,9 +77,11 @@ std::string Toolbox::trim(const char* s) {
     if (!s) return std::string();
     size_t len = std::strlen(s);
     size_t b = 0;
-    while (b < len && isSpace(s[b])) ++b;
+    while (b < len && isSpace(s[b]))
+        ++b;
     size_t e = len;
-    while (e > b && isSpace(s[e - 1])) --e;
+    while (e > b && isSpace(s[e - 1]))
+        --e;
     return std::string(s + b, e - b);
 }
 
@@ -110,7 +114,7 @@ unsigned long long versionNumber(const char* s) {
     }
     return n;
 }
-}  // namespace
+} // namespace
 
 int Toolbox::compareVersions(const char* a, const char* b) {
     if (!a || !b || !*a || !*b) return -1;

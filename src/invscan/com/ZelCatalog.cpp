@@ -10,8 +10,10 @@
 #define U ZEL_ULONG, 0
 #define DT ZEL_DATETIME, 0
 #define ULL ZEL_ULONGLONG, 0
-#define ATTR_END {ZEL_DEF_END, nullptr, 0, 0, nullptr}
-#define ENUM_END {ZEL_DEF_END, nullptr}
+#define ATTR_END                                                                                   \
+    { ZEL_DEF_END, nullptr, 0, 0, nullptr }
+#define ENUM_END                                                                                   \
+    { ZEL_DEF_END, nullptr }
 
 const zelEnumDef HWSEC_POP_ENUM_DEF[] = {
     {0, "Disabled"}, {1, "Enabled"}, {2, "Unsupported"}, {3, "Unknown"}, ENUM_END};
@@ -19,52 +21,58 @@ const zelEnumDef STORAGE_SECURITY_ENABLED_ENUM_DEF[] = {
     {0, "Yes"}, {1, "No"}, {2, "Unsupported"}, {3, "Unknown"}, ENUM_END};
 const zelEnumDef PART_TYPE_ENUM_DEF[] = {
     {0, "Unknown"}, {1, "Logical Drive"}, {2, "Remote Drive"}, {3, "Logical Volume"}, ENUM_END};
-const zelEnumDef PART_MEDIA_TYPE_ENUM_DEF[] = {
-    {0, "Unknown"},    {1, "No Root Directory"}, {2, "Removable Disk"}, {3, "Local Disk"},
-    {4, "Remote Drive"}, {5, "CD-ROM"},          {6, "RAM Disk"},       ENUM_END};
+const zelEnumDef PART_MEDIA_TYPE_ENUM_DEF[] = {{0, "Unknown"},        {1, "No Root Directory"},
+                                               {2, "Removable Disk"}, {3, "Local Disk"},
+                                               {4, "Remote Drive"},   {5, "CD-ROM"},
+                                               {6, "RAM Disk"},       ENUM_END};
 const zelEnumDef REGIONAL_TZ_PLUS_MINUS[] = {{1, "+"}, {2, "-"}, ENUM_END};
 const zelEnumDef REGIONAL_TZ_DAYLIGHT[] = {{1, "T"}, {2, "F"}, ENUM_END};
 
-const zelAttribDef COMPONENTID_ATTRS_DEF[] = {
-    {1, "Manufacturer", S(64), nullptr},   {2, "Product", S(128), nullptr},
-    {3, "Version", S(64), nullptr},        {4, "Serial Number", S(64), nullptr},
-    {5, "Installation", S(64), nullptr},   {6, "Verify", S(64), nullptr},
-    {7, "Type", S(32), nullptr},           {8, "Model Class", S(64), nullptr},
-    {9, "UUID", S(64), nullptr},           {10, "Plant", S(64), nullptr},
-    {11, "Sequence Code", S(64), nullptr}, {12, "Model", S(64), nullptr},
-    {13, "HW Serial", S(128), nullptr},    {14, "Platform", S(128), nullptr},
-    ATTR_END};
+const zelAttribDef COMPONENTID_ATTRS_DEF[] = {{1, "Manufacturer", S(64), nullptr},
+                                              {2, "Product", S(128), nullptr},
+                                              {3, "Version", S(64), nullptr},
+                                              {4, "Serial Number", S(64), nullptr},
+                                              {5, "Installation", S(64), nullptr},
+                                              {6, "Verify", S(64), nullptr},
+                                              {7, "Type", S(32), nullptr},
+                                              {8, "Model Class", S(64), nullptr},
+                                              {9, "UUID", S(64), nullptr},
+                                              {10, "Plant", S(64), nullptr},
+                                              {11, "Sequence Code", S(64), nullptr},
+                                              {12, "Model", S(64), nullptr},
+                                              {13, "HW Serial", S(128), nullptr},
+                                              {14, "Platform", S(128), nullptr},
+                                              ATTR_END};
 
 const zelAttribDef SCAN_INFO_ATTRS_DEF[] = {
-    {1, "Manufacturer", S(64), nullptr},   {2, "Major Version", U, nullptr},
-    {3, "Minor Version", U, nullptr},      {7, "Maintenance Version", U, nullptr},
-    {9, "Patch Level", U, nullptr},        {4, "Scan Date", DT, nullptr},
-    {5, "Build", S(64), nullptr},          {6, "Uptime", U, nullptr},
-    {8, "MobilityFlag", U, nullptr},       ATTR_END};
+    {1, "Manufacturer", S(64), nullptr}, {2, "Major Version", U, nullptr},
+    {3, "Minor Version", U, nullptr},    {7, "Maintenance Version", U, nullptr},
+    {9, "Patch Level", U, nullptr},      {4, "Scan Date", DT, nullptr},
+    {5, "Build", S(64), nullptr},        {6, "Uptime", U, nullptr},
+    {8, "MobilityFlag", U, nullptr},     ATTR_END};
 
-const zelAttribDef OPER_SYS_ATTRS_DEF[] = {
-    {1, "Name", S(128), nullptr},
-    {2, "Type", U, OS_TYPE_ENUM_DEF},
-    {3, "Major Version", U, nullptr},
-    {4, "Minor Version", U, nullptr},
-    {5, "Sub Version", S(64), nullptr},
-    {6, "Install Date", DT, nullptr},
-    {7, "Registered Organization", S(255), nullptr},
-    {8, "Registered Owner", S(255), nullptr},
-    {9, "Product ID", S(64), nullptr},
-    {10, "OS Arch", S(24), nullptr},
-    {11, "OS Kernel Mode", S(24), nullptr},
-    {12, "Description String", S(255), nullptr},
-    {13, "OS Language Version", S(64), nullptr},
-    {14, "OS Locale ID", S(64), nullptr},
-    {15, "OS Messages Locale", S(64), nullptr},
-    {16, "Last Boot Up Time", DT, nullptr},
-    {17, "Current User Locale ID", S(64), nullptr},
-    {18, "OS Name", S(64), nullptr},
-    {19, "OS Version", S(64), nullptr},
-    {20, "ServicePack Version Major", U, nullptr},
-    {21, "ServicePack Version Minor", U, nullptr},
-    ATTR_END};
+const zelAttribDef OPER_SYS_ATTRS_DEF[] = {{1, "Name", S(128), nullptr},
+                                           {2, "Type", U, OS_TYPE_ENUM_DEF},
+                                           {3, "Major Version", U, nullptr},
+                                           {4, "Minor Version", U, nullptr},
+                                           {5, "Sub Version", S(64), nullptr},
+                                           {6, "Install Date", DT, nullptr},
+                                           {7, "Registered Organization", S(255), nullptr},
+                                           {8, "Registered Owner", S(255), nullptr},
+                                           {9, "Product ID", S(64), nullptr},
+                                           {10, "OS Arch", S(24), nullptr},
+                                           {11, "OS Kernel Mode", S(24), nullptr},
+                                           {12, "Description String", S(255), nullptr},
+                                           {13, "OS Language Version", S(64), nullptr},
+                                           {14, "OS Locale ID", S(64), nullptr},
+                                           {15, "OS Messages Locale", S(64), nullptr},
+                                           {16, "Last Boot Up Time", DT, nullptr},
+                                           {17, "Current User Locale ID", S(64), nullptr},
+                                           {18, "OS Name", S(64), nullptr},
+                                           {19, "OS Version", S(64), nullptr},
+                                           {20, "ServicePack Version Major", U, nullptr},
+                                           {21, "ServicePack Version Minor", U, nullptr},
+                                           ATTR_END};
 
 const zelAttribDef SMBIOS_ATTRS_DEF[] = {
     {1, "BIOS Vendor", S(64), nullptr},
@@ -93,17 +101,19 @@ const zelAttribDef SMBIOS_ATTRS_DEF[] = {
     ATTR_END};
 
 const zelAttribDef MEMORY_ATTRS_DEF[] = {
-    {1, "Total Physical", U, nullptr}, {2, "Free Physical", U, nullptr},
-    {3, "Total Virtual", U, nullptr},  {4, "Free Virtual", U, nullptr},
-    {5, "Total Page", U, nullptr},     {6, "Free Page", U, nullptr},
-    {7, "Page Size", U, nullptr},      {8, "Max Memory MB", U, nullptr},
+    {1, "Total Physical", U, nullptr},      {2, "Free Physical", U, nullptr},
+    {3, "Total Virtual", U, nullptr},       {4, "Free Virtual", U, nullptr},
+    {5, "Total Page", U, nullptr},          {6, "Free Page", U, nullptr},
+    {7, "Page Size", U, nullptr},           {8, "Max Memory MB", U, nullptr},
     {9, "Num Slots Supported", U, nullptr}, ATTR_END};
 
-const zelAttribDef MEMORY_MODULES_ATTRS_DEF[] = {
-    {1, "Index", U, nullptr},           {2, "Module Size MB", U, nullptr},
-    {3, "Max Module Size MB", U, nullptr}, {4, "Socket Name", S(24), nullptr},
-    {5, "Packaging", S(16), nullptr},   {6, "Memory Type", S(48), nullptr},
-    ATTR_END};
+const zelAttribDef MEMORY_MODULES_ATTRS_DEF[] = {{1, "Index", U, nullptr},
+                                                 {2, "Module Size MB", U, nullptr},
+                                                 {3, "Max Module Size MB", U, nullptr},
+                                                 {4, "Socket Name", S(24), nullptr},
+                                                 {5, "Packaging", S(16), nullptr},
+                                                 {6, "Memory Type", S(48), nullptr},
+                                                 ATTR_END};
 
 const zelAttribDef STORAGE_ATTRS_DEF[] = {
     {1, "Index", U, nullptr},
@@ -119,80 +129,86 @@ const zelAttribDef STORAGE_ATTRS_DEF[] = {
     {11, "Security Enabled", U, STORAGE_SECURITY_ENABLED_ENUM_DEF},
     ATTR_END};
 
-const zelAttribDef NET_ADPTR_ATTRS_DEF[] = {
-    {1, "Index", U, nullptr},
-    {2, "ID", S(32), nullptr},
-    {3, "Permanent Address", S(64), nullptr},
-    {4, "Current Address", S(64), nullptr},
-    {5, "Type", U, ADAPTER_TYPE_ENUM_DEF},
-    {6, "Model", S(255), nullptr},
-    {7, "Manufacturer", S(128), nullptr},
-    {8, "Install Date", DT, nullptr},
-    {9, "Connector Type", S(128), nullptr},
-    {10, "Physical Type", S(64), nullptr},
-    {11, "EtherChannel devices", S(128), nullptr},
-    {12, "Driver Path", S(255), nullptr},
-    {13, "Driver Version", S(255), nullptr},
-    {14, "Driver Name", S(255), nullptr},
-    {15, "Driver Manufacturer", S(255), nullptr},
-    ATTR_END};
+const zelAttribDef NET_ADPTR_ATTRS_DEF[] = {{1, "Index", U, nullptr},
+                                            {2, "ID", S(32), nullptr},
+                                            {3, "Permanent Address", S(64), nullptr},
+                                            {4, "Current Address", S(64), nullptr},
+                                            {5, "Type", U, ADAPTER_TYPE_ENUM_DEF},
+                                            {6, "Model", S(255), nullptr},
+                                            {7, "Manufacturer", S(128), nullptr},
+                                            {8, "Install Date", DT, nullptr},
+                                            {9, "Connector Type", S(128), nullptr},
+                                            {10, "Physical Type", S(64), nullptr},
+                                            {11, "EtherChannel devices", S(128), nullptr},
+                                            {12, "Driver Path", S(255), nullptr},
+                                            {13, "Driver Version", S(255), nullptr},
+                                            {14, "Driver Name", S(255), nullptr},
+                                            {15, "Driver Manufacturer", S(255), nullptr},
+                                            ATTR_END};
 
-const zelAttribDef IP_ADDR_ATTRS_DEF[] = {
-    {1, "Index", U, nullptr},           {2, "Address", S(40), nullptr},
-    {9, "DHCP Enabled", S(1), nullptr}, {3, "Hostname", S(64), nullptr},
-    {4, "Domain", S(64), nullptr},      {5, "Subnet", S(40), nullptr},
-    {6, "Gateway", S(40), nullptr},     {7, "Primary DNS", S(40), nullptr},
-    {8, "Secondary DNS", S(40), nullptr}, {10, "Permanent Mac Address", S(64), nullptr},
-    {11, "IPV6Address", S(64), nullptr}, ATTR_END};
+const zelAttribDef IP_ADDR_ATTRS_DEF[] = {{1, "Index", U, nullptr},
+                                          {2, "Address", S(40), nullptr},
+                                          {9, "DHCP Enabled", S(1), nullptr},
+                                          {3, "Hostname", S(64), nullptr},
+                                          {4, "Domain", S(64), nullptr},
+                                          {5, "Subnet", S(40), nullptr},
+                                          {6, "Gateway", S(40), nullptr},
+                                          {7, "Primary DNS", S(40), nullptr},
+                                          {8, "Secondary DNS", S(40), nullptr},
+                                          {10, "Permanent Mac Address", S(64), nullptr},
+                                          {11, "IPV6Address", S(64), nullptr},
+                                          ATTR_END};
 
-const zelAttribDef IPV6_ADDR_ATTRS_DEF[] = {
-    {1, "Index", U, nullptr},            {2, "Address", S(40), nullptr},
-    {3, "Hostname", S(64), nullptr},     {4, "Domain", S(64), nullptr},
-    {5, "Subnet", S(40), nullptr},       {6, "Gateway", S(40), nullptr},
-    {7, "Primary DNS", S(40), nullptr},  {8, "Secondary DNS", S(40), nullptr},
-    {9, "Permanent Mac Address", S(64), nullptr}, {10, "Scope", S(24), nullptr},
-    {11, "Adapter Name", S(128), nullptr}, ATTR_END};
+const zelAttribDef IPV6_ADDR_ATTRS_DEF[] = {{1, "Index", U, nullptr},
+                                            {2, "Address", S(40), nullptr},
+                                            {3, "Hostname", S(64), nullptr},
+                                            {4, "Domain", S(64), nullptr},
+                                            {5, "Subnet", S(40), nullptr},
+                                            {6, "Gateway", S(40), nullptr},
+                                            {7, "Primary DNS", S(40), nullptr},
+                                            {8, "Secondary DNS", S(40), nullptr},
+                                            {9, "Permanent Mac Address", S(64), nullptr},
+                                            {10, "Scope", S(24), nullptr},
+                                            {11, "Adapter Name", S(128), nullptr},
+                                            ATTR_END};
 
-const zelAttribDef PART_ATTRS_DEF[] = {
-    {1, "Index", U, nullptr},
-    {2, "Type", U, PART_TYPE_ENUM_DEF},
-    {3, "Media Type", U, PART_MEDIA_TYPE_ENUM_DEF},
-    {4, "Device Name", S(64), nullptr},
-    {5, "Physical Size", ULL, nullptr},
-    {6, "FS Type", U, FILE_SYSTEM_TYPE_ENUM_DEF},
-    {7, "FS Access Point", S(255), nullptr},
-    {8, "FS Mount Point", S(255), nullptr},
-    {9, "FS Total Size", ULL, nullptr},
-    {10, "FS Free Size", ULL, nullptr},
-    {11, "Server Hostname", S(255), nullptr},
-    {12, "Server Path", S(255), nullptr},
-    ATTR_END};
+const zelAttribDef PART_ATTRS_DEF[] = {{1, "Index", U, nullptr},
+                                       {2, "Type", U, PART_TYPE_ENUM_DEF},
+                                       {3, "Media Type", U, PART_MEDIA_TYPE_ENUM_DEF},
+                                       {4, "Device Name", S(64), nullptr},
+                                       {5, "Physical Size", ULL, nullptr},
+                                       {6, "FS Type", U, FILE_SYSTEM_TYPE_ENUM_DEF},
+                                       {7, "FS Access Point", S(255), nullptr},
+                                       {8, "FS Mount Point", S(255), nullptr},
+                                       {9, "FS Total Size", ULL, nullptr},
+                                       {10, "FS Free Size", ULL, nullptr},
+                                       {11, "Server Hostname", S(255), nullptr},
+                                       {12, "Server Path", S(255), nullptr},
+                                       ATTR_END};
 
-const zelAttribDef REGIONAL_ATTRS_DEF[] = {
-    {1, "Local", S(32), nullptr},
-    {2, "Time Zone Seconds", U, nullptr},
-    {3, "Time Zone Plus Minus", U, REGIONAL_TZ_PLUS_MINUS},
-    {4, "Daylight", U, REGIONAL_TZ_DAYLIGHT},
-    {5, "Time Zone Name", S(64), nullptr},
-    {6, "Time Zone Daylight Name", S(64), nullptr},
-    ATTR_END};
+const zelAttribDef REGIONAL_ATTRS_DEF[] = {{1, "Local", S(32), nullptr},
+                                           {2, "Time Zone Seconds", U, nullptr},
+                                           {3, "Time Zone Plus Minus", U, REGIONAL_TZ_PLUS_MINUS},
+                                           {4, "Daylight", U, REGIONAL_TZ_DAYLIGHT},
+                                           {5, "Time Zone Name", S(64), nullptr},
+                                           {6, "Time Zone Daylight Name", S(64), nullptr},
+                                           ATTR_END};
 
-const zelAttribDef PHYS_PROC_ATTRS_DEF[] = {
-    {1, "Id", S(64), nullptr},
-    {4, "Manufacturer", S(64), nullptr},
-    {5, "Family", S(64), nullptr},
-    {6, "Type", S(64), nullptr},
-    {2, "Core Per Package Count", U, nullptr},
-    {3, "Logical Proc Per Core", U, nullptr},
-    {7, "CpuFreq", U, nullptr},
-    {8, "L2 Cache Size", U, nullptr},
-    {9, "L3 Cache Size", U, nullptr},
-    {10, "Brandname", S(128), nullptr},
-    {11, "Signature", S(128), nullptr},
-    {12, "Is64BitSupported", S(1), nullptr},
-    {13, "Active Processor Count", U, nullptr},
-    {14, "Active Core Count", U, nullptr},
-    ATTR_END};
+const zelAttribDef PHYS_PROC_ATTRS_DEF[] = {{1, "Id", S(64), nullptr},
+                                            {4, "Manufacturer", S(64), nullptr},
+                                            {5, "Family", S(64), nullptr},
+                                            {6, "Type", S(64), nullptr},
+                                            {2, "Core Per Package Count", U, nullptr},
+                                            {3, "Logical Proc Per Core", U, nullptr},
+                                            {7, "CpuFreq", U, nullptr},
+                                            {8, "L2 Cache Size", U, nullptr},
+                                            {9, "L3 Cache Size", U, nullptr},
+                                            {10, "Brandname", S(128), nullptr},
+                                            {11, "Signature", S(128), nullptr},
+                                            {12, "Is64BitSupported", S(1), nullptr},
+                                            {13, "Active Processor Count", U, nullptr},
+                                            {14, "Active Core Count", U, nullptr},
+                                            ATTR_END};
 
 const uint32_t MEMORY_MODULES_KEYS_DEF[] = {1, ZEL_DEF_END};
 const uint32_t STORAGE_KEYS_DEF[] = {1, 2, ZEL_DEF_END};
@@ -278,14 +294,16 @@ void PrintZelEnumToFile(std::FILE* file, const zelAttribDef* attrib) {
 unsigned long zelEnumCount(const zelEnumDef* e) {
     unsigned long n = 0;
     if (e)
-        while (e[n].value != ZEL_DEF_END) ++n;
+        while (e[n].value != ZEL_DEF_END)
+            ++n;
     return n;
 }
 
 unsigned long zelAttribCount(const zelAttribDef* a) {
     unsigned long n = 0;
     if (a)
-        while (a[n].id != ZEL_DEF_END) ++n;
+        while (a[n].id != ZEL_DEF_END)
+            ++n;
     return n;
 }
 

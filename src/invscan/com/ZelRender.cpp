@@ -72,7 +72,8 @@ void PrintZelFloat(std::FILE* file, double value) {
 
 void PrintOctetStringToFile(std::FILE* file, const unsigned char* bytes, unsigned long count) {
     std::fputc('"', file);
-    for (unsigned long i = 0; i < count; ++i) std::fprintf(file, "%02X", bytes[i]);
+    for (unsigned long i = 0; i < count; ++i)
+        std::fprintf(file, "%02X", bytes[i]);
     std::fputc('"', file);
 }
 
@@ -125,7 +126,7 @@ void printCommonValue(std::FILE* f, const ZelValue& v) {
     }
 }
 
-}  // namespace
+} // namespace
 
 void PrintZelStringToFile(std::FILE* file, const unsigned char* counted) {
     uint32_t n = zelGet32(counted);
@@ -141,7 +142,8 @@ void PrintZelStringToFile(std::FILE* file, const unsigned char* counted) {
 }
 
 void PrintZelTimeBlockToFile(std::FILE* file, const unsigned char* block) {
-    for (int i = 0; i < ZEL_DATETIME_LEN; ++i) std::fputc(block[i], file);
+    for (int i = 0; i < ZEL_DATETIME_LEN; ++i)
+        std::fputc(block[i], file);
 }
 
 void PrintZelAttribValueToFile(std::FILE* file, const unsigned char* block) {

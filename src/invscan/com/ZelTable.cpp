@@ -4,8 +4,7 @@
 #include <ctime>
 #include <new>
 
-ZelTable::ZelTable(const zelGroupDef* definitions, unsigned long groupId,
-                   unsigned long version)
+ZelTable::ZelTable(const zelGroupDef* definitions, unsigned long groupId, unsigned long version)
     : m_version(version), m_groupId(groupId), m_definitions(definitions) {
     createTimeStap();
 }
@@ -61,7 +60,8 @@ ZelTableRow* ZelTable::getNext() {
 void ZelTable::toString() const {
     std::printf("\n--------Table %s (%08lX) ver=%lu", getGroupName(), m_groupId, m_version);
     std::printf("\nRows=%lu", m_rowCount);
-    for (Link* l = m_head; l; l = l->next) l->row->toString();
+    for (Link* l = m_head; l; l = l->next)
+        l->row->toString();
 }
 
 ZelGroup::ZelGroup(unsigned long groupId, unsigned long version)
@@ -86,7 +86,8 @@ String ZelGroup::getGroupName() const {
 void ZelGroup::addExtraTable(ZelTable* table) {
     ZelTable** grown = new (std::nothrow) ZelTable*[static_cast<size_t>(m_extraCount) + 1];
     if (!grown) return;
-    for (int i = 0; i < m_extraCount; ++i) grown[i] = m_extraTables[i];
+    for (int i = 0; i < m_extraCount; ++i)
+        grown[i] = m_extraTables[i];
     grown[m_extraCount] = table;
     delete[] m_extraTables;
     m_extraTables = grown;
@@ -106,7 +107,7 @@ const wchar_t* findAttr(const ZelAttrList* list, const wchar_t* key) {
         if (pair.first.compareTo(k) == 0) return pair.second.c_str();
     return nullptr;
 }
-}  // namespace
+} // namespace
 
 const wchar_t* ZelGroup::getGroupAttr(const wchar_t* key) const {
     return findAttr(m_groupAttrs, key);

@@ -16,8 +16,7 @@ void put64(unsigned char* p, uint64_t v) {
     zelPut32(p + 4, static_cast<uint32_t>(v >> 32));
 }
 
-template <typename T>
-void putBytes(unsigned char* p, T v) {
+template <typename T> void putBytes(unsigned char* p, T v) {
     static_assert(sizeof(T) == 4 || sizeof(T) == 8, "IEEE float or double");
     if (sizeof(T) == 4) {
         uint32_t bits;
@@ -30,7 +29,7 @@ void putBytes(unsigned char* p, T v) {
     }
 }
 
-}  // namespace
+} // namespace
 
 unsigned char* ZelTableAttrib::allocate(unsigned long id, uint32_t type, size_t valueBytes) {
     size_t total = ZEL_ATTRIB_HEADER + valueBytes;
@@ -82,8 +81,7 @@ ZelTableAttrib::ZelTableAttrib(unsigned long id, uquad value) {
     zelPut32(p + 4, value.second);
 }
 
-ZelTableAttrib::ZelTableAttrib(unsigned long id, const unsigned char* bytes,
-                               unsigned long length) {
+ZelTableAttrib::ZelTableAttrib(unsigned long id, const unsigned char* bytes, unsigned long length) {
     if (!bytes) length = 0;
     // The count and the block length are 32-bit words; size_t may be 32 bits too.
     const unsigned long maxOctets = 0xFFFFFFFFUL - ZEL_ATTRIB_HEADER - 4;
@@ -230,10 +228,10 @@ unsigned long StringToZelString(const char* text, unsigned char* dest, unsigned 
 }
 
 const char* getZelAttribTypeAsString(unsigned long code) {
-    static const char* const names[] = {
-        nullptr,         "ZEL_UCHAR",     "ZEL_USHORT",      "ZEL_ULONG",
-        "ZEL_UQUAD",     "ZEL_FLOAT",     "ZEL_DOUBLE",      "ZEL_STRING",
-        "ZEL_OCTETSTRING", "ZEL_DATETIME", "ZEL_ULONGLONG", "ZEL_LONGLONG"};
+    static const char* const names[] = {nullptr,        "ZEL_UCHAR",     "ZEL_USHORT",
+                                        "ZEL_ULONG",    "ZEL_UQUAD",     "ZEL_FLOAT",
+                                        "ZEL_DOUBLE",   "ZEL_STRING",    "ZEL_OCTETSTRING",
+                                        "ZEL_DATETIME", "ZEL_ULONGLONG", "ZEL_LONGLONG"};
     if (code >= 1 && code <= 11) return names[code];
     return "Undefined Attrib Type";
 }
@@ -264,6 +262,6 @@ bool zelBlockIsComplete(const unsigned char* block) {
     case ZEL_OCTETSTRING:
         return room >= 4 && zelGet32(v) <= room - 4;
     default:
-        return true;  // nothing of the value is read
+        return true; // nothing of the value is read
     }
 }

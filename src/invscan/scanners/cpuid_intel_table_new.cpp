@@ -35,7 +35,9 @@ bool debugOn() {
     return g_debug;
 }
 
-void logprefix(const char* file, int line) { std::fprintf(stderr, "%s(%d) - ", file, line); }
+void logprefix(const char* file, int line) {
+    std::fprintf(stderr, "%s(%d) - ", file, line);
+}
 
 #if defined(__GNUC__)
 __attribute__((format(printf, 1, 2)))
@@ -47,16 +49,20 @@ void logprintf(const char* fmt, ...) {
     va_end(args);
 }
 
-#define INTEL_DEBUG(...)                  \
-    do {                                  \
-        if (debugOn()) {                  \
-            logprefix(kSrc, __LINE__);    \
-            logprintf(__VA_ARGS__);       \
-        }                                 \
+#define INTEL_DEBUG(...)                                                                           \
+    do {                                                                                           \
+        if (debugOn()) {                                                                           \
+            logprefix(kSrc, __LINE__);                                                             \
+            logprintf(__VA_ARGS__);                                                                \
+        }                                                                                          \
     } while (0)
 
-bool isDigit(char c) { return std::isdigit(static_cast<unsigned char>(c)) != 0; }
-bool isAlpha(char c) { return std::isalpha(static_cast<unsigned char>(c)) != 0; }
+bool isDigit(char c) {
+    return std::isdigit(static_cast<unsigned char>(c)) != 0;
+}
+bool isAlpha(char c) {
+    return std::isalpha(static_cast<unsigned char>(c)) != 0;
+}
 
 // IntelCheckModelNumber on the first len characters of model.
 bool checkModel(const char* brand, const char* model, size_t len) {
@@ -76,7 +82,8 @@ size_t strippedLength(const char* model) {
     size_t len = std::strlen(model);
     if (len < 2) return 0;
     size_t end = len;
-    while (end > 0 && isAlpha(model[end - 1])) --end;
+    while (end > 0 && isAlpha(model[end - 1]))
+        --end;
     return end == len ? 0 : end;
 }
 
@@ -84,7 +91,8 @@ size_t strippedLength(const char* model) {
 const char* modelSuffix(const char* model) {
     if (!*model) return model;
     const char* p = model + 1;
-    while (isDigit(*p)) ++p;
+    while (isDigit(*p))
+        ++p;
     return p;
 }
 
@@ -103,8 +111,7 @@ int clampedProduct(int a, int b) {
 }
 
 // Counts the rows that satisfy hit over the whole table; last is the last of them.
-template <class Pred>
-int countHits(Pred hit, int& last) {
+template <class Pred> int countHits(Pred hit, int& last) {
     int hits = 0;
     for (unsigned i = 0; newIntelTable[i].brand != INTEL_TABLE_END; ++i) {
         if (hit(newIntelTable[i])) {
@@ -131,16 +138,20 @@ const char* guessFamily(const char* brand, int& index) {
     return index < 0 ? nullptr : kGuesses[index];
 }
 
-}  // namespace
+} // namespace
 
 void IntelSetDebug(bool on) {
     g_debugInit = true;
     g_debug = on;
 }
 
-bool IntelDebug() { return debugOn(); }
+bool IntelDebug() {
+    return debugOn();
+}
 
-PhysicalProcessor::PhysicalProcessor() { brandString[0] = '\0'; }
+PhysicalProcessor::PhysicalProcessor() {
+    brandString[0] = '\0';
+}
 
 void PhysicalProcessor::setBrand(const char* brand) {
     std::snprintf(brandString, sizeof brandString, "%s", brand ? brand : "");
@@ -150,16 +161,26 @@ bool IntelCheckBrand(const char* brand, int code) {
     if (!brand) return false;
     const bool core = std::strstr(brand, "Core") != nullptr;
     switch (code) {
-    case 0: return std::strstr(brand, "Pentium") != nullptr;
-    case 1: return std::strstr(brand, "Celeron") != nullptr;
-    case 2: return std::strstr(brand, "Xeon") != nullptr;
-    case 4: return core;
-    case 5: return core && Toolbox::strcasestr(brand, "i3");
-    case 6: return core && Toolbox::strcasestr(brand, "i5");
-    case 7: return core && Toolbox::strcasestr(brand, "i7");
-    case 8: return std::strstr(brand, "Atom") != nullptr;
-    case 9: return core && Toolbox::strcasestr(brand, "i9");
-    default: return false;  // 3 is Itanium: no x86 brand string names it
+    case 0:
+        return std::strstr(brand, "Pentium") != nullptr;
+    case 1:
+        return std::strstr(brand, "Celeron") != nullptr;
+    case 2:
+        return std::strstr(brand, "Xeon") != nullptr;
+    case 4:
+        return core;
+    case 5:
+        return core && Toolbox::strcasestr(brand, "i3");
+    case 6:
+        return core && Toolbox::strcasestr(brand, "i5");
+    case 7:
+        return core && Toolbox::strcasestr(brand, "i7");
+    case 8:
+        return std::strstr(brand, "Atom") != nullptr;
+    case 9:
+        return core && Toolbox::strcasestr(brand, "i9");
+    default:
+        return false; // 3 is Itanium: no x86 brand string names it
     }
 }
 
@@ -179,15 +200,18 @@ int IntelGetMHzFromBrandstring(const char* brand) {
     if (!unit) return -1;
 
     const char* p = unit;
-    while (p > brand && p[-1] == ' ') --p;
+    while (p > brand && p[-1] == ' ')
+        --p;
     const char* const end = p;
-    while (p > brand && (isDigit(p[-1]) || p[-1] == '.')) --p;
+    while (p > brand && (isDigit(p[-1]) || p[-1] == '.'))
+        --p;
 
     // Saturate: a real clock has a handful of digits, garbage may have hundreds.
     const long long kCap = 1000000000LL;
     long long whole = 0;
     const char* q = p;
-    for (; q < end && isDigit(*q); ++q) whole = std::min(kCap, whole * 10 + (*q - '0'));
+    for (; q < end && isDigit(*q); ++q)
+        whole = std::min(kCap, whole * 10 + (*q - '0'));
     if (whole < 1) return -1;
     if (factor == 1) return static_cast<int>(whole);
 
@@ -232,12 +256,13 @@ bool IntelLookupNewTable(PhysicalProcessor& proc) {
 
     const uint32_t sig = proc.signature & 0xFFFFFu;
     const int speed = IntelGetMHzFromBrandstring(brand);
-    INTEL_DEBUG("IntelLookupNewTable() STARTING brandstring='%s' signature=0x%X speed=%d\n",
-                brand, sig, speed);
+    INTEL_DEBUG("IntelLookupNewTable() STARTING brandstring='%s' signature=0x%X speed=%d\n", brand,
+                sig, speed);
 
     // The brand check depends on the code alone: once per code, not once per row.
     bool brandOk[10];
-    for (int code = 0; code < 10; ++code) brandOk[code] = IntelCheckBrand(brand, code);
+    for (int code = 0; code < 10; ++code)
+        brandOk[code] = IntelCheckBrand(brand, code);
     auto brandMatches = [&](const IntelModelRow& r) { return r.brand < 10 && brandOk[r.brand]; };
     auto brandAndModel = [&](const IntelModelRow& r) {
         return brandMatches(r) && IntelCheckModelNumber(brand, r.model);
@@ -254,26 +279,32 @@ bool IntelLookupNewTable(PhysicalProcessor& proc) {
         const char* guess = guessFamily(brand, guessIndex);
         INTEL_DEBUG("IntelGuessFamily() FINISHED family = %d\n", guessIndex);
         if (guess) {
-            int n = countHits([&](const IntelModelRow& r) {
-                return brandMatches(r) && std::strcmp(r.family, guess) == 0 &&
-                       IntelCheckModelNumber(brand, r.model);
-            }, last);
+            int n = countHits(
+                [&](const IntelModelRow& r) {
+                    return brandMatches(r) && std::strcmp(r.family, guess) == 0 &&
+                           IntelCheckModelNumber(brand, r.model);
+                },
+                last);
             INTEL_DEBUG("IntelLookupNewTable() ITERATION 1A hits=%d\n", n);
             if (n == 1) selected = last;
         }
         if (selected < 0 && speed > 0) {
-            int n = countHits([&](const IntelModelRow& r) {
-                return brandMatches(r) && speedMatches(r, speed) &&
-                       IntelCheckModelNumber(brand, r.model);
-            }, last);
+            int n = countHits(
+                [&](const IntelModelRow& r) {
+                    return brandMatches(r) && speedMatches(r, speed) &&
+                           IntelCheckModelNumber(brand, r.model);
+                },
+                last);
             INTEL_DEBUG("IntelLookupNewTable() ITERATION 1B hits=%d\n", n);
             if (n == 1) selected = last;
         }
         if (selected < 0) {
-            int n = countHits([&](const IntelModelRow& r) {
-                return brandMatches(r) && signatureMatches(r, sig) &&
-                       IntelCheckModelNumber(brand, r.model);
-            }, last);
+            int n = countHits(
+                [&](const IntelModelRow& r) {
+                    return brandMatches(r) && signatureMatches(r, sig) &&
+                           IntelCheckModelNumber(brand, r.model);
+                },
+                last);
             INTEL_DEBUG("IntelLookupNewTable() ITERATION 1C hits=%d\n", n);
             if (n == 1) selected = last;
         }
@@ -281,14 +312,15 @@ bool IntelLookupNewTable(PhysicalProcessor& proc) {
 
     if (selected < 0) {
         // "i5 CPU M 520" for the row 520M: number and letters stand apart.
-        int n = countHits([&](const IntelModelRow& r) {
-            if (!brandMatches(r) || !speedMatches(r, speed))
-                return false;
-            const size_t stripped = strippedLength(r.model);
-            const char* suffix = modelSuffix(r.model);
-            return stripped > 0 && *suffix && checkModel(brand, r.model, stripped) &&
-                   checkModel(brand, suffix, std::strlen(suffix));
-        }, last);
+        int n = countHits(
+            [&](const IntelModelRow& r) {
+                if (!brandMatches(r) || !speedMatches(r, speed)) return false;
+                const size_t stripped = strippedLength(r.model);
+                const char* suffix = modelSuffix(r.model);
+                return stripped > 0 && *suffix && checkModel(brand, r.model, stripped) &&
+                       checkModel(brand, suffix, std::strlen(suffix));
+            },
+            last);
         INTEL_DEBUG("IntelLookupNewTable() ITERATION 1D hits=%d\n", n);
         if (n == 1) selected = last;
     }
@@ -297,13 +329,15 @@ bool IntelLookupNewTable(PhysicalProcessor& proc) {
         // Early firmware left the i3/i5/i7 out of some brand strings; any hit will do,
         // the last one wins.
         INTEL_DEBUG("IntelLookupNewTable() check for incorrectly branded Core iX...\n");
-        int n = countHits([&](const IntelModelRow& r) {
-            if (r.brand != 5 && r.brand != 6 && r.brand != 7 && r.brand != 9) return false;
-            if (!((r.signature == 0 && speedMatches(r, speed)) || r.signature == sig)) return false;
-            return IntelCheckModelNumber(brand, r.model);
-        }, last);
-        INTEL_DEBUG("IntelLookupNewTable() check for incorrectly branded Core iX result = %d\n",
-                    n);
+        int n = countHits(
+            [&](const IntelModelRow& r) {
+                if (r.brand != 5 && r.brand != 6 && r.brand != 7 && r.brand != 9) return false;
+                if (!((r.signature == 0 && speedMatches(r, speed)) || r.signature == sig))
+                    return false;
+                return IntelCheckModelNumber(brand, r.model);
+            },
+            last);
+        INTEL_DEBUG("IntelLookupNewTable() check for incorrectly branded Core iX result = %d\n", n);
         if (n > 0) selected = last;
     }
 
@@ -342,10 +376,12 @@ bool IntelLookupNewTable(PhysicalProcessor& proc) {
             if (firstLen > 0 && same) selected = first;
         }
         if (selected < 0) {
-            int n = countHits([&](const IntelModelRow& r) {
-                return signatureMatches(r, sig) && speedMatches(r, speed) &&
-                       IntelCheckModelNumber(brand, r.model);
-            }, last);
+            int n = countHits(
+                [&](const IntelModelRow& r) {
+                    return signatureMatches(r, sig) && speedMatches(r, speed) &&
+                           IntelCheckModelNumber(brand, r.model);
+                },
+                last);
             INTEL_DEBUG("IntelLookupNewTable() ITERATION 3 hits=%d\n", n);
             if (n == 1) selected = last;
         }
@@ -369,8 +405,8 @@ bool IntelLookupNewTable(PhysicalProcessor& proc) {
         } else if (row.threads >= 1 && row.cores >= 1) {
             perCore = row.threads / row.cores;
         }
-        if (proc.outCoresPerPackage >= 1 &&
-            proc.outCoresPerPackage >= proc.outLogicalPerPackage && perCore > 0)
+        if (proc.outCoresPerPackage >= 1 && proc.outCoresPerPackage >= proc.outLogicalPerPackage &&
+            perCore > 0)
             proc.outLogicalPerPackage = clampedProduct(proc.outCoresPerPackage, perCore);
     }
     INTEL_DEBUG("IntelLookupNewTable() FINISHED with result %d\n", selected >= 0 ? 1 : 0);

@@ -17,7 +17,9 @@ int debugLevel() {
     return level;
 }
 int g_override = -1;
-int dbg() { return g_override >= 0 ? g_override : debugLevel(); }
+int dbg() {
+    return g_override >= 0 ? g_override : debugLevel();
+}
 
 void logprefix(const char* fn, int line) {
     std::fprintf(stderr, "%s(%d) - ", fn, line);
@@ -33,12 +35,12 @@ void logprintf(const char* fmt, ...) {
     va_end(ap);
 }
 
-#define SMB_LOG(...)                              \
-    do {                                          \
-        if (dbg()) {                              \
-            logprefix(__func__, __LINE__);        \
-            logprintf(__VA_ARGS__);               \
-        }                                         \
+#define SMB_LOG(...)                                                                               \
+    do {                                                                                           \
+        if (dbg()) {                                                                               \
+            logprefix(__func__, __LINE__);                                                         \
+            logprintf(__VA_ARGS__);                                                                \
+        }                                                                                          \
     } while (0)
 
 // Reads within the structure's formatted area only; beyond it a field is 0.
@@ -48,7 +50,8 @@ struct Fields {
     unsigned u8(unsigned off) const { return off < len ? p[off] : 0u; }
     unsigned u16(unsigned off) const { return off + 1 < len ? p[off] | (p[off + 1] << 8) : 0u; }
     unsigned long u32(unsigned off) const {
-        return off + 3 < len ? static_cast<unsigned long>(p[off]) | (static_cast<unsigned long>(p[off + 1]) << 8) |
+        return off + 3 < len ? static_cast<unsigned long>(p[off]) |
+                                   (static_cast<unsigned long>(p[off + 1]) << 8) |
                                    (static_cast<unsigned long>(p[off + 2]) << 16) |
                                    (static_cast<unsigned long>(p[off + 3]) << 24)
                              : 0ul;
@@ -90,12 +93,14 @@ void parseSystemStruct(const unsigned char* s, const unsigned char* end, SmbiosI
         const unsigned char* u = s + 8;
         char buf[40];
         if (!versionAtLeast(info, 2, 6)) {
-            std::snprintf(buf, sizeof buf, "%02X%02X%02X%02X-%02X%02X-%02X%02X-%02X%02X-%02X%02X%02X%02X%02X%02X",
-                          u[0], u[1], u[2], u[3], u[4], u[5], u[6], u[7], u[8], u[9], u[10], u[11], u[12],
-                          u[13], u[14], u[15]);
+            std::snprintf(buf, sizeof buf,
+                          "%02X%02X%02X%02X-%02X%02X-%02X%02X-%02X%02X-%02X%02X%02X%02X%02X%02X",
+                          u[0], u[1], u[2], u[3], u[4], u[5], u[6], u[7], u[8], u[9], u[10], u[11],
+                          u[12], u[13], u[14], u[15]);
         } else {
-            std::snprintf(buf, sizeof buf, "%08lX-%04X-%04X-%02X%02X-%02X%02X%02X%02X%02X%02X", f.u32(8),
-                          f.u16(12), f.u16(14), u[8], u[9], u[10], u[11], u[12], u[13], u[14], u[15]);
+            std::snprintf(buf, sizeof buf, "%08lX-%04X-%04X-%02X%02X-%02X%02X%02X%02X%02X%02X",
+                          f.u32(8), f.u16(12), f.u16(14), u[8], u[9], u[10], u[11], u[12], u[13],
+                          u[14], u[15]);
         }
         sys.uuid = buf;
     }
@@ -103,15 +108,20 @@ void parseSystemStruct(const unsigned char* s, const unsigned char* end, SmbiosI
 
 // End of the string set that starts at `p`: the byte after its double NUL, or `end`.
 const unsigned char* skipStrings(const unsigned char* p, const unsigned char* end) {
-    while (p + 1 < end && !(p[0] == 0 && p[1] == 0)) ++p;
+    while (p + 1 < end && !(p[0] == 0 && p[1] == 0))
+        ++p;
     return p + 1 < end ? p + 2 : end;
 }
 
-}  // namespace
+} // namespace
 
-void setSmbiosDebug(int level) { g_override = level; }
+void setSmbiosDebug(int level) {
+    g_override = level;
+}
 
-int getSmbiosDebug() { return dbg(); }
+int getSmbiosDebug() {
+    return dbg();
+}
 
 // For the snapshot reader beside this file; not part of the interface.
 #if defined(__GNUC__)
@@ -135,7 +145,8 @@ char* getString(const unsigned char* s, const unsigned char* end, int index, cha
     const unsigned char* p = s + s[1];
     for (int i = 1; p < end && *p; ++i) {
         const unsigned char* e = p;
-        while (e < end && *e) ++e;
+        while (e < end && *e)
+            ++e;
         if (i == index) {
             size_t n = static_cast<size_t>(e - p);
             if (n >= outSize) n = outSize - 1;
@@ -181,22 +192,25 @@ int parseSmbiosStructs(const unsigned char* table, unsigned short count, unsigne
         unsigned long off = static_cast<unsigned long>(p - table);
         int remaining = static_cast<int>(end - p);
         if (remaining < 4) {
-            SMB_LOG("Warning! Structure header at %08lX is too long (%d) to fit in %d bytes\n", off, 4,
-                    remaining);
+            SMB_LOG("Warning! Structure header at %08lX is too long (%d) to fit in %d bytes\n", off,
+                    4, remaining);
             SMB_LOG("parseSmbiosStructs(): invalid structure\n");
             return 0;
         }
         int len = p[1];
         if (len < 4 || len > remaining) {
-            SMB_LOG("Warning! Structure at %08lX is too long (%d) to fit in %d bytes\n", off, len, remaining);
+            SMB_LOG("Warning! Structure at %08lX is too long (%d) to fit in %d bytes\n", off, len,
+                    remaining);
             SMB_LOG("parseSmbiosStructs(): invalid structure\n");
             return 0;
         }
         int type = p[0];
         SMB_LOG("parseSmbiosStructs: entry %d of %d: type=%d,length=%d,handle=0x%X\n", i + 1,
                 static_cast<int>(count), type, len, p[2] | (p[3] << 8));
-        if (type == 1) parseSystemStruct(p, end, info);
-        else if (type == 4) parseProcStruct(p, end, info);
+        if (type == 1)
+            parseSystemStruct(p, end, info);
+        else if (type == 4)
+            parseProcStruct(p, end, info);
         if (type == 127) break;
         p = skipStrings(p + len, end);
     }
@@ -204,7 +218,8 @@ int parseSmbiosStructs(const unsigned char* table, unsigned short count, unsigne
 }
 
 static void summarise(SmbiosInfo& info) {
-    int packages = 0, activePackages = 0, cores = 0, threads = 0, enabledCores = 0, activeThreads = 0;
+    int packages = 0, activePackages = 0, cores = 0, threads = 0, enabledCores = 0,
+        activeThreads = 0;
     for (const SmbiosInfo::Chip& c : info.chips) {
         if (!(c.status & 0x40)) {
             SMB_LOG("SMBIOS skipped empty socket\n");
@@ -282,10 +297,12 @@ void dump_smbios(const unsigned char* table, size_t length) {
             std::fprintf(f, "invalid structure, dump ends\n");
             break;
         }
-        for (unsigned k = 0; k < len; ++k) std::fprintf(f, "%s%02X", k % 16 ? " " : (k ? "\n  " : "  "), p[k]);
+        for (unsigned k = 0; k < len; ++k)
+            std::fprintf(f, "%s%02X", k % 16 ? " " : (k ? "\n  " : "  "), p[k]);
         std::fputc('\n', f);
         char s[256];
-        for (int n = 1; *getString(p, end, n, s, sizeof s); ++n) std::fprintf(f, "  string %d: \"%s\"\n", n, s);
+        for (int n = 1; *getString(p, end, n, s, sizeof s); ++n)
+            std::fprintf(f, "  string %d: \"%s\"\n", n, s);
         if (p[0] == 127) break;
         p = skipStrings(p + len, end);
     }

@@ -49,7 +49,8 @@ bool getSmbiosInfo(SmbiosInfo& info) {
     std::vector<unsigned char> table;
     if (!getSmbiosTableRaw(table)) {
         // The debug switch, not the variable's mere presence: INVSCAN_SMBIOS_DEBUG=0 is off.
-        if (getSmbiosDebug()) smbiosTrace(__func__, __LINE__, "ERROR! Failed to get SMBIOS table\n");
+        if (getSmbiosDebug())
+            smbiosTrace(__func__, __LINE__, "ERROR! Failed to get SMBIOS table\n");
         return false;
     }
     // The snapshot carries no entry point; 2.4 is the version the summary assumes.
