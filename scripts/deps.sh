@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Installs the Debian packages a build needs. Usage: deps.sh [base|test|m32|fuzz]...
+# Installs the Debian packages a build needs. Usage: deps.sh [base|test|m32|fuzz|check|package]...
 set -euo pipefail
 
 need=()
@@ -20,6 +20,8 @@ for kind in "${@:-base}"; do
       dpkg --print-foreign-architectures | grep -qx i386 || { dpkg --add-architecture i386; need+=(update); }
       want gcc-multilib g++-multilib libpugixml-dev:i386 libgtest-dev:i386 ;;
     fuzz) want clang libclang-rt-14-dev ;;
+    check) want git clang-format python3 python3-yaml ;;
+    package) want dpkg-dev fakeroot lintian ;;
     *) echo "deps.sh: unknown kind '$kind'" >&2; exit 2 ;;
   esac
 done
