@@ -1,4 +1,5 @@
 // The BIOS date rewrite of the MIF file and its string helpers.
+#include "invscan/CcLog.h"
 #include "invscan/qtvbios_mif.h"
 #include "smbios_builder.h"
 
@@ -10,7 +11,9 @@
 #include <iterator>
 #include <string>
 
+#include <functional>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 namespace {
@@ -72,40 +75,94 @@ TEST(MifRewrite, Cases) {
     EXPECT_EQ(qtvbios_mif_rewrite_file(path.c_str(), "2003-12-25"), 0);
 }
 
-TEST(MifRewrite, WhereTheFileLives) {
-    // A link stays a link and its target is rewritten; a folder that takes no new
-    // files still gets its file rewritten in place.
+// Runs `body` as an unprivileged user (nobody, when the tests run as root) in a child
+// process, and gives back what it reported.
+std::string asUnprivileged(const std::function<std::string()>& body) {
+    int fds[2];
+    if (pipe(fds) != 0) return "no pipe";
+    pid_t pid = fork();
+    if (pid == 0) {
+        close(fds[0]);
+        std::string report;
+        if (geteuid() == 0 && (setgid(65534) != 0 || setuid(65534) != 0))
+            report = "cannot drop to uid 65534";
+        else
+            report = body();
+        if (write(fds[1], report.data(), report.size()) < 0) _exit(2);
+        _exit(0);
+    }
+    close(fds[1]);
+    std::string out;
+    char buf[512];
+    ssize_t n;
+    while ((n = read(fds[0], buf, sizeof buf)) > 0)
+        out.append(buf, static_cast<size_t>(n));
+    close(fds[0]);
+    int status = 0;
+    waitpid(pid, &status, 0);
+    return WIFEXITED(status) && WEXITSTATUS(status) == 0 ? out : out + " (child failed)";
+}
+
+TEST(MifRewrite, WhereTheFileLivesAndWhoMayWriteIt) {
+    // A link stays a link and its target is rewritten; a folder that takes no new files
+    // still gets its file rewritten in place; a file the caller may not write stays as
+    // it was, whatever its folder allows. Mode and owner are kept.
     const std::string unknown = std::string(kHead) + "    Value = \"UNKNOWN\"\n";
     const std::string want = std::string(kHead) + std::string(16, ' ') + "Value = \"12/25/03\"\n";
-    const std::string dir = scratchPath("mifwhere");
-    mkdir(dir.c_str(), 0700);
-    const std::string target = dir + "/real.mif", link = dir + "/qtvbios.mif";
-    struct Case {
-        const char* name;
-        bool viaLink, lockFolder;
-    };
-    const Case cases[] = {{"link", true, false}, {"read-only folder", false, true}};
-    for (const Case& c : cases) {
-        if (c.lockFolder && geteuid() == 0) continue; // root writes anywhere
-        writeAll(target, unknown);
-        std::remove(link.c_str());
-        if (c.viaLink) {
-            ASSERT_EQ(symlink("real.mif", link.c_str()), 0);
+    char tmpl[] = "/tmp/invscan-mif-XXXXXX";
+    ASSERT_NE(mkdtemp(tmpl), nullptr);
+    const std::string top = tmpl;
+    chmod(top.c_str(), 0777); // the unprivileged user makes everything below
+    std::string report = asUnprivileged([&]() {
+        std::string bad;
+        const std::string dir = top + "/d", target = dir + "/real.mif", link = dir + "/qtvbios.mif";
+        const std::string trace = top + "/trace.txt";
+        getCcLogHw()->setOutput(trace.c_str());
+        struct Case {
+            const char* name;
+            bool viaLink;
+            mode_t fileMode, folderMode;
+            bool rewritten;
+        };
+        const Case cases[] = {
+            {"link", true, 0604, 0700, true},
+            {"read-only folder", false, 0640, 0500, true},
+            {"read-only file", false, 0444, 0700, false},
+            {"read-only file through a link", true, 0400, 0700, false},
+            {"read-only file in a read-only folder", false, 0444, 0500, false},
+        };
+        for (const Case& c : cases) {
+            mkdir(dir.c_str(), 0700);
+            chmod(dir.c_str(), 0700);
+            std::remove(link.c_str());
+            std::remove(target.c_str());
+            writeAll(target, unknown);
+            chmod(target.c_str(), c.fileMode);
+            if (c.viaLink && symlink("real.mif", link.c_str()) != 0) bad += "no link; ";
+            chmod(dir.c_str(), c.folderMode);
+            if (truncate(trace.c_str(), 0) != 0) bad += "trace not emptied; ";
+            int rc = qtvbios_mif_rewrite_file((c.viaLink ? link : target).c_str(), "2003-12-25");
+            chmod(dir.c_str(), 0700);
+            struct stat st, lst;
+            stat(target.c_str(), &st);
+            std::string why;
+            if (rc != (c.rewritten ? 1 : 0)) why += "rc " + std::to_string(rc) + "; ";
+            if (readAll(target) != (c.rewritten ? want : unknown)) why += "text; ";
+            if ((st.st_mode & 07777) != c.fileMode) why += "mode; ";
+            if (st.st_uid != geteuid()) why += "owner; ";
+            if (c.viaLink && (lstat(link.c_str(), &lst) != 0 || !S_ISLNK(lst.st_mode)))
+                why += "no longer a link; ";
+            bool refused =
+                readAll(trace).find("It is not possible to open qtvbios.mif to rewrite.") !=
+                std::string::npos;
+            if (refused == c.rewritten) why += "trace; ";
+            if (!why.empty()) bad += std::string(c.name) + ": " + why;
         }
-        const std::string path = c.viaLink ? link : target;
-        if (c.lockFolder) chmod(dir.c_str(), 0500);
-        EXPECT_EQ(qtvbios_mif_rewrite_file(path.c_str(), "2003-12-25"), 1) << c.name;
-        chmod(dir.c_str(), 0700);
-        EXPECT_EQ(readAll(target), want) << c.name;
-        struct stat st;
-        if (c.viaLink) {
-            ASSERT_EQ(lstat(link.c_str(), &st), 0);
-            EXPECT_TRUE(S_ISLNK(st.st_mode)) << c.name;
-        }
-    }
-    std::remove(link.c_str());
-    std::remove(target.c_str());
-    rmdir(dir.c_str());
+        getCcLogHw()->setOutput(nullptr);
+        return bad;
+    });
+    EXPECT_EQ(report, "");
+    std::system(("rm -rf " + top).c_str());
 }
 
 TEST(MifRewrite, CurrentDirectoryFile) {

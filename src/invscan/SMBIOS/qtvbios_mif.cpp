@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -126,6 +127,17 @@ bool writeInPlace(const std::string& path, const std::vector<std::string>& lines
     return std::fclose(f) == 0 && ok;
 }
 
+// Whether the caller may open the file itself for writing, as a plain rewrite would:
+// the rename below needs only the folder, and would replace a file kept read-only.
+bool mayWrite(const std::string& path) {
+    int fd = open(path.c_str(), O_WRONLY | O_NONBLOCK | O_CLOEXEC);
+    if (fd < 0) return false;
+    struct stat st;
+    bool regular = fstat(fd, &st) == 0 && S_ISREG(st.st_mode);
+    close(fd);
+    return regular;
+}
+
 // The file behind `path`: a symbolic link stays a link and its target is rewritten.
 std::string resolved(const char* path) {
     char* r = realpath(path, nullptr);
@@ -193,7 +205,8 @@ int qtvbios_mif_rewrite_file(const char* path, const char* date) {
     }
     log->traceMAX(__LINE__, kFile, kOp, "hardware %s", "Rewriting qtvbios.mif file.");
     const std::string target = resolved(path);
-    if (!writeAtomically(target, lines) && !writeInPlace(target, lines, original)) {
+    if (!mayWrite(target) ||
+        (!writeAtomically(target, lines) && !writeInPlace(target, lines, original))) {
         log->traceMidExit(__LINE__, kFile, kOp, "hardware %s",
                           "It is not possible to open qtvbios.mif to rewrite.");
         return 0;
