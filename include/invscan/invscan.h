@@ -3,6 +3,7 @@
 #define INVSCAN_INVSCAN_H
 
 #include "invscan_export.h"
+#include "host.h"
 #include "String.h"
 #include "File.h"
 #include "CcLog.h"
@@ -15,6 +16,7 @@
 #include "ZelTableRow.h"
 #include "ZelTable.h"
 #include "ZelRender.h"
+#include "ZelValue.h"
 #include "md5.h"
 #include "Toolbox.h"
 #include "vtree.h"
