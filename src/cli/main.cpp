@@ -6,6 +6,7 @@
 #include "invscan/ZelValue.h"
 #include "cli/Diff.h"
 #include "cli/Glpi.h"
+#include "cli/Manual.h"
 #include "cli/Sanitize.h"
 
 #include <CLI/CLI.hpp>
@@ -393,20 +394,25 @@ int main(int argc, char** argv) {
     std::string config, trace, recordDir, replayDir;
     std::string sanitizeKeyText;
     bool listGroups = false, version = false, force = false, sanitize = false;
-    app.add_option("-g,--group", groups, "Group to scan, by name or id (repeatable)");
+    app.add_option("-g,--group", groups, "Group to scan, by name or id (repeatable)")
+        ->type_name("GROUP");
     app.add_option("-f,--format", format, "Output format")
+        ->type_name("FORMAT")
         ->check(CLI::IsMember({"text", "json", "glpi"}));
-    app.add_option("-c,--config", config, "Hardware configuration file (XML)");
-    app.add_option("--trace", trace, "Write the trace to FILE (or 'stderr')");
-    app.add_option("--record", recordDir, "Record everything the scan reads into DIR");
-    app.add_option("--replay", replayDir, "Scan the host recorded in DIR instead of this one");
+    app.add_option("-c,--config", config, "Hardware configuration file (XML)")->type_name("FILE");
+    app.add_option("--trace", trace, "Write the trace to FILE (or 'stderr')")->type_name("FILE");
+    app.add_option("--record", recordDir, "Record everything the scan reads into DIR")
+        ->type_name("DIR");
+    app.add_option("--replay", replayDir, "Scan the host recorded in DIR instead of this one")
+        ->type_name("DIR");
     app.add_flag("--sanitize", sanitize,
                  "Replace serial numbers, UUIDs, hardware and IP addresses, host and domain names "
                  "by pseudonyms of the same shape, in the output and in a --record bundle "
                  "(--replay DIR --record NEW --sanitize makes a sanitised copy of a bundle)");
     app.add_option("--sanitize-key", sanitizeKeyText,
                    "The key of the pseudonyms (implies --sanitize); by default one made once and "
-                   "kept in the installation's etc/sanitize.key, else ~/.config/invscan/");
+                   "kept in the installation's etc/sanitize.key, else ~/.config/invscan/")
+        ->type_name("KEY");
     app.add_flag("--force", force, "With --record: empty a folder that is not empty first");
     app.add_flag("--list-groups", listGroups, "List the inventory groups and exit");
     app.footer(EXIT_HELP);
@@ -419,10 +425,13 @@ int main(int argc, char** argv) {
     diff->add_option("old", diffOld, "The earlier scan")->required();
     diff->add_option("new", diffNew, "The later scan")->required();
     diff->add_option("-f,--format", diffFormat, "Output format")
+        ->type_name("FORMAT")
         ->check(CLI::IsMember({"text", "json"}));
     diff->add_flag("--all", diffAll,
                    "Also compare values that change on every scan: " + diffVolatileList());
     app.add_flag("--version", version, "Print the version and exit");
+    bool manual = false;
+    app.add_flag("--manual-page", manual, "Print the manual page (roff) and exit")->group("");
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& e) {
@@ -430,6 +439,10 @@ int main(int argc, char** argv) {
         return rc == 0 ? 0 : EXIT_USAGE;
     }
 
+    if (manual) {
+        std::fputs(manualPage(app, INVSCAN_VERSION).c_str(), stdout);
+        return 0;
+    }
     if (*diff) return runDiff(diffOld, diffNew, diffFormat, diffAll);
     if (version) {
         std::printf("invscan %s (build %s)\n", INVSCAN_VERSION, getBuildDateVMQT());
