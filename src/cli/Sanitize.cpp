@@ -17,6 +17,7 @@ using Json = nlohmann::ordered_json;
 namespace {
 
 const std::size_t MAX_BUNDLE_FILE = 64u << 20; // the largest file a bundle holds
+const std::size_t MAX_VALUE = 255;              // a host name's limit, and a serial's
 
 void hmacMd5(const std::string& key, const std::string& msg, unsigned char out[16]) {
     unsigned char k[64] = {0};
@@ -219,7 +220,8 @@ void Sanitizer::addForm(const std::string& from, const std::string& to, bool hex
 
 std::string Sanitizer::learn(Kind kind, const std::string& raw) {
     std::size_t b = raw.find_first_not_of(" \t"), e = raw.find_last_not_of(" \t");
-    if (b == std::string::npos) return raw;
+    // No serial, UUID or name is this long: a longer value is free text of no kind.
+    if (b == std::string::npos || e - b >= MAX_VALUE) return raw;
     const std::string value = raw.substr(b, e - b + 1);
     if (kind == HOST) {
         // Free text such as "MN - example.com (ftp.example.com)": every host-like word.
