@@ -17,7 +17,7 @@ using Json = nlohmann::ordered_json;
 namespace {
 
 const std::size_t MAX_BUNDLE_FILE = 64u << 20; // the largest file a bundle holds
-const std::size_t MAX_VALUE = 255;              // a host name's limit, and a serial's
+const std::size_t MAX_VALUE = 255;             // a host name's limit, and a serial's
 
 void hmacMd5(const std::string& key, const std::string& msg, unsigned char out[16]) {
     unsigned char k[64] = {0};
