@@ -5,6 +5,8 @@
 #define _FILE_OFFSET_BITS 64 // 64-bit sizes and inode numbers on 32-bit Linux too
 #endif
 #include "common/host/host_internal.h"
+#include "common/host/linux_facts.h"
+#include "invscan/HostFacts.h"
 
 #include "invscan/CcLog.h"
 
@@ -24,7 +26,6 @@
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
-#include <mntent.h>
 #include <set>
 #include <sstream>
 #include <sys/stat.h>
@@ -66,97 +67,25 @@ bool toInt64(const std::string& s, std::int64_t* v) {
 
 // /proc/meminfo value in bytes ("MemTotal:  16318504 kB").
 bool meminfo(const std::string& text, const char* key, std::uint64_t* bytes) {
-    std::string k = std::string(key) + ":";
-    std::size_t p = 0;
-    while ((p = text.find(k, p)) != std::string::npos) {
-        if (p == 0 || text[p - 1] == '\n') {
-            std::int64_t v;
-            std::size_t eol = text.find('\n', p);
-            std::string rest = text.substr(
-                p + k.size(), eol == std::string::npos ? std::string::npos : eol - p - k.size());
-            if (!toInt64(rest, &v) || v < 0) return false;
-            *bytes =
-                static_cast<std::uint64_t>(v) * (rest.find("kB") != std::string::npos ? 1024u : 1u);
-            return true;
-        }
-        p += k.size();
-    }
-    return false;
+    std::uint64_t kb;
+    if (!hostfacts::meminfoKB(text.data(), text.size(), key, &kb)) return false;
+    *bytes = kb * 1024u;
+    return true;
 }
 
-struct CpuFacts {
-    bool read = false;
-    std::string vendor, brand, flags;
-    std::int64_t family = -1, model = -1, stepping = -1;
-    std::int64_t logical = 0, physical = 0, packages = 0;
-    std::int64_t coresPerPackage = -1, logicalPerPackage = -1;
-    double mhz = 0;
-};
-
-const CpuFacts& cpu() {
-    static CpuFacts c;
-    if (c.read) return c;
-    c.read = true;
-    std::istringstream in(readText("/proc/cpuinfo"));
-    std::string line;
-    std::set<std::string> packages, cores;
-    std::string phys = "0";
-    while (std::getline(in, line)) {
-        std::size_t colon = line.find(':');
-        if (colon == std::string::npos) continue;
-        std::string key = trim(line.substr(0, colon));
-        std::string val = trim(line.substr(colon + 1));
-        std::int64_t n = -1;
-        if (key == "processor") {
-            ++c.logical;
-        } else if (key == "vendor_id" && c.vendor.empty()) {
-            c.vendor = val;
-        } else if (key == "model name" && c.brand.empty()) {
-            c.brand = val;
-        } else if (key == "flags" && c.flags.empty()) {
-            c.flags = " " + val + " ";
-        } else if (key == "cpu family" && c.family < 0 && toInt64(val, &n)) {
-            c.family = n;
-        } else if (key == "model" && c.model < 0 && toInt64(val, &n)) {
-            c.model = n;
-        } else if (key == "stepping" && c.stepping < 0 && toInt64(val, &n)) {
-            c.stepping = n;
-        } else if (key == "physical id") {
-            phys = val;
-            packages.insert(val);
-        } else if (key == "core id") {
-            cores.insert(phys + "/" + val);
-        } else if (key == "cpu cores" && c.coresPerPackage < 0 && toInt64(val, &n)) {
-            c.coresPerPackage = n;
-        } else if (key == "siblings" && c.logicalPerPackage < 0 && toInt64(val, &n)) {
-            c.logicalPerPackage = n;
-        } else if (key == "cpu MHz" && c.mhz == 0) {
-            c.mhz = std::atof(val.c_str());
-        }
-    }
-    if (c.logical == 0) c.logical = sysconf(_SC_NPROCESSORS_CONF);
-    c.packages = packages.empty() ? 1 : static_cast<std::int64_t>(packages.size());
-    c.physical = cores.empty() ? c.logical : static_cast<std::int64_t>(cores.size());
+const linuxfacts::CpuInfo& cpu() {
+    static linuxfacts::CpuInfo c;
+    static bool read = false;
+    if (read) return c;
+    read = true;
+    c = linuxfacts::parseCpuinfo(readText("/proc/cpuinfo"));
+    if (c.logical == 0) c.cores = c.logical = sysconf(_SC_NPROCESSORS_CONF);
     return c;
 }
 
 // Cache size in bytes of the first cache of `level` and `type` of CPU 0.
 std::int64_t cacheSize(int level, const char* type) {
-    for (int i = 0; i < 16; ++i) {
-        std::string base = "/sys/devices/system/cpu/cpu0/cache/index" + std::to_string(i) + "/";
-        std::string lv = trim(readText(base + "level"));
-        if (lv.empty()) break;
-        if (lv != std::to_string(level) || trim(readText(base + "type")) != type) continue;
-        std::string sz = trim(readText(base + "size"));
-        std::int64_t v;
-        if (!toInt64(sz, &v)) return -1;
-        if (sz.find('K') != std::string::npos)
-            v *= 1024;
-        else if (sz.find('M') != std::string::npos)
-            v *= 1024 * 1024;
-        return v;
-    }
-    return -1;
+    return linuxfacts::cacheBytes(linuxfacts::readCaches(""), level, type);
 }
 
 std::int64_t cpuMaxHz() {
@@ -191,7 +120,7 @@ std::string installDate() {
 }
 
 bool lookup(const std::string& name, SysctlValue* v) {
-    const CpuFacts& c = cpu();
+    const linuxfacts::CpuInfo& c = cpu();
     struct sysinfo si;
     if (name == "hw.memsize" || name == "hw.physmem") {
         if (::sysinfo(&si) != 0) return false;
@@ -258,10 +187,10 @@ bool lookup(const std::string& name, SysctlValue* v) {
     } counts[] = {
         {"machdep.cpu.cores_per_package", nullptr, c.coresPerPackage, c.coresPerPackage > 0},
         {"machdep.cpu.logical_per_package", nullptr, c.logicalPerPackage, c.logicalPerPackage > 0},
-        {"machdep.cpu.core_count", nullptr, c.physical, true},
+        {"machdep.cpu.core_count", nullptr, c.cores, true},
         {"machdep.cpu.thread_count", nullptr, c.logical, true},
         {"hw.packages", nullptr, c.packages, true},
-        {"hw.physicalcpu_max", "hw.physicalcpu", c.physical, true},
+        {"hw.physicalcpu_max", "hw.physicalcpu", c.cores, true},
         {"hw.logicalcpu_max", "hw.ncpu", c.logical, true}};
     for (const auto& k : counts)
         if (k.known && (name == k.n1 || (k.n2 && name == k.n2))) {
@@ -399,6 +328,15 @@ bool isNetworkFs(const std::string& type) {
 }
 
 const char* g_mountTable = "/proc/self/mounts";
+
+// The mount table's text; false when it cannot be opened. A table larger than the
+// reader's bound is cut at its last whole line.
+bool readMountTable(const char* path, std::string* out) {
+    if (::access(path, R_OK) != 0) return false;
+    *out = linuxfacts::readFile("", path);
+    if (out->size() >= linuxfacts::MAX_FILE) out->erase(out->find_last_of('\n') + 1);
+    return true;
+}
 StatvfsFn g_statvfs = ::statvfs;
 unsigned g_remoteTimeoutMs = 1000;
 
@@ -439,19 +377,19 @@ std::vector<InterfaceFacts> readInterfaces() {
     std::vector<InterfaceFacts> out;
     struct ifaddrs* list = nullptr;
     if (::getifaddrs(&list) != 0) return out;
-    auto entry = [&out](const char* name) -> InterfaceFacts& {
+    const std::vector<linuxfacts::NetInterface> sysfs = linuxfacts::readInterfaces("");
+    auto entry = [&out, &sysfs](const char* name) -> InterfaceFacts& {
         for (InterfaceFacts& i : out)
             if (i.name == name) return i;
         out.emplace_back();
         InterfaceFacts& i = out.back();
         i.name = name;
         i.index = ::if_nametoindex(name);
-        std::string base = std::string("/sys/class/net/") + name + "/";
-        std::int64_t mtu = 0;
-        if (toInt64(readText(base + "mtu"), &mtu) && mtu > 0) i.mtu = static_cast<unsigned>(mtu);
-        std::string type = trim(readText(base + "type"));
-        std::string mac = trim(readText(base + "address"));
-        if (type == "1" && !mac.empty() && mac != "00:00:00:00:00:00") i.mac = mac;
+        for (const linuxfacts::NetInterface& s : sysfs) {
+            if (s.name != name) continue;
+            i.mtu = s.mtu;
+            if (s.arphrd == 1 && !s.mac.empty() && s.mac != "00:00:00:00:00:00") i.mac = s.mac;
+        }
         return i;
     };
     for (struct ifaddrs* a = list; a; a = a->ifa_next) {
@@ -577,14 +515,18 @@ public:
     }
 
     bool mounts(Statfs** out, int* count) override {
-        std::FILE* f = ::setmntent(g_mountTable, "r");
-        if (!f && std::strcmp(g_mountTable, "/proc/self/mounts") == 0)
-            f = ::setmntent("/etc/mtab", "r");
-        if (!f) return false;
+        std::string table;
+        if (!readMountTable(g_mountTable, &table) &&
+            !(std::strcmp(g_mountTable, "/proc/self/mounts") == 0 &&
+              readMountTable("/etc/mtab", &table)))
+            return false;
         m_mounts.clear();
-        struct mntent ent;
-        char buf[4096];
-        while (::getmntent_r(f, &ent, buf, sizeof buf)) {
+        for (const linuxfacts::Mount& m : linuxfacts::parseMounts(table)) {
+            struct {
+                const char* mnt_type;
+                const char* mnt_dir;
+                const char* mnt_fsname;
+            } ent = {m.type.c_str(), m.on.c_str(), m.from.c_str()};
             Statfs s;
             std::memset(&s, 0, sizeof s);
             std::string type = darwinFsType(ent.mnt_type);
@@ -619,7 +561,6 @@ public:
             }
             m_mounts.push_back(s);
         }
-        ::endmntent(f);
         *out = m_mounts.empty() ? nullptr : &m_mounts[0];
         *count = static_cast<int>(m_mounts.size());
         return true;

@@ -6,6 +6,7 @@
 #endif
 #include "common/report/ReportVt.h"
 
+#include "common/host/linux_facts.h"
 #include "invscan/HostFacts.h"
 
 #include <algorithm>
@@ -116,47 +117,23 @@ struct Cpu {
 
 Cpu readCpu() {
     Cpu c;
-    std::istringstream in(readFile("/proc/cpuinfo"));
-    std::string line, phys = "0";
-    std::map<std::string, int> pk, cr;
-    while (std::getline(in, line)) {
-        std::size_t colon = line.find(':');
-        if (colon == std::string::npos) continue;
-        std::string k = trim(line.substr(0, colon)), v = trim(line.substr(colon + 1));
-        if (k == "processor")
-            ++c.logical;
-        else if (k == "model name" && c.brand.empty())
-            c.brand = v;
-        else if (k == "Model" && c.brand.empty())
-            c.brand = v; // ARM boards
-        else if (k == "physical id")
-            pk[phys = v] = 1;
-        else if (k == "core id")
-            cr[phys + "/" + v] = 1;
-        else if (k == "cpu MHz" && c.mhz == 0)
-            c.mhz = std::atof(v.c_str());
-    }
+    const linuxfacts::CpuInfo info = linuxfacts::parseCpuinfo(readFile("/proc/cpuinfo"));
+    c.brand = !info.brand.empty() ? info.brand : info.board; // ARM boards name the board
+    c.logical = static_cast<int>(info.logical);
+    c.cores = static_cast<int>(info.cores);
+    c.packages = static_cast<int>(info.packages);
+    c.mhz = info.mhz;
     long khz = std::atol(attr("/sys/devices/system/cpu/cpu0/cpufreq/cpuinfo_max_freq").c_str());
     if (khz > 0) c.mhz = khz / 1000.0;
-    c.packages = pk.empty() ? 1 : static_cast<int>(pk.size());
-    c.cores = cr.empty() ? c.logical : static_cast<int>(cr.size());
     return c;
 }
 
-std::string cacheText(int level) {
-    for (int i = 0; i < 16; ++i) {
-        std::string base = "/sys/devices/system/cpu/cpu0/cache/index" + std::to_string(i) + "/";
-        std::string lv = attr(base + "level");
-        if (lv.empty()) break;
-        if (lv == std::to_string(level) && attr(base + "type") != "Instruction") {
-            std::string sz = attr(base + "size");
-            long v = std::atol(sz.c_str());
-            if (sz.find('K') != std::string::npos) return kbText(v);
-            if (sz.find('M') != std::string::npos) return std::to_string(v) + " MB";
-            return sz;
-        }
-    }
-    return std::string();
+// The size of the first level-`level` cache that holds data, as the profiler writes it.
+std::string cacheText(const std::vector<linuxfacts::Cache>& caches, int level) {
+    std::int64_t bytes = linuxfacts::cacheBytes(caches, level, nullptr);
+    if (bytes <= 0) return std::string();
+    if (bytes % 1024 != 0) return std::to_string(bytes) + " bytes";
+    return kbText(bytes / 1024);
 }
 
 void addHardware(Node* sp, const Smbios& smb) {
@@ -175,7 +152,8 @@ void addHardware(Node* sp, const Smbios& smb) {
                      c.mhz >= 1000 ? trimZeros(c.mhz / 1000, "GHz") : trimZeros(c.mhz, "MHz"));
     hw.addInt("packages", c.packages);
     hw.addInt("number_processors", c.cores);
-    std::string l2 = cacheText(2), l3 = cacheText(3);
+    const std::vector<linuxfacts::Cache> caches = linuxfacts::readCaches("");
+    std::string l2 = cacheText(caches, 2), l3 = cacheText(caches, 3);
     if (!l2.empty()) hw.addString("l2_cache_core", l2);
     if (!l3.empty()) hw.addString("l3_cache", l3);
     struct sysinfo si;
@@ -478,29 +456,25 @@ void addNetwork(Node* sp) {
             }
         }
     }
-    std::vector<std::pair<int, std::string>> ifs;
-    for (const std::string& n : listDir("/sys/class/net")) {
-        std::string base = "/sys/class/net/" + n;
-        if (n == "lo" || attr(base + "/type") == "772") continue;
+    std::vector<linuxfacts::NetInterface> ifs;
+    for (const linuxfacts::NetInterface& i : linuxfacts::readInterfaces("")) {
+        if (i.name == "lo" || i.arphrd == 772) continue;
         // Virtual interfaces that are down and unaddressed (ifb, dummy) are no service.
-        const Addrs& a = addrs[n];
-        if (!exists(base + "/device") && a.v4.empty() && a.v6.empty() &&
-            attr(base + "/operstate") == "down")
-            continue;
-        ifs.emplace_back(std::atoi(attr("/sys/class/net/" + n + "/ifindex").c_str()), n);
+        const Addrs& a = addrs[i.name];
+        if (!i.device && a.v4.empty() && a.v6.empty() && i.operstate == "down") continue;
+        ifs.push_back(i);
     }
-    std::sort(ifs.begin(), ifs.end());
     if (ifs.empty()) return;
     Node& sec = sp->addChild("SPNetworkDataType");
     int order = 0;
-    for (const auto& p : ifs) {
-        const std::string& n = p.second;
+    for (const linuxfacts::NetInterface& i : ifs) {
+        const std::string& n = i.name;
         std::string base = "/sys/class/net/" + n;
-        int arphrd = std::atoi(attr(base + "/type").c_str());
+        const int arphrd = i.arphrd;
         std::string kind = "Ethernet";
-        if (exists(base + "/wireless") || exists(base + "/phy80211"))
+        if (i.wireless)
             kind = "AirPort";
-        else if (exists(base + "/bridge"))
+        else if (i.bridge)
             kind = "Bridge";
         else if (exists("/proc/net/vlan/" + n))
             kind = "VLAN";
@@ -520,7 +494,7 @@ void addNetwork(Node* sp) {
         if (assigned) {
             Node& v4 = s.addChild("IPv4");
             v4.addList("Addresses", a.v4);
-            v4.addString("ConfigMethod", usesDhcp(n, std::to_string(p.first)) ? "DHCP" : "Manual");
+            v4.addString("ConfigMethod", usesDhcp(n, std::to_string(i.index)) ? "DHCP" : "Manual");
             v4.addString("InterfaceName", n);
             std::string r = ipv4Router(n);
             if (!r.empty()) v4.addString("Router", r);

@@ -1,0 +1,19 @@
+// The Linux parsers over any text: /proc/cpuinfo, cache sizes, the mount table and
+// meminfo never read out of bounds or throw.
+#include "common/host/linux_facts.h"
+#include "invscan/HostFacts.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+    if (size > (1u << 20)) return 0;
+    const std::string text(reinterpret_cast<const char*>(data), size);
+    linuxfacts::parseCpuinfo(text);
+    linuxfacts::parseCacheSize(text);
+    linuxfacts::parseMounts(text);
+    std::uint64_t kb;
+    hostfacts::meminfoKB(text.data(), text.size(), "MemTotal", &kb);
+    return 0;
+}

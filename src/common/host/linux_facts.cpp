@@ -1,0 +1,224 @@
+#include "common/host/linux_facts.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <dirent.h>
+#include <set>
+#include <sys/stat.h>
+
+namespace linuxfacts {
+namespace {
+
+std::string trim(const std::string& s) {
+    std::size_t b = s.find_first_not_of(" \t\r\n"), e = s.find_last_not_of(" \t\r\n");
+    return b == std::string::npos ? std::string() : s.substr(b, e - b + 1);
+}
+
+bool toInt(const std::string& s, std::int64_t* v) {
+    std::string t = trim(s);
+    if (t.empty()) return false;
+    char* end = nullptr;
+    errno = 0;
+    long long x = std::strtoll(t.c_str(), &end, 10);
+    if (errno || end == t.c_str()) return false;
+    *v = x;
+    return true;
+}
+
+// fstab fields write a blank, tab, newline or backslash as \ooo.
+std::string unescape(const std::string& s) {
+    std::string out;
+    for (std::size_t i = 0; i < s.size(); ++i) {
+        if (s[i] == '\\' && i + 3 < s.size() && s[i + 1] >= '0' && s[i + 1] <= '3' &&
+            s[i + 2] >= '0' && s[i + 2] <= '7' && s[i + 3] >= '0' && s[i + 3] <= '7') {
+            out +=
+                static_cast<char>((s[i + 1] - '0') * 64 + (s[i + 2] - '0') * 8 + (s[i + 3] - '0'));
+            i += 3;
+        } else {
+            out += s[i];
+        }
+    }
+    return out;
+}
+
+} // namespace
+
+std::string readFile(const std::string& root, const std::string& path, std::size_t cap) {
+    std::FILE* f = std::fopen((root + path).c_str(), "rb");
+    if (!f) return std::string();
+    std::string out;
+    char buf[4096];
+    while (out.size() < cap) {
+        std::size_t want = std::min(sizeof buf, cap - out.size());
+        std::size_t n = std::fread(buf, 1, want, f);
+        if (n == 0) break;
+        out.append(buf, n);
+    }
+    std::fclose(f);
+    return out;
+}
+
+std::string readAttr(const std::string& root, const std::string& path) {
+    std::string s = readFile(root, path, 4096);
+    return trim(s.substr(0, s.find('\n')));
+}
+
+std::vector<std::string> listDir(const std::string& root, const std::string& path) {
+    std::vector<std::string> out;
+    DIR* d = ::opendir((root + path).c_str());
+    if (!d) return out;
+    while (struct dirent* e = ::readdir(d)) {
+        std::string n = e->d_name;
+        if (n != "." && n != "..") out.push_back(n);
+    }
+    ::closedir(d);
+    std::sort(out.begin(), out.end());
+    return out;
+}
+
+bool exists(const std::string& root, const std::string& path) {
+    struct stat st;
+    return ::stat((root + path).c_str(), &st) == 0;
+}
+
+CpuInfo parseCpuinfo(const std::string& text) {
+    CpuInfo c;
+    std::set<std::string> packages, cores;
+    std::string phys = "0";
+    std::size_t p = 0;
+    while (p < text.size()) {
+        std::size_t e = text.find('\n', p);
+        if (e == std::string::npos) e = text.size();
+        const std::string line = text.substr(p, e - p);
+        p = e + 1;
+        std::size_t colon = line.find(':');
+        if (colon == std::string::npos) continue;
+        const std::string key = trim(line.substr(0, colon));
+        const std::string val = trim(line.substr(colon + 1));
+        std::int64_t n = -1;
+        if (key == "processor") {
+            ++c.logical;
+        } else if (key == "vendor_id" && c.vendor.empty()) {
+            c.vendor = val;
+        } else if ((key == "model name" || key == "cpu model") && c.brand.empty()) {
+            c.brand = val;
+        } else if (key == "Processor" && c.brand.empty()) {
+            c.brand = val; // ARM kernels before 3.8 name the core here
+        } else if ((key == "Model" || key == "Hardware") && c.board.empty()) {
+            c.board = val;
+        } else if ((key == "flags" || key == "Features") && c.flags.empty()) {
+            c.flags = " " + val + " ";
+        } else if (key == "cpu family" && c.family < 0 && toInt(val, &n)) {
+            c.family = n;
+        } else if (key == "model" && c.model < 0 && toInt(val, &n)) {
+            c.model = n;
+        } else if (key == "stepping" && c.stepping < 0 && toInt(val, &n)) {
+            c.stepping = n;
+        } else if (key == "physical id") {
+            phys = val;
+            packages.insert(val);
+        } else if (key == "core id") {
+            cores.insert(phys + "/" + val);
+        } else if (key == "cpu cores" && c.coresPerPackage < 0 && toInt(val, &n)) {
+            c.coresPerPackage = n;
+        } else if (key == "siblings" && c.logicalPerPackage < 0 && toInt(val, &n)) {
+            c.logicalPerPackage = n;
+        } else if (key == "cpu MHz" && c.mhz == 0) {
+            c.mhz = std::atof(val.c_str());
+        }
+    }
+    c.packages = packages.empty() ? 1 : static_cast<std::int64_t>(packages.size());
+    c.cores = cores.empty() ? c.logical : static_cast<std::int64_t>(cores.size());
+    return c;
+}
+
+std::int64_t parseCacheSize(const std::string& text) {
+    std::int64_t v;
+    std::string t = trim(text);
+    if (!toInt(t, &v) || v < 0) return -1;
+    std::size_t unit = t.find_first_not_of("0123456789");
+    if (unit == std::string::npos) return v;
+    switch (t[unit]) {
+    case 'K':
+        return v * 1024;
+    case 'M':
+        return v * 1024 * 1024;
+    case 'G':
+        return v * 1024 * 1024 * 1024;
+    default:
+        return -1;
+    }
+}
+
+std::vector<Cache> readCaches(const std::string& root) {
+    std::vector<Cache> out;
+    for (int i = 0; i < 16; ++i) {
+        const std::string base =
+            "/sys/devices/system/cpu/cpu0/cache/index" + std::to_string(i) + "/";
+        std::int64_t level;
+        if (!toInt(readAttr(root, base + "level"), &level)) break;
+        Cache c;
+        c.level = static_cast<int>(level);
+        c.type = readAttr(root, base + "type");
+        c.bytes = parseCacheSize(readAttr(root, base + "size"));
+        out.push_back(c);
+    }
+    return out;
+}
+
+std::int64_t cacheBytes(const std::vector<Cache>& caches, int level, const char* type) {
+    for (const Cache& c : caches)
+        if (c.level == level && (type ? c.type == type : c.type != "Instruction")) return c.bytes;
+    return -1;
+}
+
+std::vector<Mount> parseMounts(const std::string& text) {
+    std::vector<Mount> out;
+    std::size_t p = 0;
+    while (p < text.size()) {
+        std::size_t e = text.find('\n', p);
+        if (e == std::string::npos) e = text.size();
+        std::string line = text.substr(p, e - p);
+        p = e + 1;
+        std::vector<std::string> f;
+        std::size_t i = 0;
+        while (i < line.size() && f.size() < 4) {
+            std::size_t b = line.find_first_not_of(" \t", i);
+            if (b == std::string::npos) break;
+            std::size_t w = line.find_first_of(" \t", b);
+            f.push_back(line.substr(b, w == std::string::npos ? std::string::npos : w - b));
+            i = w == std::string::npos ? line.size() : w;
+        }
+        if (f.size() < 3 || f[0][0] == '#') continue;
+        out.push_back({unescape(f[0]), unescape(f[1]), unescape(f[2]),
+                       f.size() > 3 ? unescape(f[3]) : std::string()});
+    }
+    return out;
+}
+
+std::vector<NetInterface> readInterfaces(const std::string& root) {
+    std::vector<NetInterface> out;
+    for (const std::string& n : listDir(root, "/sys/class/net")) {
+        const std::string base = "/sys/class/net/" + n + "/";
+        NetInterface i;
+        i.name = n;
+        std::int64_t v;
+        if (toInt(readAttr(root, base + "ifindex"), &v)) i.index = static_cast<int>(v);
+        if (toInt(readAttr(root, base + "type"), &v)) i.arphrd = static_cast<int>(v);
+        if (toInt(readAttr(root, base + "mtu"), &v) && v > 0) i.mtu = static_cast<unsigned>(v);
+        i.mac = readAttr(root, base + "address");
+        i.operstate = readAttr(root, base + "operstate");
+        i.device = exists(root, base + "device");
+        i.wireless = exists(root, base + "wireless") || exists(root, base + "phy80211");
+        i.bridge = exists(root, base + "bridge");
+        out.push_back(i);
+    }
+    std::stable_sort(out.begin(), out.end(), [](const NetInterface& a, const NetInterface& b) {
+        return a.index < b.index;
+    });
+    return out;
+}
+
+} // namespace linuxfacts

@@ -1,0 +1,75 @@
+// What Linux keeps in /proc and /sys, read apart from how it is parsed. Each parser
+// takes the text; each reader takes a root folder ("" for this machine, or a captured
+// tree of another one) and reads at most a bounded number of bytes a file. The host
+// backend and the helpers' gathering share them, so each file has one parser.
+#ifndef INVSCAN_LINUX_FACTS_H
+#define INVSCAN_LINUX_FACTS_H
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace linuxfacts {
+
+// The largest file a reader takes; the rest of a longer one is not read.
+const std::size_t MAX_FILE = 1u << 20;
+
+// `path` below `root`: at most `cap` bytes; empty when it cannot be read.
+std::string readFile(const std::string& root, const std::string& path, std::size_t cap = MAX_FILE);
+// The first line of a sysfs attribute, without its blanks.
+std::string readAttr(const std::string& root, const std::string& path);
+// The names in a folder, sorted; empty when it cannot be read.
+std::vector<std::string> listDir(const std::string& root, const std::string& path);
+bool exists(const std::string& root, const std::string& path);
+
+// /proc/cpuinfo. Counts are 0 and numbers -1 when the text does not give them.
+struct CpuInfo {
+    std::string vendor; // vendor_id
+    std::string brand;  // model name; Processor (older ARM kernels); cpu model (MIPS)
+    std::string board;  // Model or Hardware (ARM boards)
+    std::string flags;  // " flag flag ... " (flags, or Features on ARM), blank-framed
+    std::int64_t family = -1, model = -1, stepping = -1;
+    std::int64_t logical = 0;  // processor entries
+    std::int64_t cores = 0;    // distinct physical id / core id pairs (logical when none)
+    std::int64_t packages = 0; // distinct physical ids (1 when none)
+    std::int64_t coresPerPackage = -1, logicalPerPackage = -1; // cpu cores, siblings
+    double mhz = 0;                                            // the first cpu MHz
+};
+CpuInfo parseCpuinfo(const std::string& text);
+
+// A cache size as sysfs writes it ("32K", "8192K", "1M", "512"): bytes, or -1.
+std::int64_t parseCacheSize(const std::string& text);
+
+// The caches of processor 0, from /sys/devices/system/cpu/cpu0/cache/index*.
+struct Cache {
+    int level = 0;
+    std::string type; // Data, Instruction, Unified
+    std::int64_t bytes = -1;
+};
+std::vector<Cache> readCaches(const std::string& root);
+// Bytes of the first cache of `level` whose type is `type`, or of any type but
+// Instruction when `type` is null; -1 when there is none.
+std::int64_t cacheBytes(const std::vector<Cache>& caches, int level, const char* type);
+
+// /proc/self/mounts (the fstab format): the fields with their octal escapes undone.
+struct Mount {
+    std::string from, on, type, options;
+};
+std::vector<Mount> parseMounts(const std::string& text);
+
+// The network interfaces in /sys/class/net, by interface index.
+struct NetInterface {
+    std::string name;
+    int index = 0;
+    int arphrd = -1; // type: 1 Ethernet, 772 loopback, 512 PPP
+    std::string mac; // address
+    unsigned mtu = 0;
+    std::string operstate; // up, down, unknown
+    bool device = false, wireless = false, bridge = false;
+};
+std::vector<NetInterface> readInterfaces(const std::string& root);
+
+} // namespace linuxfacts
+
+#endif

@@ -1,0 +1,191 @@
+// The Linux readers and parsers over files captured on real machines of several
+// kinds (tests/data/linux, SOURCES.md says where each came from): processors, caches,
+// memory, mount tables, os-release and the interface list, and readers cut short.
+#include "common/host/linux_facts.h"
+#include "invscan/HostFacts.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+namespace {
+
+const std::string kLinux = std::string(INVSCAN_TEST_DATA) + "/linux/";
+
+} // namespace
+
+TEST(LinuxFacts, CpuinfoOfEachKindOfMachine) {
+    const struct {
+        const char* machine;
+        const char* brand;
+        const char* board;
+        const char* flag; // one flag or feature it lists
+        long long family, model, stepping, logical, cores, packages, perPackage, siblings;
+        double mhz;
+    } cases[] = {
+        {"laptop-toshiba-r630", "Intel(R) Core(TM) i3 CPU       M 350  @ 2.27GHz", "", "sse4_2", 6,
+         37, 5, 4, 2, 1, 2, 4, 933.0},
+        {"laptop-samsung-nc10", "Intel(R) Atom(TM) CPU N270   @ 1.60GHz", "", "ssse3", 6, 28, 2, 2,
+         1, 1, 1, 2, 800.0},
+        {"server-hp-dl180", "Intel(R) Xeon(R) CPU           E5504  @ 2.00GHz", "", "sse2", 6, 26, 5,
+         3, 3, 1, 4, 4, 2000.09},
+        {"server-oracle-oda", "Intel(R) Xeon(R) CPU E5-2699 v3 @ 2.30GHz", "", "avx", 6, 63, 2, 16,
+         8, 2, 4, 8, 2301.0},
+        {"arm-raspberry-pi-3b", "", "Raspberry Pi 3 Model B Rev 1.2", "asimd", -1, -1, -1, 4, 4, 1,
+         -1, -1, 0},
+        {"arm-armel", "XScale-80219 rev 0 (v5l)", "Thecus N2100", "edsp", -1, -1, -1, 0, 0, 1, -1,
+         -1, 0},
+        {"vm-vmware-rhel62", "Intel(R) Xeon(R) CPU           E7520  @ 1.87GHz", "", "hypervisor", 6,
+         42, 7, 2, 2, 1, -1, -1, 2694.293},
+        {"vm-vmware-fusion", "Intel(R) Core(TM) i5-8279U CPU @ 2.40GHz", "", "hypervisor", 6, 142,
+         10, 2, 2, 2, 1, 1, 2400.0},
+        {"vm-firecracker-debian12", "Intel(R) Xeon(R) Processor", "", "hypervisor", 6, 167, 1, 2, 2,
+         1, 2, 2, 2599.998},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.machine);
+        const linuxfacts::CpuInfo i =
+            linuxfacts::parseCpuinfo(linuxfacts::readFile(kLinux + c.machine, "/proc/cpuinfo"));
+        EXPECT_EQ(i.brand, c.brand);
+        EXPECT_EQ(i.board, c.board);
+        EXPECT_NE(i.flags.find(std::string(" ") + c.flag + " "), std::string::npos) << i.flags;
+        EXPECT_EQ(i.family, c.family);
+        EXPECT_EQ(i.model, c.model);
+        EXPECT_EQ(i.stepping, c.stepping);
+        EXPECT_EQ(i.logical, c.logical);
+        EXPECT_EQ(i.cores, c.cores);
+        EXPECT_EQ(i.packages, c.packages);
+        EXPECT_EQ(i.coresPerPackage, c.perPackage);
+        EXPECT_EQ(i.logicalPerPackage, c.siblings);
+        EXPECT_DOUBLE_EQ(i.mhz, c.mhz);
+    }
+}
+
+TEST(LinuxFacts, CacheSizes) {
+    const struct {
+        const char* text;
+        long long bytes;
+    } sizes[] = {{"48K", 48 * 1024}, {"2048K\n", 2048 * 1024},
+                 {"8M", 8 << 20},    {"1G", 1ll << 30},
+                 {"512", 512},       {"", -1},
+                 {"K", -1},          {"-4K", -1},
+                 {"32X", -1}};
+    for (const auto& s : sizes)
+        EXPECT_EQ(linuxfacts::parseCacheSize(s.text), s.bytes) << s.text;
+
+    const std::vector<linuxfacts::Cache> caches =
+        linuxfacts::readCaches(kLinux + "vm-firecracker-debian12");
+    ASSERT_EQ(caches.size(), 4u);
+    EXPECT_EQ(linuxfacts::cacheBytes(caches, 1, "Data"), 48 * 1024);
+    EXPECT_EQ(linuxfacts::cacheBytes(caches, 1, "Instruction"), 64 * 1024);
+    EXPECT_EQ(linuxfacts::cacheBytes(caches, 1, nullptr), 48 * 1024); // data, not instructions
+    EXPECT_EQ(linuxfacts::cacheBytes(caches, 2, "Unified"), 2048 * 1024);
+    EXPECT_EQ(linuxfacts::cacheBytes(caches, 3, nullptr), 491520ll * 1024);
+    EXPECT_EQ(linuxfacts::cacheBytes(caches, 4, nullptr), -1);
+    EXPECT_TRUE(linuxfacts::readCaches(kLinux + "arm-armel").empty()); // no sysfs captured
+}
+
+TEST(LinuxFacts, MeminfoAndOsRelease) {
+    const struct {
+        const char* machine;
+        unsigned long long total, available, swap;
+    } memory[] = {
+        {"vm-firecracker-debian12", 24683656, 23455512, 0},
+        {"vm-vmware-fusion", 3997272, 3386876, 3996668},
+    };
+    for (const auto& c : memory) {
+        SCOPED_TRACE(c.machine);
+        const std::string mi = linuxfacts::readFile(kLinux + c.machine, "/proc/meminfo");
+        std::uint64_t kb = 0;
+        ASSERT_TRUE(hostfacts::meminfoKB(mi.data(), mi.size(), "MemTotal", &kb));
+        EXPECT_EQ(kb, c.total);
+        ASSERT_TRUE(hostfacts::meminfoKB(mi.data(), mi.size(), "MemAvailable", &kb));
+        EXPECT_EQ(kb, c.available);
+        ASSERT_TRUE(hostfacts::meminfoKB(mi.data(), mi.size(), "SwapTotal", &kb));
+        EXPECT_EQ(kb, c.swap);
+    }
+    const struct {
+        const char* machine;
+        const char* pretty;
+        const char* versionId;
+    } releases[] = {
+        {"vm-firecracker-debian12", "Debian GNU/Linux 12 (bookworm)", "12"},
+        {"centos-7.9", "CentOS Linux 7 (Core)", "7"},
+        {"ubuntu-18.04", "Ubuntu 18.04.5 LTS", "18.04"},
+    };
+    for (const auto& c : releases) {
+        SCOPED_TRACE(c.machine);
+        const std::string os = linuxfacts::readFile(kLinux + c.machine, "/etc/os-release");
+        const hostfacts::OsRelease r = hostfacts::parseOsRelease(os.data(), os.size());
+        EXPECT_EQ(r.prettyName, c.pretty);
+        EXPECT_EQ(r.versionId, c.versionId);
+    }
+}
+
+TEST(LinuxFacts, MountTables) {
+    const struct {
+        const char* machine;
+        std::size_t count;
+        unsigned index; // one entry checked
+        const char *from, *on, *type;
+    } cases[] = {
+        {"vm-firecracker-debian12", 21, 5, "/dev/vda", "/", "ext4"},
+        {"installer-opensuse-lvm-btrfs", 26, 15, "/dev/mapper/system-home", "/mnt/home", "btrfs"},
+        {"container-overlay-namespace", 24, 21, "overlay", "/tmp/ct/merged", "overlay"},
+        // Blanks and tabs in a source or a mount point come escaped as \040 and \011.
+        {"container-overlay-namespace", 24, 22, "/dev/vda", "/tmp/ct/a b", "ext4"},
+        {"container-overlay-namespace", 24, 23, "my tmp", "/tmp/ct/tab\tx", "tmpfs"},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(std::string(c.machine) + " #" + std::to_string(c.index));
+        const std::vector<linuxfacts::Mount> m =
+            linuxfacts::parseMounts(linuxfacts::readFile(kLinux + c.machine, "/proc/self/mounts"));
+        ASSERT_EQ(m.size(), c.count);
+        EXPECT_EQ(m[c.index].from, c.from);
+        EXPECT_EQ(m[c.index].on, c.on);
+        EXPECT_EQ(m[c.index].type, c.type);
+    }
+    // Lines too short to be an entry, comments and a backslash that starts no escape.
+    const std::vector<linuxfacts::Mount> odd =
+        linuxfacts::parseMounts("# comment\n\nproc\nproc /proc\na\\b /x\\9 t o\n");
+    ASSERT_EQ(odd.size(), 1u);
+    EXPECT_EQ(odd[0].from, "a\\b");
+    EXPECT_EQ(odd[0].on, "/x\\9");
+}
+
+TEST(LinuxFacts, InterfaceListByIndex) {
+    const std::vector<linuxfacts::NetInterface> ifs =
+        linuxfacts::readInterfaces(kLinux + "vm-firecracker-debian12");
+    ASSERT_EQ(ifs.size(), 4u);
+    const char* const names[] = {"lo", "ifb0", "ifb1", "eth0"};
+    for (std::size_t i = 0; i < ifs.size(); ++i) {
+        EXPECT_EQ(ifs[i].name, names[i]);
+        EXPECT_EQ(ifs[i].index, static_cast<int>(i + 1));
+    }
+    EXPECT_EQ(ifs[0].arphrd, 772);
+    EXPECT_EQ(ifs[3].arphrd, 1);
+    EXPECT_EQ(ifs[3].mtu, 1400u);
+    EXPECT_EQ(ifs[3].mac.size(), 17u);
+    EXPECT_EQ(ifs[3].operstate, "up");
+    EXPECT_EQ(ifs[1].operstate, "down");
+    EXPECT_TRUE(ifs[3].device); // a network card, where ifb0 and ifb1 are not
+    EXPECT_FALSE(ifs[1].device || ifs[3].wireless || ifs[3].bridge);
+    EXPECT_TRUE(linuxfacts::readInterfaces(kLinux + "arm-armel").empty());
+}
+
+TEST(LinuxFacts, ReadersStopAtTheirBound) {
+    const std::string root = kLinux + "server-oracle-oda";
+    const std::string whole = linuxfacts::readFile(root, "/proc/cpuinfo");
+    ASSERT_GT(whole.size(), 4096u);
+    for (std::size_t cap : {0u, 1u, 7u, 4095u, 4096u, 4097u}) {
+        const std::string part = linuxfacts::readFile(root, "/proc/cpuinfo", cap);
+        EXPECT_EQ(part, whole.substr(0, cap)) << cap;
+        // A cut text parses to what its whole lines say, never past its end.
+        linuxfacts::parseCpuinfo(part);
+        linuxfacts::parseMounts(part);
+    }
+    EXPECT_EQ(linuxfacts::readFile(root, "/no/such/file"), "");
+    EXPECT_EQ(linuxfacts::readAttr(kLinux + "vm-firecracker-debian12", "/sys/class/net/eth0/mtu"),
+              "1400");
+}
