@@ -25,7 +25,6 @@
 #include <climits>
 #include <cstdlib>
 #include <cstring>
-#include <fstream>
 #include <set>
 #include <sstream>
 #include <sys/stat.h>
@@ -40,30 +39,11 @@ namespace host {
 namespace {
 
 std::string readText(const std::string& path) {
-    std::ifstream f(path.c_str());
-    if (!f) return std::string();
-    std::ostringstream s;
-    s << f.rdbuf();
-    return s.str();
+    return linuxfacts::readFile("", path);
 }
 
-std::string trim(const std::string& s) {
-    std::size_t b = s.find_first_not_of(" \t\r\n");
-    if (b == std::string::npos) return std::string();
-    std::size_t e = s.find_last_not_of(" \t\r\n");
-    return s.substr(b, e - b + 1);
-}
-
-bool toInt64(const std::string& s, std::int64_t* v) {
-    std::string t = trim(s);
-    if (t.empty()) return false;
-    char* end = nullptr;
-    errno = 0;
-    long long x = std::strtoll(t.c_str(), &end, 10);
-    if (errno || end == t.c_str()) return false;
-    *v = x;
-    return true;
-}
+using linuxfacts::toInt64;
+using linuxfacts::trim;
 
 // /proc/meminfo value in bytes ("MemTotal:  16318504 kB").
 bool meminfo(const std::string& text, const char* key, std::uint64_t* bytes) {

@@ -11,22 +11,6 @@
 namespace linuxfacts {
 namespace {
 
-std::string trim(const std::string& s) {
-    std::size_t b = s.find_first_not_of(" \t\r\n"), e = s.find_last_not_of(" \t\r\n");
-    return b == std::string::npos ? std::string() : s.substr(b, e - b + 1);
-}
-
-bool toInt(const std::string& s, std::int64_t* v) {
-    std::string t = trim(s);
-    if (t.empty()) return false;
-    char* end = nullptr;
-    errno = 0;
-    long long x = std::strtoll(t.c_str(), &end, 10);
-    if (errno || end == t.c_str()) return false;
-    *v = x;
-    return true;
-}
-
 // fstab fields write a blank, tab, newline or backslash as \ooo.
 std::string unescape(const std::string& s) {
     std::string out;
@@ -44,6 +28,22 @@ std::string unescape(const std::string& s) {
 }
 
 } // namespace
+
+std::string trim(const std::string& s) {
+    std::size_t b = s.find_first_not_of(" \t\r\n"), e = s.find_last_not_of(" \t\r\n");
+    return b == std::string::npos ? std::string() : s.substr(b, e - b + 1);
+}
+
+bool toInt64(const std::string& s, std::int64_t* v) {
+    std::string t = trim(s);
+    if (t.empty()) return false;
+    char* end = nullptr;
+    errno = 0;
+    long long x = std::strtoll(t.c_str(), &end, 10);
+    if (errno || end == t.c_str()) return false;
+    *v = x;
+    return true;
+}
 
 std::string readFile(const std::string& root, const std::string& path, std::size_t cap) {
     std::FILE* f = std::fopen((root + path).c_str(), "rb");
@@ -110,20 +110,20 @@ CpuInfo parseCpuinfo(const std::string& text) {
             c.board = val;
         } else if ((key == "flags" || key == "Features") && c.flags.empty()) {
             c.flags = " " + val + " ";
-        } else if (key == "cpu family" && c.family < 0 && toInt(val, &n)) {
+        } else if (key == "cpu family" && c.family < 0 && toInt64(val, &n)) {
             c.family = n;
-        } else if (key == "model" && c.model < 0 && toInt(val, &n)) {
+        } else if (key == "model" && c.model < 0 && toInt64(val, &n)) {
             c.model = n;
-        } else if (key == "stepping" && c.stepping < 0 && toInt(val, &n)) {
+        } else if (key == "stepping" && c.stepping < 0 && toInt64(val, &n)) {
             c.stepping = n;
         } else if (key == "physical id") {
             phys = val;
             packages.insert(val);
         } else if (key == "core id") {
             cores.insert(phys + "/" + val);
-        } else if (key == "cpu cores" && c.coresPerPackage < 0 && toInt(val, &n)) {
+        } else if (key == "cpu cores" && c.coresPerPackage < 0 && toInt64(val, &n)) {
             c.coresPerPackage = n;
-        } else if (key == "siblings" && c.logicalPerPackage < 0 && toInt(val, &n)) {
+        } else if (key == "siblings" && c.logicalPerPackage < 0 && toInt64(val, &n)) {
             c.logicalPerPackage = n;
         } else if (key == "cpu MHz" && c.mhz == 0) {
             c.mhz = std::atof(val.c_str());
@@ -137,7 +137,7 @@ CpuInfo parseCpuinfo(const std::string& text) {
 std::int64_t parseCacheSize(const std::string& text) {
     std::int64_t v;
     std::string t = trim(text);
-    if (!toInt(t, &v) || v < 0) return -1;
+    if (!toInt64(t, &v) || v < 0) return -1;
     std::size_t unit = t.find_first_not_of("0123456789");
     if (unit == std::string::npos) return v;
     switch (t[unit]) {
@@ -158,7 +158,7 @@ std::vector<Cache> readCaches(const std::string& root) {
         const std::string base =
             "/sys/devices/system/cpu/cpu0/cache/index" + std::to_string(i) + "/";
         std::int64_t level;
-        if (!toInt(readAttr(root, base + "level"), &level)) break;
+        if (!toInt64(readAttr(root, base + "level"), &level)) break;
         Cache c;
         c.level = static_cast<int>(level);
         c.type = readAttr(root, base + "type");
@@ -205,9 +205,9 @@ std::vector<NetInterface> readInterfaces(const std::string& root) {
         NetInterface i;
         i.name = n;
         std::int64_t v;
-        if (toInt(readAttr(root, base + "ifindex"), &v)) i.index = static_cast<int>(v);
-        if (toInt(readAttr(root, base + "type"), &v)) i.arphrd = static_cast<int>(v);
-        if (toInt(readAttr(root, base + "mtu"), &v) && v > 0) i.mtu = static_cast<unsigned>(v);
+        if (toInt64(readAttr(root, base + "ifindex"), &v)) i.index = static_cast<int>(v);
+        if (toInt64(readAttr(root, base + "type"), &v)) i.arphrd = static_cast<int>(v);
+        if (toInt64(readAttr(root, base + "mtu"), &v) && v > 0) i.mtu = static_cast<unsigned>(v);
         i.mac = readAttr(root, base + "address");
         i.operstate = readAttr(root, base + "operstate");
         i.device = exists(root, base + "device");

@@ -15,6 +15,11 @@ namespace linuxfacts {
 // The largest file a reader takes; the rest of a longer one is not read.
 const std::size_t MAX_FILE = 1u << 20;
 
+// The text without blanks (and line ends) around it.
+std::string trim(const std::string& s);
+// A decimal number at the start of `s` (blanks around it allowed).
+bool toInt64(const std::string& s, std::int64_t* v);
+
 // `path` below `root`: at most `cap` bytes; empty when it cannot be read.
 std::string readFile(const std::string& root, const std::string& path, std::size_t cap = MAX_FILE);
 // The first line of a sysfs attribute, without its blanks.
