@@ -14,5 +14,5 @@ done < <(nm -D --defined-only "$lib" | awk '{print $3}' | c++filt -p |
          sed -E 's/^(typeinfo name for|typeinfo for|vtable for|VTT for|guard variable for) //' |
          sed -E 's/\[abi:cxx11\]//g; s/^(unsigned |const )?[A-Za-z_:*&]+[*&]? ([A-Za-z_]+(::|<|$))/\2/' |
          sed -E 's/[<:( ].*//' |
-         grep -Ev '^(std|__gnu_cxx|_init|_fini|_edata|_end|__bss_start|operator.*)?$' | sort -u)
+         grep -Ev '^(std|__.*|_init|_fini|_edata|_end|operator.*)?$' | sort -u)
 exit $missing
