@@ -1,5 +1,5 @@
-// The Linux parsers over any text: /proc/cpuinfo, cache sizes, the mount table and
-// meminfo never read out of bounds or throw.
+// The Linux parsers over any text: /proc/cpuinfo, cache sizes, the mount table,
+// meminfo, the route tables and the resolver file never read out of bounds or throw.
 #include "common/host/linux_facts.h"
 #include "invscan/HostFacts.h"
 
@@ -13,6 +13,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     linuxfacts::parseCpuinfo(text);
     linuxfacts::parseCacheSize(text);
     linuxfacts::parseMounts(text);
+    linuxfacts::defaultRouter4(text, "eth0");
+    linuxfacts::defaultRouter6(text, "eth0");
+    linuxfacts::parseResolvConf(text);
     std::uint64_t kb;
     hostfacts::meminfoKB(text.data(), text.size(), "MemTotal", &kb);
     return 0;

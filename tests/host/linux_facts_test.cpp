@@ -189,3 +189,37 @@ TEST(LinuxFacts, ReadersStopAtTheirBound) {
     EXPECT_EQ(linuxfacts::readAttr(kLinux + "vm-firecracker-debian12", "/sys/class/net/eth0/mtu"),
               "1400");
 }
+
+TEST(LinuxFacts, DefaultRoutersAndResolver) {
+    const struct {
+        const char* machine;
+        const char* ifname;
+        const char* v4;
+        const char* v6;
+    } cases[] = {
+        {"container-netns-routes", "v0", "198.51.100.1", "2001:db8:10::1"},
+        {"container-netns-routes", "lo", "", ""},
+        {"vm-vmware-fusion", "ens33", "192.168.71.2", ""},
+        {"vm-firecracker-debian12", "eth0", "", ""}, // no route tables captured
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(std::string(c.machine) + " " + c.ifname);
+        const std::string root = kLinux + c.machine;
+        EXPECT_EQ(
+            linuxfacts::defaultRouter4(linuxfacts::readFile(root, "/proc/net/route"), c.ifname),
+            c.v4);
+        EXPECT_EQ(linuxfacts::defaultRouter6(linuxfacts::readFile(root, "/proc/net/ipv6_route"),
+                                             c.ifname),
+                  c.v6);
+    }
+    const linuxfacts::Resolver here = linuxfacts::parseResolvConf(
+        linuxfacts::readFile(kLinux + "vm-firecracker-debian12", "/etc/resolv.conf"));
+    EXPECT_EQ(here.servers, std::vector<std::string>{"10.255.255.53"});
+    EXPECT_TRUE(here.search.empty());
+    // The last search or domain line wins, as in the resolver.
+    const linuxfacts::Resolver r = linuxfacts::parseResolvConf(
+        "search a.example b.example\nnameserver 192.0.2.1\ndomain c.example\nnameserver\n"
+        "nameserver 2001:db8::53\n");
+    EXPECT_EQ(r.servers, (std::vector<std::string>{"192.0.2.1", "2001:db8::53"}));
+    EXPECT_EQ(r.search, std::vector<std::string>{"c.example"});
+}

@@ -1,6 +1,8 @@
 #include "common/host/linux_facts.h"
 
 #include <algorithm>
+#include <arpa/inet.h>
+#include <cctype>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
@@ -219,6 +221,87 @@ std::vector<NetInterface> readInterfaces(const std::string& root) {
         return a.index < b.index;
     });
     return out;
+}
+
+namespace {
+
+// The blank-separated words of each line.
+std::vector<std::vector<std::string>> wordsByLine(const std::string& text) {
+    std::vector<std::vector<std::string>> lines;
+    std::size_t p = 0;
+    while (p < text.size()) {
+        std::size_t e = text.find('\n', p);
+        if (e == std::string::npos) e = text.size();
+        std::vector<std::string> words;
+        std::size_t i = p;
+        while (i < e) {
+            std::size_t b = text.find_first_not_of(" \t", i);
+            if (b == std::string::npos || b >= e) break;
+            std::size_t w = text.find_first_of(" \t", b);
+            if (w == std::string::npos || w > e) w = e;
+            words.push_back(text.substr(b, w - b));
+            i = w;
+        }
+        lines.push_back(words);
+        p = e + 1;
+    }
+    return lines;
+}
+
+bool hexByte(const std::string& s, std::size_t at, unsigned char* out) {
+    if (at + 2 > s.size() || !std::isxdigit(static_cast<unsigned char>(s[at])) ||
+        !std::isxdigit(static_cast<unsigned char>(s[at + 1])))
+        return false;
+    *out = static_cast<unsigned char>(std::strtoul(s.substr(at, 2).c_str(), nullptr, 16));
+    return true;
+}
+
+} // namespace
+
+std::string defaultRouter4(const std::string& routeText, const std::string& ifname) {
+    for (const auto& f : wordsByLine(routeText)) {
+        if (f.size() < 3 || f[0] != ifname || f[1] != "00000000" || f[2] == "00000000" ||
+            f[2].size() != 8)
+            continue;
+        // The kernel prints the address as a host-order number of network-order bytes.
+        unsigned char b[4];
+        bool ok = true;
+        for (int i = 0; i < 4; ++i)
+            ok = ok && hexByte(f[2], static_cast<std::size_t>(6 - 2 * i), &b[i]);
+        if (!ok) continue;
+        char buf[INET_ADDRSTRLEN];
+        if (inet_ntop(AF_INET, b, buf, sizeof buf)) return buf;
+    }
+    return std::string();
+}
+
+std::string defaultRouter6(const std::string& routeText, const std::string& ifname) {
+    const std::string zero(32, '0');
+    for (const auto& f : wordsByLine(routeText)) {
+        if (f.size() < 10 || f[9] != ifname || f[0] != zero || f[1] != "00" || f[4] == zero ||
+            f[4].size() != 32)
+            continue;
+        unsigned char a[16];
+        bool ok = true;
+        for (int i = 0; i < 16; ++i)
+            ok = ok && hexByte(f[4], static_cast<std::size_t>(2 * i), &a[i]);
+        char buf[INET6_ADDRSTRLEN];
+        if (ok && inet_ntop(AF_INET6, a, buf, sizeof buf)) return buf;
+    }
+    return std::string();
+}
+
+Resolver parseResolvConf(const std::string& text) {
+    Resolver r;
+    for (const auto& f : wordsByLine(text)) {
+        if (f.empty()) continue;
+        if (f[0] == "nameserver" && f.size() > 1) {
+            r.servers.push_back(f[1]);
+        } else if (f[0] == "search" || f[0] == "domain") {
+            r.search.assign(f.begin() + 1, f.end());
+        }
+    }
+    return r;
 }
 
 } // namespace linuxfacts

@@ -75,6 +75,18 @@ struct NetInterface {
 };
 std::vector<NetInterface> readInterfaces(const std::string& root);
 
+// /proc/net/route and /proc/net/ipv6_route: the default router of `ifname` as text,
+// empty when it has none.
+std::string defaultRouter4(const std::string& routeText, const std::string& ifname);
+std::string defaultRouter6(const std::string& routeText, const std::string& ifname);
+
+// /etc/resolv.conf: every name server, and the search list (the last "search" or
+// "domain" line wins, as the resolver has it).
+struct Resolver {
+    std::vector<std::string> servers, search;
+};
+Resolver parseResolvConf(const std::string& text);
+
 } // namespace linuxfacts
 
 #endif

@@ -23,7 +23,6 @@
 #include <map>
 #include <net/if.h>
 #include <netinet/in.h>
-#include <sstream>
 #include <sys/stat.h>
 #include <sys/sysinfo.h>
 #include <sys/utsname.h>
@@ -349,46 +348,12 @@ void addDisks(Node* sp) {
 
 // ---- network ----
 
-std::string hexToIPv4(const std::string& h) {
-    unsigned long v = std::strtoul(h.c_str(), nullptr, 16);
-    struct in_addr a;
-    a.s_addr = static_cast<in_addr_t>(v); // /proc/net/route holds network order as a host number
-    char buf[INET_ADDRSTRLEN];
-    return inet_ntop(AF_INET, &a, buf, sizeof buf) ? buf : "";
-}
-
 std::string ipv4Router(const std::string& ifname) {
-    std::istringstream in(readFile("/proc/net/route"));
-    std::string line;
-    std::getline(in, line);
-    while (std::getline(in, line)) {
-        std::istringstream f(line);
-        std::string iface, dest, gw;
-        if (f >> iface >> dest >> gw && iface == ifname && dest == "00000000" && gw != "00000000")
-            return hexToIPv4(gw);
-    }
-    return std::string();
+    return linuxfacts::defaultRouter4(readFile("/proc/net/route"), ifname);
 }
 
 std::string ipv6Router(const std::string& ifname) {
-    std::istringstream in(readFile("/proc/net/ipv6_route"));
-    std::string line;
-    while (std::getline(in, line)) {
-        std::istringstream f(line);
-        std::string dst, dlen, src, slen, hop, metric, ref, use, flags, dev;
-        if (!(f >> dst >> dlen >> src >> slen >> hop >> metric >> ref >> use >> flags >> dev))
-            continue;
-        if (dev != ifname || dlen != "00" || dst != std::string(32, '0') ||
-            hop == std::string(32, '0') || hop.size() != 32)
-            continue;
-        unsigned char a[16];
-        for (int i = 0; i < 16; ++i)
-            a[i] =
-                static_cast<unsigned char>(std::strtoul(hop.substr(i * 2, 2).c_str(), nullptr, 16));
-        char buf[INET6_ADDRSTRLEN];
-        if (inet_ntop(AF_INET6, a, buf, sizeof buf)) return buf;
-    }
-    return std::string();
+    return linuxfacts::defaultRouter6(readFile("/proc/net/ipv6_route"), ifname);
 }
 
 bool usesDhcp(const std::string& ifname, const std::string& ifindex) {
@@ -439,23 +404,9 @@ void addNetwork(Node* sp) {
         }
         ::freeifaddrs(list);
     }
-    std::vector<std::string> servers, search;
-    {
-        std::istringstream in(readFile("/etc/resolv.conf"));
-        std::string line;
-        while (std::getline(in, line)) {
-            std::istringstream f(line);
-            std::string k, v;
-            f >> k;
-            if (k == "nameserver" && f >> v)
-                servers.push_back(v);
-            else if (k == "search" || k == "domain") {
-                if (k == "search") search.clear();
-                while (f >> v)
-                    search.push_back(v);
-            }
-        }
-    }
+    const linuxfacts::Resolver resolver = linuxfacts::parseResolvConf(readFile("/etc/resolv.conf"));
+    const std::vector<std::string>& servers = resolver.servers;
+    const std::vector<std::string>& search = resolver.search;
     std::vector<linuxfacts::NetInterface> ifs;
     for (const linuxfacts::NetInterface& i : linuxfacts::readInterfaces("")) {
         if (i.name == "lo" || i.arphrd == 772) continue;
