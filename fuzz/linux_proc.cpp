@@ -16,6 +16,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     linuxfacts::defaultRouter4(text, "eth0");
     linuxfacts::defaultRouter6(text, "eth0");
     linuxfacts::parseResolvConf(text);
+    std::uint64_t v;
+    linuxfacts::vmstatValue(text, "pgfault", &v);
     std::uint64_t kb;
     hostfacts::meminfoKB(text.data(), text.size(), "MemTotal", &kb);
     return 0;

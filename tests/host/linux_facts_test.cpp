@@ -105,6 +105,14 @@ TEST(LinuxFacts, MeminfoAndOsRelease) {
         ASSERT_TRUE(hostfacts::meminfoKB(mi.data(), mi.size(), "SwapTotal", &kb));
         EXPECT_EQ(kb, c.swap);
     }
+    // /proc/vmstat: the counters the memory statistics take.
+    const std::string vm = linuxfacts::readFile(kLinux + "vm-firecracker-debian12", "/proc/vmstat");
+    std::uint64_t v = 0;
+    EXPECT_TRUE(linuxfacts::vmstatValue(vm, "pgfault", &v));
+    EXPECT_EQ(v, 581405658u);
+    EXPECT_TRUE(linuxfacts::vmstatValue(vm, "pswpout", &v));
+    EXPECT_EQ(v, 0u);
+    EXPECT_FALSE(linuxfacts::vmstatValue(vm, "pgfaul", &v));
     const struct {
         const char* machine;
         const char* pretty;

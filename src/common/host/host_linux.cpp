@@ -26,7 +26,6 @@
 #include <cstdlib>
 #include <cstring>
 #include <set>
-#include <sstream>
 #include <sys/stat.h>
 #include <sys/statvfs.h>
 #include <ctime>
@@ -479,17 +478,15 @@ public:
         info->active_count = pages(active);
         info->inactive_count = pages(inactive);
         info->wire_count = pages(wired);
-        std::istringstream vm(readText("/proc/vmstat"));
-        std::string key;
-        unsigned long long val;
-        while (vm >> key >> val) {
-            std::uint32_t v32 = static_cast<std::uint32_t>(val);
-            if (key == "pgfault")
-                info->faults = v32;
-            else if (key == "pswpin")
-                info->pageins = v32;
-            else if (key == "pswpout")
-                info->pageouts = v32;
+        const std::string vm = readText("/proc/vmstat");
+        const struct {
+            const char* key;
+            std::uint32_t* field;
+        } counters[] = {
+            {"pgfault", &info->faults}, {"pswpin", &info->pageins}, {"pswpout", &info->pageouts}};
+        for (const auto& c : counters) {
+            std::uint64_t v;
+            if (linuxfacts::vmstatValue(vm, c.key, &v)) *c.field = static_cast<std::uint32_t>(v);
         }
         return KERN_SUCCESS;
     }

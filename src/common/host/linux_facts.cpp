@@ -258,6 +258,17 @@ bool hexByte(const std::string& s, std::size_t at, unsigned char* out) {
 
 } // namespace
 
+bool vmstatValue(const std::string& text, const char* key, std::uint64_t* value) {
+    for (const auto& f : wordsByLine(text)) {
+        std::int64_t v;
+        if (f.size() >= 2 && f[0] == key && toInt64(f[1], &v) && v >= 0) {
+            *value = static_cast<std::uint64_t>(v);
+            return true;
+        }
+    }
+    return false;
+}
+
 std::string defaultRouter4(const std::string& routeText, const std::string& ifname) {
     for (const auto& f : wordsByLine(routeText)) {
         if (f.size() < 3 || f[0] != ifname || f[1] != "00000000" || f[2] == "00000000" ||

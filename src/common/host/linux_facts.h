@@ -75,6 +75,9 @@ struct NetInterface {
 };
 std::vector<NetInterface> readInterfaces(const std::string& root);
 
+// /proc/vmstat ("pgfault 123" lines): the value of `key`; false when absent.
+bool vmstatValue(const std::string& text, const char* key, std::uint64_t* value);
+
 // /proc/net/route and /proc/net/ipv6_route: the default router of `ifname` as text,
 // empty when it has none.
 std::string defaultRouter4(const std::string& routeText, const std::string& ifname);

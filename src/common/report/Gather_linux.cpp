@@ -31,41 +31,23 @@
 namespace report {
 namespace {
 
-std::string readFile(const std::string& path, std::size_t limit = 1u << 20) {
-    std::ifstream f(path.c_str(), std::ios::binary);
-    if (!f) return std::string();
-    std::string s;
-    char buf[8192];
-    while (f && s.size() < limit) {
-        f.read(buf, sizeof buf);
-        s.append(buf, static_cast<std::size_t>(f.gcount()));
-    }
-    return s;
+// This machine's files, through the same bounded readers the host backend uses.
+std::string readFile(const std::string& path, std::size_t limit = linuxfacts::MAX_FILE) {
+    return linuxfacts::readFile("", path, limit);
 }
 
-std::string trim(const std::string& s) {
-    std::size_t b = s.find_first_not_of(" \t\r\n");
-    if (b == std::string::npos) return std::string();
-    return s.substr(b, s.find_last_not_of(" \t\r\n") - b + 1);
-}
+using linuxfacts::trim;
 
 std::string attr(const std::string& path) {
     return trim(readFile(path, 4096));
 }
 
 bool exists(const std::string& path) {
-    return ::access(path.c_str(), F_OK) == 0;
+    return linuxfacts::exists("", path);
 }
 
 std::vector<std::string> listDir(const std::string& path) {
-    std::vector<std::string> out;
-    DIR* d = ::opendir(path.c_str());
-    if (!d) return out;
-    while (struct dirent* e = ::readdir(d))
-        if (e->d_name[0] != '.') out.push_back(e->d_name);
-    ::closedir(d);
-    std::sort(out.begin(), out.end());
-    return out;
+    return linuxfacts::listDir("", path);
 }
 
 std::string realPath(const std::string& p) {
