@@ -215,6 +215,7 @@ TEST(InputBounds, WorstShapesStayWithinEightTimesTheirSize) {
         std::printf("%-32s %8zu KiB in, %+8ld KiB peak\n", c.name, size / 1024, o.peakKiB - start);
 #else
         (void)start;
+        (void)size;
 #endif
         std::system(("rm -rf " + bundle).c_str());
     }
