@@ -3,7 +3,10 @@
 #ifndef INVSCAN_TEST_RUN_COMMAND_H
 #define INVSCAN_TEST_RUN_COMMAND_H
 
+#include <gtest/gtest.h>
+
 #include <cstdio>
+#include <cstdlib>
 #include <string>
 #include <sys/wait.h>
 
@@ -31,6 +34,19 @@ inline Outcome runCommand(const std::string& command) {
 inline std::string run(const std::string& command) {
     return runCommand(command).out;
 }
+
+// A fresh folder below /tmp for one test, emptied and removed afterwards (read-only
+// folders in it included).
+class TempDirTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        char tmpl[] = "/tmp/invscan-test-XXXXXX";
+        ASSERT_NE(mkdtemp(tmpl), nullptr);
+        dir = tmpl;
+    }
+    void TearDown() override { runCommand("chmod -R u+w " + dir + "; rm -rf " + dir); }
+    std::string dir;
+};
 
 } // namespace testrun
 

@@ -31,18 +31,11 @@ void writeFile(const std::string& path, const std::string& text) {
     out << text;
 }
 
-class CliErrors : public ::testing::Test {
+class CliErrors : public testrun::TempDirTest {
 protected:
-    void SetUp() override {
-        char tmpl[] = "/tmp/invscan-cli-XXXXXX";
-        ASSERT_NE(mkdtemp(tmpl), nullptr);
-        dir = tmpl;
-    }
-    void TearDown() override { sh("chmod -R u+w " + dir + "; rm -rf " + dir); }
     std::string run(const std::string& args) {
         return "env -u KOR_HOMEDIR " + kInvscan + " " + args;
     }
-    std::string dir;
 };
 
 } // namespace

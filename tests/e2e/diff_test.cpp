@@ -35,20 +35,13 @@ void writeFile(const std::string& path, const std::string& text) {
     std::ofstream(path, std::ios::binary) << text;
 }
 
-class Diff : public ::testing::Test {
+class Diff : public testrun::TempDirTest {
 protected:
-    void SetUp() override {
-        char tmpl[] = "/tmp/invscan-diff-XXXXXX";
-        ASSERT_NE(mkdtemp(tmpl), nullptr);
-        dir = tmpl;
-    }
-    void TearDown() override { run("rm -rf " + dir); }
     std::string scan(const std::string& bundle, const std::string& file) {
         std::string path = dir + "/" + file;
         run(kInvscan + " --replay " + bundle + " --format json > " + path);
         return path;
     }
-    std::string dir;
 };
 
 } // namespace

@@ -102,16 +102,7 @@ Json steady(Json scan) {
     return scan["tables"];
 }
 
-class Sanitize : public ::testing::Test {
-protected:
-    void SetUp() override {
-        char tmpl[] = "/tmp/invscan-sanitize-XXXXXX";
-        ASSERT_NE(mkdtemp(tmpl), nullptr);
-        dir = tmpl;
-    }
-    void TearDown() override { testrun::run("rm -rf " + dir); }
-    std::string dir;
-};
+class Sanitize : public testrun::TempDirTest {};
 
 } // namespace
 
