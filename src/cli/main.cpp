@@ -300,6 +300,7 @@ std::string sanitizeKey(std::string* why) {
         std::string key = sanitizeKeyFromFile(p, why);
         if (!key.empty()) return key;
     }
+    if (places.empty()) *why = "no installation etc folder and no HOME to keep one in";
     return std::string();
 }
 
