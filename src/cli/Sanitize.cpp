@@ -207,7 +207,8 @@ bool Sanitizer::attributeKind(const std::string& table, const std::string& attri
     return false;
 }
 
-void Sanitizer::addForm(const std::string& from, const std::string& to, bool hex) {
+void Sanitizer::addForm(const std::string& from, const std::string& to, Match match) {
+    const bool hex = match == ANYWHERE;
     // Short hexadecimal forms would turn up by chance in any data blob.
     if (from.empty() || from == to || (hex && from.size() < 12)) return;
     for (const Form& f : m_forms)
@@ -215,7 +216,7 @@ void Sanitizer::addForm(const std::string& from, const std::string& to, bool hex
     // Longest first, so that a name is replaced before a part of it.
     auto at = std::find_if(m_forms.begin(), m_forms.end(),
                            [&](const Form& f) { return f.from.size() < from.size(); });
-    m_forms.insert(at, Form{from, to, hex});
+    m_forms.insert(at, Form{from, to, match});
 }
 
 std::string Sanitizer::learn(Kind kind, const std::string& raw) {
@@ -273,10 +274,11 @@ std::string Sanitizer::learn(Kind kind, const std::string& raw) {
                         pseudo += ch;
                     }
                 }
-                addForm(name, pseudo, false);
-                if (lower(name) != name) addForm(lower(name), lower(pseudo), false);
-                addForm(hexOf(name, true), hexOf(pseudo, true), true);
-                addForm(hexOf(name, false), hexOf(pseudo, false), true);
+                const Match m = name.find('.') == std::string::npos ? NAME : WORD;
+                addForm(name, pseudo, m);
+                if (lower(name) != name) addForm(lower(name), lower(pseudo), m);
+                addForm(hexOf(name, true), hexOf(pseudo, true), ANYWHERE);
+                addForm(hexOf(name, false), hexOf(pseudo, false), ANYWHERE);
                 out += pseudo + word.substr(name.size());
             } else {
                 out += word;
@@ -306,17 +308,17 @@ std::string Sanitizer::learn(Kind kind, const std::string& raw) {
         else if (std::islower(static_cast<unsigned char>(v)))
             pseudo[c] = static_cast<char>('a' + x % 26);
     }
-    addForm(value, pseudo, false);
-    addForm(hexOf(value, true), hexOf(pseudo, true), true);
-    addForm(hexOf(value, false), hexOf(pseudo, false), true);
+    addForm(value, pseudo, WORD);
+    addForm(hexOf(value, true), hexOf(pseudo, true), ANYWHERE);
+    addForm(hexOf(value, false), hexOf(pseudo, false), ANYWHERE);
     std::string bytes = uuidBytes(value);
     if (!bytes.empty()) {
-        addForm(lower(value), lower(pseudo), false);
-        addForm(upper(value), upper(pseudo), false);
+        addForm(lower(value), lower(pseudo), WORD);
+        addForm(upper(value), upper(pseudo), WORD);
         std::string to = uuidBytes(pseudo);
         for (bool up : {true, false}) {
-            addForm(hexOf(bytes, up), hexOf(to, up), true);
-            addForm(hexOf(smbiosOrder(bytes), up), hexOf(smbiosOrder(to), up), true);
+            addForm(hexOf(bytes, up), hexOf(to, up), ANYWHERE);
+            addForm(hexOf(smbiosOrder(bytes), up), hexOf(smbiosOrder(to), up), ANYWHERE);
         }
     }
     return raw.substr(0, b) + pseudo + raw.substr(e + 1);
@@ -437,8 +439,11 @@ std::string Sanitizer::rewrite(const std::string& text) const {
         std::size_t p = 0;
         while ((p = out.find(f.from, p)) != std::string::npos) {
             std::size_t q = p + f.from.size();
-            bool whole = f.hex || ((p == 0 || !isAlnum(out[p - 1])) &&
-                                   (q >= out.size() || !isAlnum(out[q])));
+            auto apart = [&f](char c) {
+                return !isAlnum(c) && (f.match != NAME || (c != '.' && c != '-' && c != '_'));
+            };
+            bool whole = f.match == ANYWHERE ||
+                         ((p == 0 || apart(out[p - 1])) && (q >= out.size() || apart(out[q])));
             if (!whole) {
                 ++p;
                 continue;

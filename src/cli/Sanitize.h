@@ -45,15 +45,18 @@ public:
 
 private:
     std::string stream(const std::string& tag, std::size_t n) const;
-    void addForm(const std::string& from, const std::string& to, bool hex);
+    // How a form must stand in a text to be replaced.
+    enum Match { ANYWHERE, WORD, NAME };
+    void addForm(const std::string& from, const std::string& to, Match match);
     void learnHelperKeys(const std::string& dump);
 
     std::string m_key;
-    // Original form -> pseudonym form; `hex` forms match anywhere, the others only
-    // as whole words.
+    // Original form -> pseudonym form. Hexadecimal forms match anywhere; others only
+    // as whole words; a one-label host name only where no name character touches it
+    // (so that "vm" is not taken out of "vm.swapusage").
     struct Form {
         std::string from, to;
-        bool hex;
+        Match match;
     };
     std::vector<Form> m_forms;
 };
