@@ -189,28 +189,32 @@ Json diffScans(const Json& oldScan, const Json& newScan, bool all) {
             indexDef && std::find(keys.begin(), keys.end(), indexDef->id) != keys.end();
         // New rows by key; a key met twice pairs its rows in order, so both stay apart.
         // Old rows are then taken in their order, and what is left of the new is added.
-        std::unordered_map<std::string, std::vector<const Row*>> newByKey;
+        auto keyFor = [&keys](const Row& r) {
+            return keys.empty() ? std::string("row") : keyOf(r, keys);
+        };
+        struct Pending {
+            std::vector<std::size_t> rows; // positions in `after`
+            std::size_t next = 0;
+        };
+        std::unordered_map<std::string, Pending> newByKey;
         newByKey.reserve(after.size());
-        for (const Row& r : after)
-            newByKey[keys.empty() ? std::string("row") : keyOf(r, keys)].push_back(&r);
-        std::unordered_map<std::string, std::size_t> taken;
+        for (std::size_t i = 0; i < after.size(); ++i)
+            newByKey[keyFor(after[i])].rows.push_back(i);
         std::vector<const Row*> removed, added;
         std::vector<std::pair<const Row*, const Row*>> both;
-        std::set<const Row*> matchedNew;
+        std::vector<bool> matched(after.size(), false);
         for (const Row& r : before) {
-            const std::string k = keys.empty() ? std::string("row") : keyOf(r, keys);
-            auto it = newByKey.find(k);
-            std::size_t& next = taken[k];
-            if (it != newByKey.end() && next < it->second.size()) {
-                both.emplace_back(&r, it->second[next]);
-                matchedNew.insert(it->second[next]);
-                ++next;
+            auto it = newByKey.find(keyFor(r));
+            if (it != newByKey.end() && it->second.next < it->second.rows.size()) {
+                const std::size_t i = it->second.rows[it->second.next++];
+                matched[i] = true;
+                both.emplace_back(&r, &after[i]);
             } else {
                 removed.push_back(&r);
             }
         }
-        for (const Row& r : after)
-            if (!matchedNew.count(&r)) added.push_back(&r);
+        for (std::size_t i = 0; i < after.size(); ++i)
+            if (!matched[i]) added.push_back(&after[i]);
         // A row whose key itself changed (a disk's serial is part of its ID) is still
         // the same row when it keeps its place: unmatched rows of the same Index pair up.
         if (indexDef) {

@@ -219,6 +219,25 @@ void Sanitizer::addForm(const std::string& from, const std::string& to, Match ma
     m_forms.insert(at, Form{from, to, match});
 }
 
+std::string Sanitizer::shaped(const std::string& tag, const std::string& value, bool hex) const {
+    const std::string r = stream(tag, value.size());
+    const char* hexDigits = lower(value) == value ? "0123456789abcdef" : "0123456789ABCDEF";
+    std::string out = value;
+    for (std::size_t c = 0; c < value.size(); ++c) {
+        const unsigned char x = static_cast<unsigned char>(r[c]);
+        const unsigned char v = static_cast<unsigned char>(value[c]);
+        if (hex && std::isxdigit(v))
+            out[c] = hexDigits[x & 15];
+        else if (std::isdigit(v))
+            out[c] = static_cast<char>('0' + x % 10);
+        else if (std::isupper(v))
+            out[c] = static_cast<char>('A' + x % 26);
+        else if (std::islower(v))
+            out[c] = static_cast<char>('a' + x % 26);
+    }
+    return out;
+}
+
 std::string Sanitizer::learn(Kind kind, const std::string& raw) {
     std::size_t b = raw.find_first_not_of(" \t"), e = raw.find_last_not_of(" \t");
     // No serial, UUID or name is this long: a longer value is free text of no kind.
@@ -244,35 +263,18 @@ std::string Sanitizer::learn(Kind kind, const std::string& raw) {
             bool single = word.size() == value.size();
             if (hostWord(name) && (single || name.find('.') != std::string::npos) &&
                 lower(name) != "localhost") {
-                // Each label on its own, so that a domain and the names in it agree.
-                std::vector<std::string> labels;
+                // Each label on its own, so that a domain and the names in it agree; the
+                // top label (and "local") stays.
+                std::string pseudo;
                 std::size_t p = 0;
                 for (;;) {
                     std::size_t d = name.find('.', p);
-                    labels.push_back(name.substr(p, d == std::string::npos ? d : d - p));
+                    const std::string l = name.substr(p, d == std::string::npos ? d : d - p);
+                    const bool top = d == std::string::npos && p > 0;
+                    pseudo += top || lower(l) == "local" ? l : shaped("host|" + lower(l), l, false);
                     if (d == std::string::npos) break;
+                    pseudo += '.';
                     p = d + 1;
-                }
-                std::string pseudo;
-                std::size_t keep = labels.size() >= 2 ? labels.size() - 1 : labels.size();
-                for (std::size_t k = 0; k < labels.size(); ++k) {
-                    if (k) pseudo += '.';
-                    const std::string& l = labels[k];
-                    if (k >= keep || lower(l) == "local") {
-                        pseudo += l;
-                        continue;
-                    }
-                    std::string r = stream("host|" + lower(l), l.size());
-                    for (std::size_t c = 0; c < l.size(); ++c) {
-                        unsigned char x = static_cast<unsigned char>(r[c]);
-                        char ch = std::isdigit(static_cast<unsigned char>(l[c]))
-                                      ? static_cast<char>('0' + x % 10)
-                                  : isAlnum(l[c]) ? static_cast<char>('a' + x % 26)
-                                                  : l[c];
-                        if (std::isupper(static_cast<unsigned char>(l[c])))
-                            ch = static_cast<char>(std::toupper(static_cast<unsigned char>(ch)));
-                        pseudo += ch;
-                    }
                 }
                 const Match m = name.find('.') == std::string::npos ? NAME : WORD;
                 addForm(name, pseudo, m);
@@ -292,22 +294,8 @@ std::string Sanitizer::learn(Kind kind, const std::string& raw) {
             return std::isdigit(static_cast<unsigned char>(c)) != 0;
         }))
         return raw;
-    std::string r =
-        stream(std::string(kind == HEX ? "hex|" : "serial|") + upper(value), value.size());
-    std::string pseudo = value;
-    bool lowerHex = kind == HEX && lower(value) == value;
-    for (std::size_t c = 0; c < value.size(); ++c) {
-        unsigned char x = static_cast<unsigned char>(r[c]);
-        char v = value[c];
-        if (kind == HEX && isHex(v))
-            pseudo[c] = (lowerHex ? "0123456789abcdef" : "0123456789ABCDEF")[x & 15];
-        else if (std::isdigit(static_cast<unsigned char>(v)))
-            pseudo[c] = static_cast<char>('0' + x % 10);
-        else if (std::isupper(static_cast<unsigned char>(v)))
-            pseudo[c] = static_cast<char>('A' + x % 26);
-        else if (std::islower(static_cast<unsigned char>(v)))
-            pseudo[c] = static_cast<char>('a' + x % 26);
-    }
+    const std::string pseudo =
+        shaped(std::string(kind == HEX ? "hex|" : "serial|") + upper(value), value, kind == HEX);
     addForm(value, pseudo, WORD);
     addForm(hexOf(value, true), hexOf(pseudo, true), ANYWHERE);
     addForm(hexOf(value, false), hexOf(pseudo, false), ANYWHERE);
@@ -497,43 +485,43 @@ void Sanitizer::learnHelperKeys(const std::string& dump) {
 }
 
 bool Sanitizer::sanitizeBundle(const std::string& dir, std::string* why) {
-    std::vector<std::string> files;
-    listFiles(dir, &files);
-    std::sort(files.begin(), files.end());
-    for (const std::string& path : files) {
-        std::string data;
-        if (!readFile(path, &data)) continue;
-        std::string base = path.substr(path.find_last_of('/') + 1);
+    std::vector<std::string> paths;
+    listFiles(dir, &paths);
+    std::sort(paths.begin(), paths.end());
+    // Read once: every name must be learnt before the first file is rewritten.
+    std::vector<std::string> texts(paths.size());
+    for (std::size_t n = 0; n < paths.size(); ++n) {
+        const std::string& path = paths[n];
+        std::string& data = texts[n];
+        if (!readFile(path, &data)) {
+            *why = path + ": cannot be read";
+            return false;
+        }
+        const std::string base = path.substr(path.find_last_of('/') + 1);
         std::size_t p = 0;
         while (p < data.size()) {
             std::size_t e = data.find('\n', p);
             if (e == std::string::npos) e = data.size();
-            std::vector<std::string> f = fields(data.substr(p, e - p));
+            const std::string line = data.substr(p, e - p);
+            const std::vector<std::string> f = fields(line);
             if (base == "uname.txt" && f.size() >= 2 && f[0] == "nodename") learn(HOST, f[1]);
             if (base == "sysctl.txt" && f.size() >= 3 &&
                 (f[0] == "kern.hostname" || f[0] == "kern.nisdomainname" ||
                  f[0] == "kern.domainname"))
                 learn(HOST, f[2]);
             if (base == "hosts.txt" && f.size() >= 2) learn(HOST, f[1]);
-            if (base.find("resolv.conf") != std::string::npos) {
-                std::string line = data.substr(p, e - p);
+            if (base.find("resolv.conf") != std::string::npos)
                 for (const char* k : {"domain", "search"})
                     if (line.compare(0, std::strlen(k), k) == 0)
                         learn(HOST, line.substr(std::strlen(k)));
-            }
             p = e + 1;
         }
         if (path.find("/helpers/") != std::string::npos) learnHelperKeys(data);
     }
-    for (const std::string& path : files) {
-        std::string data;
-        if (!readFile(path, &data)) {
-            *why = path + ": cannot be read";
-            return false;
-        }
-        std::string clean = rewrite(data);
-        if (clean != data && !writeFile(path, clean)) {
-            *why = path + ": " + std::strerror(errno ? errno : EIO);
+    for (std::size_t n = 0; n < paths.size(); ++n) {
+        const std::string clean = rewrite(texts[n]);
+        if (clean != texts[n] && !writeFile(paths[n], clean)) {
+            *why = paths[n] + ": " + std::strerror(errno ? errno : EIO);
             return false;
         }
     }

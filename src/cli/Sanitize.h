@@ -45,6 +45,10 @@ public:
 
 private:
     std::string stream(const std::string& tag, std::size_t n) const;
+    // Each character replaced from the keyed stream of `tag` by one of its own class:
+    // digits by digits, letters by letters of the same case (hexadecimal digits by
+    // hexadecimal digits when `hex`); anything else kept.
+    std::string shaped(const std::string& tag, const std::string& value, bool hex) const;
     // How a form must stand in a text to be replaced.
     enum Match { ANYWHERE, WORD, NAME };
     void addForm(const std::string& from, const std::string& to, Match match);

@@ -68,9 +68,8 @@ std::int64_t cacheSize(int level, const char* type) {
 }
 
 std::int64_t cpuMaxHz() {
-    std::int64_t khz;
-    if (toInt64(readText("/sys/devices/system/cpu/cpu0/cpufreq/cpuinfo_max_freq"), &khz) && khz > 0)
-        return khz * 1000;
+    const std::int64_t khz = linuxfacts::cpuMaxKHz("");
+    if (khz > 0) return khz * 1000;
     if (cpu().mhz > 0) return static_cast<std::int64_t>(cpu().mhz * 1000000.0);
     return -1;
 }

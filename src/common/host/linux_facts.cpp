@@ -29,6 +29,37 @@ std::string unescape(const std::string& s) {
     return out;
 }
 
+// The blank-separated words of each line.
+std::vector<std::vector<std::string>> wordsByLine(const std::string& text) {
+    std::vector<std::vector<std::string>> lines;
+    std::size_t p = 0;
+    while (p < text.size()) {
+        std::size_t e = text.find('\n', p);
+        if (e == std::string::npos) e = text.size();
+        std::vector<std::string> words;
+        std::size_t i = p;
+        while (i < e) {
+            std::size_t b = text.find_first_not_of(" \t", i);
+            if (b == std::string::npos || b >= e) break;
+            std::size_t w = text.find_first_of(" \t", b);
+            if (w == std::string::npos || w > e) w = e;
+            words.push_back(text.substr(b, w - b));
+            i = w;
+        }
+        lines.push_back(words);
+        p = e + 1;
+    }
+    return lines;
+}
+
+bool hexByte(const std::string& s, std::size_t at, unsigned char* out) {
+    if (at + 2 > s.size() || !std::isxdigit(static_cast<unsigned char>(s[at])) ||
+        !std::isxdigit(static_cast<unsigned char>(s[at + 1])))
+        return false;
+    *out = static_cast<unsigned char>(std::strtoul(s.substr(at, 2).c_str(), nullptr, 16));
+    return true;
+}
+
 } // namespace
 
 std::string trim(const std::string& s) {
@@ -154,6 +185,14 @@ std::int64_t parseCacheSize(const std::string& text) {
     }
 }
 
+std::int64_t cpuMaxKHz(const std::string& root) {
+    std::int64_t khz;
+    if (toInt64(readAttr(root, "/sys/devices/system/cpu/cpu0/cpufreq/cpuinfo_max_freq"), &khz) &&
+        khz > 0)
+        return khz;
+    return -1;
+}
+
 std::vector<Cache> readCaches(const std::string& root) {
     std::vector<Cache> out;
     for (int i = 0; i < 16; ++i) {
@@ -178,21 +217,7 @@ std::int64_t cacheBytes(const std::vector<Cache>& caches, int level, const char*
 
 std::vector<Mount> parseMounts(const std::string& text) {
     std::vector<Mount> out;
-    std::size_t p = 0;
-    while (p < text.size()) {
-        std::size_t e = text.find('\n', p);
-        if (e == std::string::npos) e = text.size();
-        std::string line = text.substr(p, e - p);
-        p = e + 1;
-        std::vector<std::string> f;
-        std::size_t i = 0;
-        while (i < line.size() && f.size() < 4) {
-            std::size_t b = line.find_first_not_of(" \t", i);
-            if (b == std::string::npos) break;
-            std::size_t w = line.find_first_of(" \t", b);
-            f.push_back(line.substr(b, w == std::string::npos ? std::string::npos : w - b));
-            i = w == std::string::npos ? line.size() : w;
-        }
+    for (const auto& f : wordsByLine(text)) {
         if (f.size() < 3 || f[0][0] == '#') continue;
         out.push_back({unescape(f[0]), unescape(f[1]), unescape(f[2]),
                        f.size() > 3 ? unescape(f[3]) : std::string()});
@@ -222,41 +247,6 @@ std::vector<NetInterface> readInterfaces(const std::string& root) {
     });
     return out;
 }
-
-namespace {
-
-// The blank-separated words of each line.
-std::vector<std::vector<std::string>> wordsByLine(const std::string& text) {
-    std::vector<std::vector<std::string>> lines;
-    std::size_t p = 0;
-    while (p < text.size()) {
-        std::size_t e = text.find('\n', p);
-        if (e == std::string::npos) e = text.size();
-        std::vector<std::string> words;
-        std::size_t i = p;
-        while (i < e) {
-            std::size_t b = text.find_first_not_of(" \t", i);
-            if (b == std::string::npos || b >= e) break;
-            std::size_t w = text.find_first_of(" \t", b);
-            if (w == std::string::npos || w > e) w = e;
-            words.push_back(text.substr(b, w - b));
-            i = w;
-        }
-        lines.push_back(words);
-        p = e + 1;
-    }
-    return lines;
-}
-
-bool hexByte(const std::string& s, std::size_t at, unsigned char* out) {
-    if (at + 2 > s.size() || !std::isxdigit(static_cast<unsigned char>(s[at])) ||
-        !std::isxdigit(static_cast<unsigned char>(s[at + 1])))
-        return false;
-    *out = static_cast<unsigned char>(std::strtoul(s.substr(at, 2).c_str(), nullptr, 16));
-    return true;
-}
-
-} // namespace
 
 bool vmstatValue(const std::string& text, const char* key, std::uint64_t* value) {
     for (const auto& f : wordsByLine(text)) {

@@ -46,6 +46,9 @@ CpuInfo parseCpuinfo(const std::string& text);
 // A cache size as sysfs writes it ("32K", "8192K", "1M", "512"): bytes, or -1.
 std::int64_t parseCacheSize(const std::string& text);
 
+// The highest clock of processor 0 in kHz (cpufreq's cpuinfo_max_freq), or -1.
+std::int64_t cpuMaxKHz(const std::string& root);
+
 // The caches of processor 0, from /sys/devices/system/cpu/cpu0/cache/index*.
 struct Cache {
     int level = 0;

@@ -39,7 +39,7 @@ std::string readFile(const std::string& path, std::size_t limit = linuxfacts::MA
 using linuxfacts::trim;
 
 std::string attr(const std::string& path) {
-    return trim(readFile(path, 4096));
+    return linuxfacts::readAttr("", path);
 }
 
 bool exists(const std::string& path) {
@@ -104,8 +104,8 @@ Cpu readCpu() {
     c.cores = static_cast<int>(info.cores);
     c.packages = static_cast<int>(info.packages);
     c.mhz = info.mhz;
-    long khz = std::atol(attr("/sys/devices/system/cpu/cpu0/cpufreq/cpuinfo_max_freq").c_str());
-    if (khz > 0) c.mhz = khz / 1000.0;
+    const std::int64_t khz = linuxfacts::cpuMaxKHz("");
+    if (khz > 0) c.mhz = static_cast<double>(khz) / 1000.0;
     return c;
 }
 
