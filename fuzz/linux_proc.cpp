@@ -1,5 +1,6 @@
 // The Linux parsers over any text: /proc/cpuinfo, cache sizes, the mount table,
-// meminfo, the route tables and the resolver file never read out of bounds or throw.
+// meminfo, the route tables, the resolver file, a VPD page and a device path never read out of
+// bounds or throw.
 #include "common/host/linux_facts.h"
 #include "invscan/HostFacts.h"
 
@@ -16,6 +17,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     linuxfacts::defaultRouter4(text, "eth0");
     linuxfacts::defaultRouter6(text, "eth0");
     linuxfacts::parseResolvConf(text);
+    linuxfacts::parseVpdSerial(text);
+    linuxfacts::pciBefore(text, size / 2);
     std::uint64_t v;
     linuxfacts::vmstatValue(text, "pgfault", &v);
     std::uint64_t kb;

@@ -1,6 +1,7 @@
 #include "common/host/linux_facts.h"
 
 #include <algorithm>
+#include <climits>
 #include <arpa/inet.h>
 #include <cctype>
 #include <cerrno>
@@ -240,11 +241,112 @@ std::vector<NetInterface> readInterfaces(const std::string& root) {
         i.device = exists(root, base + "device");
         i.wireless = exists(root, base + "wireless") || exists(root, base + "phy80211");
         i.bridge = exists(root, base + "bridge");
+        i.vlan = exists(root, "/proc/net/vlan/" + n);
+        if (toInt64(readAttr(root, base + "speed"), &v) && v > 0) i.speedMbps = v;
+        i.duplex = readAttr(root, base + "duplex");
         out.push_back(i);
     }
     std::stable_sort(out.begin(), out.end(), [](const NetInterface& a, const NetInterface& b) {
         return a.index < b.index;
     });
+    return out;
+}
+
+bool hasDhcpLease(const std::string& root, const std::string& ifname, int ifindex) {
+    const std::string files[] = {"/run/systemd/netif/leases/" + std::to_string(ifindex),
+                                 "/var/lib/dhcp/dhclient." + ifname + ".leases",
+                                 "/var/lib/dhclient/dhclient-" + ifname + ".leases",
+                                 "/run/dhclient." + ifname + ".pid",
+                                 "/var/lib/dhcpcd/" + ifname + ".lease"};
+    for (const std::string& f : files)
+        if (exists(root, f)) return true;
+    return false;
+}
+
+std::string parseVpdSerial(const std::string& page) {
+    if (page.size() <= 4) return std::string();
+    const std::size_t n = static_cast<unsigned char>(page[3]); // page length
+    return trim(page.substr(4, std::min(n, page.size() - 4)));
+}
+
+std::string pciBefore(const std::string& path, std::size_t before) {
+    const std::string head = path.substr(0, std::min(before, path.size()));
+    std::size_t p = head.size();
+    while (p > 0) {
+        const std::size_t s = head.rfind('/', p - 1);
+        if (s == std::string::npos) break;
+        const std::string comp = head.substr(s + 1, p - s - 1);
+        if (comp.size() == 12 && comp[4] == ':' && comp[7] == ':' && comp[10] == '.')
+            return head.substr(0, p);
+        p = s;
+    }
+    return std::string();
+}
+
+namespace {
+
+// `path` (below `root`) with its links resolved, again below `root`; empty when it
+// cannot be resolved or leaves the root.
+std::string resolvedBelow(const std::string& root, const std::string& path) {
+    char buf[PATH_MAX];
+    if (!::realpath((root + path).c_str(), buf)) return std::string();
+    std::string full = buf;
+    if (root.empty()) return full;
+    char rbuf[PATH_MAX];
+    if (!::realpath(root.c_str(), rbuf)) return std::string();
+    const std::string r = rbuf;
+    if (full.compare(0, r.size(), r) != 0 || (full.size() > r.size() && full[r.size()] != '/'))
+        return std::string();
+    return full.substr(r.size());
+}
+
+std::string baseName(const std::string& p) {
+    const std::size_t s = p.rfind('/');
+    return s == std::string::npos ? p : p.substr(s + 1);
+}
+
+} // namespace
+
+std::vector<BlockDevice> readBlockDevices(const std::string& root) {
+    std::vector<BlockDevice> out;
+    for (const std::string& name : listDir(root, "/sys/block")) {
+        const std::string blk = "/sys/block/" + name, dev = blk + "/device";
+        BlockDevice d;
+        d.name = name;
+        d.path = resolvedBelow(root, blk);
+        std::int64_t v;
+        if (toInt64(readAttr(root, blk + "/size"), &v) && v > 0)
+            d.sectors = static_cast<std::uint64_t>(v);
+        d.model = readAttr(root, dev + "/model");
+        d.vendor = readAttr(root, dev + "/vendor");
+        d.serial = readAttr(root, dev + "/serial");
+        if (d.serial.empty()) d.serial = readAttr(root, blk + "/serial");
+        if (d.serial.empty()) d.serial = parseVpdSerial(readFile(root, dev + "/vpd_pg80", 4096));
+        d.rev = readAttr(root, dev + "/rev");
+        if (d.rev.empty()) d.rev = readAttr(root, dev + "/firmware_rev");
+        d.removable = readAttr(root, blk + "/removable") == "1";
+        d.solidState = readAttr(root, blk + "/queue/rotational") == "0";
+        const std::string pci = pciBefore(d.path, d.path.size());
+        if (!pci.empty()) d.pciDriver = baseName(resolvedBelow(root, pci + "/driver"));
+        const std::size_t usb = d.path.find("/usb");
+        if (usb != std::string::npos) {
+            std::string up = d.path;
+            while (up.size() > 1 && d.usbDevice.empty()) {
+                up = up.substr(0, up.rfind('/'));
+                if (exists(root, up + "/idVendor")) d.usbDevice = up;
+            }
+            if (!d.usbDevice.empty()) {
+                d.usbProduct = readAttr(root, d.usbDevice + "/product");
+                d.usbIdProduct = readAttr(root, d.usbDevice + "/idProduct");
+                d.usbIdVendor = readAttr(root, d.usbDevice + "/idVendor");
+                d.usbSerial = readAttr(root, d.usbDevice + "/serial");
+                d.usbManufacturer = readAttr(root, d.usbDevice + "/manufacturer");
+            }
+            d.usbBus = d.path.substr(0, d.path.find('/', usb + 1));
+            d.usbBusProduct = readAttr(root, d.usbBus + "/product");
+        }
+        out.push_back(d);
+    }
     return out;
 }
 

@@ -75,8 +75,34 @@ struct NetInterface {
     unsigned mtu = 0;
     std::string operstate; // up, down, unknown
     bool device = false, wireless = false, bridge = false;
+    bool vlan = false;           // listed in /proc/net/vlan
+    std::int64_t speedMbps = -1; // speed; -1 when the driver does not say
+    std::string duplex;          // full, half, unknown
 };
 std::vector<NetInterface> readInterfaces(const std::string& root);
+
+// Whether a DHCP client keeps a lease (or runs) for the interface: networkd,
+// dhclient (Debian and Red Hat paths) or dhcpcd.
+bool hasDhcpLease(const std::string& root, const std::string& ifname, int ifindex);
+
+// A disk of /sys/block with what its device, and the devices above it, say of it.
+struct BlockDevice {
+    std::string name;          // sda, nvme0n1, vda, sr0
+    std::string path;          // the device's own folder, links resolved, below the root
+    std::uint64_t sectors = 0; // 512-byte units
+    std::string model, vendor, serial, rev;
+    bool removable = false, solidState = false;
+    std::string pciDriver; // driver of the nearest PCI device above the disk
+    // USB: the nearest device above it with an idVendor, and the bus (usbN) it hangs on.
+    std::string usbDevice, usbProduct, usbIdProduct, usbIdVendor, usbSerial, usbManufacturer;
+    std::string usbBus, usbBusProduct;
+};
+std::vector<BlockDevice> readBlockDevices(const std::string& root);
+// The unit serial number of a SCSI VPD page 0x80 (vpd_pg80), without blanks.
+std::string parseVpdSerial(const std::string& page);
+// The last component of `path` that looks like a PCI address (0000:00:1f.2), searching
+// back from byte `before`, with the path up to it; empty when there is none.
+std::string pciBefore(const std::string& path, std::size_t before);
 
 // /proc/vmstat ("pgfault 123" lines): the value of `key`; false when absent.
 bool vmstatValue(const std::string& text, const char* key, std::uint64_t* value);

@@ -1,0 +1,108 @@
+// The Linux gathering's two steps apart: what is read of a captured machine, and the
+// report built from what was read, disk classification included.
+#ifdef __linux__ // the gathering of the other systems is their own
+#include "common/report/Gather_linux.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+namespace {
+
+const std::string kVm = std::string(INVSCAN_TEST_DATA) + "/linux/vm-firecracker-debian12";
+
+std::string valueOf(const report::Node* n, const char* name) {
+    const report::Value* v = n ? n->value(name) : nullptr;
+    return v ? v->s : std::string("<none>");
+}
+
+} // namespace
+
+TEST(LinuxGathering, ReportOfACapturedMachine) {
+    const report::LinuxMachine m = report::readLinuxMachine(kVm, "sysprof");
+    ASSERT_EQ(m.disks.size(), 3u); // loop0, vda, zram0, by name
+    const linuxfacts::BlockDevice& vda = m.disks[1];
+    EXPECT_EQ(vda.path, "/sys/devices/pci0000:00/0000:00:02.0/virtio1/block/vda");
+    EXPECT_EQ(vda.sectors, 536870912u);
+    EXPECT_EQ(vda.serial, "overlayblk");
+    EXPECT_EQ(vda.pciDriver, "virtio-pci");
+    EXPECT_FALSE(vda.solidState || vda.removable);
+    EXPECT_EQ(m.memoryBytes, 24683656ull * 1024); // meminfo, as no sysinfo is taken
+    EXPECT_FALSE(m.dhcp.at("eth0"));
+
+    report::Node root;
+    report::buildSystemProfiler(m, &root);
+    const report::Node* sp = root.child("SystemProfiler");
+    ASSERT_TRUE(sp);
+    const report::Node* hw = sp->child("SPHardwareDataType")->child("hardware_overview");
+    EXPECT_EQ(valueOf(hw, "cpu_type"), "Intel(R) Xeon(R) Processor");
+    EXPECT_EQ(valueOf(hw, "l2_cache_core"), "2 MB");
+    EXPECT_EQ(valueOf(hw, "physical_memory"), "24 GB");
+    EXPECT_EQ(valueOf(sp->child("SPSoftwareDataType")->child("os_overview"), "os_version"),
+              "Debian GNU/Linux 12 (bookworm)");
+    // The loop and zram devices are no disks.
+    const report::Node* sata = sp->child("SPSerialATADataType");
+    ASSERT_TRUE(sata);
+    ASSERT_EQ(sata->children.size(), 1u);
+    const report::Node* disk =
+        sata->child("VirtIO Block Controller 0000:00:02.0")->child("VirtIO Block Device");
+    EXPECT_EQ(valueOf(disk, "size_in_bytes"), "274877906944");
+    EXPECT_EQ(valueOf(disk, "bsd_name"), "disk0");
+    EXPECT_EQ(valueOf(disk, "spsata_medium_type"), "Rotational");
+    // Interfaces: eth0 only (lo is left out, ifb0 and ifb1 are down and unaddressed).
+    const report::Node* net = sp->child("SPNetworkDataType");
+    ASSERT_TRUE(net);
+    ASSERT_EQ(net->children.size(), 1u);
+    EXPECT_EQ(valueOf(net->child("eth0")->child("Ethernet"), "MAC Address"), "02:fc:00:00:00:01");
+}
+
+TEST(LinuxGathering, DisksByBus) {
+    const std::string pci = "/sys/devices/pci0000:00/0000:00:";
+    const struct {
+        const char *name, *path, *driver, *vendor, *model;
+        const char *section, *controller, *disk;
+    } cases[] = {
+        {"sda", "1f.2/ata1/host0/target0:0:0/0:0:0:0/block/sda", "ahci", "ATA", "Samsung SSD",
+         "SPSerialATADataType", "ahci host0", "Samsung SSD"},
+        {"sdb", "1f.1/ata2/host1/target1:0:0/1:0:0:0/block/sdb", "pata_amd", "ATA", "ST3200",
+         "SPParallelATADataType", "pata_amd host1", "ST3200"},
+        {"sdc", "10.0/host2/target2:0:0/2:0:0:0/block/sdc", "", "HP", "LOGICAL VOLUME",
+         "SPSerialATADataType", "SCSI host2", "HP LOGICAL VOLUME"},
+        {"nvme0n1", "1d.0/0000:3d:00.0/nvme/nvme0/nvme0n1", "nvme", "", "PM981", "SPNVMeDataType",
+         "NVMe Controller 0000:3d:00.0", "PM981"},
+        {"sdd", "14.0/usb2/2-1/2-1:1.0/host6/target6:0:0/6:0:0:0/block/sdd", "xhci_hcd", "Kingston",
+         "DataTraveler", "SPUSBDataType", "xHCI Host Controller", "DataTraveler"},
+        {"sr0", "1f.2/ata3/host2/target2:0:0/2:0:0:0/block/sr0", "ahci", "HL-DT-ST", "DVDRAM",
+         "SPSerialATADataType", "ahci host2", "HL-DT-ST DVDRAM"},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        report::LinuxMachine m;
+        linuxfacts::BlockDevice d;
+        d.name = c.name;
+        d.path = pci + c.path;
+        d.pciDriver = c.driver;
+        d.vendor = c.vendor;
+        d.model = c.model;
+        d.sectors = 2048;
+        if (d.path.find("/usb2/") != std::string::npos) {
+            d.usbBus = pci + "14.0/usb2";
+            d.usbBusProduct = "xHCI Host Controller";
+        }
+        m.disks.push_back(d);
+        report::Node root;
+        report::buildSystemProfiler(m, &root);
+        const report::Node* sec = root.child("SystemProfiler")->child(c.section);
+        ASSERT_TRUE(sec);
+        const report::Node* ctl = sec->child(c.controller);
+        ASSERT_TRUE(ctl) << sec->children[0].name;
+        const report::Node* disk = ctl->child(c.disk);
+        ASSERT_TRUE(disk) << ctl->children[0].name;
+        EXPECT_EQ(valueOf(disk, "detachable_drive"), c.section[2] == 'U' ? "yes" : "no");
+        // An optical drive has no medium type.
+        EXPECT_EQ(disk->value("spsata_medium_type") == nullptr,
+                  std::string(c.name) == "sr0" || c.section[2] == 'U');
+    }
+}
+
+#endif
