@@ -1,8 +1,9 @@
 #!/usr/bin/env bash
-# Wall time and peak resident size of invscan and its helpers over hostile inputs
-# at full size: a registry root with 80,000 children, a 63 MB bundle table of tabs,
-# a 63 MB helper output of one-line values, a 15 MB configuration file of empty
-# elements, a report read from /dev/zero, and the worst shapes the readers accept.
+# Wall time and peak resident size of invscan and its helpers over hostile inputs:
+# bundle dumps, registry listings, bundle tables, configuration files and reports
+# of the worst shapes each reader accepts, and past their caps. The goal: each run
+# stays within 8 times its input plus 16 MiB over the program's own peak, and each
+# input past a cap is refused with its exit status. Exits 1 when a goal is missed.
 # Usage: bench/hostile_inputs.sh [BUILD_DIR]   (inputs are made in a temporary folder)
 set -euo pipefail
 build="${1:-build-release}"
@@ -10,39 +11,91 @@ bin="$build/bin"
 [ -x "$bin/invscan" ] || { echo "no $bin/invscan: build first" >&2; exit 2; }
 tmp="$(mktemp -d)"
 trap 'rm -rf "$tmp"' EXIT
+failed=0
 
-measure() {
-  local label="$1"; shift
-  local s e
-  s=$(date +%s%N)
-  /usr/bin/time -f '%M' -o "$tmp/peak" "$@" >/dev/null 2>&1 || true
-  e=$(date +%s%N)
-  printf '%-40s %9.1f ms  peak %8s KiB\n' "$label" "$(( (e - s) / 1000 ))e-3" "$(tail -n 1 "$tmp/peak")"
+peak() { # peak KiB of a command, its exit status in $tmp/status
+  local rc=0
+  /usr/bin/time -f '%M' -o "$tmp/peak" "$@" >/dev/null 2>"$tmp/err" || rc=$?
+  echo "$rc" > "$tmp/status"
+  tail -n 1 "$tmp/peak"
 }
 
-bundle() { mkdir -p "$tmp/$1/helpers"; echo 'invscan-bundle 1' > "$tmp/$1/bundle.txt"; }
+# measure LABEL BASE_KIB INPUT_FILE WANT_STATUS(-1 any) COMMAND...
+measure() {
+  local label="$1" base="$2" input="$3" want="$4"; shift 4
+  local s e kib size allowed status
+  s=$(date +%s%N)
+  kib=$(peak "$@")
+  e=$(date +%s%N)
+  status=$(cat "$tmp/status")
+  size=$(( $(stat -c %s "$input") / 1024 ))
+  [ "$input" = /dev/zero ] && size=$(( 64 << 10 )) # what is read of it before the cap
+  allowed=$(( base + 8 * size + 16 * 1024 ))
+  printf '%-40s %9.1f ms  %8s KiB in  peak %+8s KiB' "$label" "$(( (e - s) / 1000 ))e-3" \
+    "$size" "$(( kib - base ))"
+  if [ "$kib" -gt "$allowed" ]; then printf '  OVER %s KiB\n' "$allowed"; failed=1
+  elif [ "$want" -ge 0 ] && [ "$status" -ne "$want" ]; then
+    printf '  exit %s, wanted %s: %s\n' "$status" "$want" "$(head -c 200 "$tmp/err")"; failed=1
+  else echo; fi
+}
 
-bundle wide
-python3 - "$tmp" <<'PY'
-import sys
-t = sys.argv[1]
-open(t + '/wide/helpers/iokit', 'w').write('1.0 0\n(IOKit\n(Root\nIOKitBuildVersion:s=wide\n' +
-                                           ''.join('(n%d\n)\n' % i for i in range(80000)) + ')\n)\n')
-PY
-bundle tabs; python3 -c "open('$tmp/tabs/sysctl.txt','w').write('\t' * (63 << 20))"
-bundle vals; python3 -c "open('$tmp/vals/helpers/sysprof','w').write('1.0 0\n(SystemProfiler\n' + 'a:s=b\n' * ((63 << 20) // 6) + ')\n')"
-bundle dense; python3 -c "open('$tmp/dense/helpers/sysprof','w').write('1.0 0\n(SystemProfiler\n' + 'abcdefghi:s=12345678\n' * ((60 << 20) // 21) + ')\n')"
-python3 -c "open('$tmp/cfg.xml','w').write('<Hardware>' + '<a/>' * ((15 << 20) // 4) + '</Hardware>')"
-python3 -c "
-k = 'k' * 84
-open('$tmp/dict.xml','w').write('<?xml version=\"1.0\"?><plist version=\"1.0\"><array><dict><key>_items</key><array>' +
-    ('<dict><key>%s</key><integer>1</integer></dict>' % k) * ((60 << 20) // 128) + '</array></dict></array></plist>')"
+# bundle NAME FILE: a bundle holding FILE (helpers/sysprof, helpers/iokit, sysctl.txt)
+# made from python's standard output.
+bundle() {
+  mkdir -p "$tmp/$1/helpers"; echo 'invscan-bundle 1' > "$tmp/$1/bundle.txt"
+  python3 -c "$3" > "$tmp/$1/$2"
+}
 
-measure "80,000 registry children (-g 24)" "$bin/invscan" --replay "$tmp/wide" -g 24
-measure "63 MB sysctl.txt of tabs (-g 44)" "$bin/invscan" --replay "$tmp/tabs" -g 44
-measure "63 MB helper output, tiny values (-g 1)" "$bin/invscan" --replay "$tmp/vals" -g 1
-measure "60 MB helper output, 21-byte values" "$bin/invscan" --replay "$tmp/dense" -g 1
-measure "15 MB configuration of empty elements" "$bin/invscan" --config "$tmp/cfg.xml" -g 20
-measure "sysprof --from /dev/zero" "$bin/sysprof" --from /dev/zero
-measure "sysprof --from 60 MB plist of dicts" "$bin/sysprof" --from "$tmp/dict.xml"
-measure "invscan -g 20 (for scale)" "$bin/invscan" -g 20
+big=$(( 16 << 20 ))
+base=$(peak "$bin/invscan" -g 20)
+hbase=$(peak "$bin/sysprof" --from /dev/null)
+
+dump() { # NAME LABEL PYTHON-EXPR(S of the dump) GROUP STATUS
+  bundle "$1" helpers/sysprof "import sys; sys.stdout.write('1.0 0\n' + $3)"
+  measure "$2" "$base" "$tmp/$1/helpers/sysprof" "$5" "$bin/invscan" --replay "$tmp/$1" -g "$4"
+  rm -rf "${tmp:?}/$1"
+}
+dump tiny "dump: tiny values" "'a:s=b\n' * ($big // 6)" 1 -1
+dump sibs "dump: many siblings" "'(n\n)\n' * ($big // 5)" 1 -1
+dump dense "dump: 20-byte values" "'abcdefgh:s=12345678\n' * ($big // 20)" 1 -1
+dump huge "dump: one huge line" "'v:s=' + 'x' * $big + '\n'" 1 -1
+dump deep "dump: deep nesting" "'(d\n' * 12288 + ')\n' * 8192" 1 -1
+dump cap "dump: 63 MB of tiny values (refused)" "'a:s=b\n' * ((63 << 20) // 6)" 1 3
+
+bundle wide helpers/iokit "import sys; sys.stdout.write('1.0 0\n(IOKit\n(Root\nIOKitBuildVersion:s=wide\n' + '(n\n)\n' * 80000 + ')\n)\n')"
+measure "registry: 80,000 children" "$base" "$tmp/wide/helpers/iokit" 3 "$bin/invscan" --replay "$tmp/wide" -g 24
+rm -rf "${tmp:?}/wide"
+
+table() { # NAME LABEL PYTHON-EXPR STATUS
+  bundle "$1" sysctl.txt "import sys; sys.stdout.write($3)"
+  measure "$2" "$base" "$tmp/$1/sysctl.txt" "$4" "$bin/invscan" --replay "$tmp/$1" -g 44
+  rm -rf "${tmp:?}/$1"
+}
+table tabs "table: tabs" "'\t' * (256 << 10)" -1
+table recs "table: tiny records" "'k\tv\n' * (64 << 10)" -1
+table field "table: one huge field" "'hw.model\ts\t' + 'x' * ((256 << 10) - 12) + '\n'" -1
+table over "table: 63 MB of tabs (refused)" "'\t' * (63 << 20)" 0
+
+config() { # LABEL PYTHON-EXPR STATUS
+  python3 -c "import sys; sys.stdout.write($2)" > "$tmp/cfg.xml"
+  measure "$1" "$base" "$tmp/cfg.xml" "$3" "$bin/invscan" --config "$tmp/cfg.xml" -g 20
+}
+config "config: empty elements" "'<Hardware>' + '<a/>' * ((256 << 10) // 4 - 6) + '</Hardware>'" -1
+config "config: attributes" "'<Hardware ' + 'a=\"\" ' * (32 << 10) + '/>'" -1
+config "config: 15 MB of empty elements" "'<Hardware>' + '<a/>' * ((15 << 20) // 4) + '</Hardware>'" 8
+
+report() { # LABEL HELPER PYTHON-EXPR
+  python3 -c "import sys; sys.stdout.write($3)" > "$tmp/report"
+  measure "$1" "$hbase" "$tmp/report" -1 "$bin/$2" --from "$tmp/report"
+}
+plist="'<?xml version=\"1.0\"?><plist version=\"1.0\"><array><dict><key>_items</key><array>' + %s + '</array></dict></array></plist>'"
+# shellcheck disable=SC2059
+report "plist: tiny tags" sysprof "$(printf "$plist" "'<true/>' * ($big // 7)")"
+# shellcheck disable=SC2059
+report "plist: dictionaries" sysprof "$(printf "$plist" "('<dict><key>' + 'k' * 84 + '</key><integer>1</integer></dict>') * ($big // 128)")"
+report "profiler text: tiny lines" sysprof "'Hardware:\n\n    Hardware Overview:\n\n' + '      a: b\n' * ($big // 11)"
+report "registry text: tiny entries" iokit "'  | +-o n  <class IOService, id 0x1, retain 1>\n' * ($big // 48)"
+measure "sysprof --from /dev/zero" "$hbase" /dev/zero 0 "$bin/sysprof" --from /dev/zero
+
+[ "$failed" -eq 0 ] && echo "every input within its bound" || echo "some inputs missed their goal" >&2
+exit "$failed"

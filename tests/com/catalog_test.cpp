@@ -1,3 +1,4 @@
+// The scanned groups' catalogue as the agent reads it, and its look-ups.
 #include <gtest/gtest.h>
 
 #include "invscan/ZelDefs.h"
@@ -86,66 +87,6 @@ TEST(Catalog, GroupsInOrderWithKeys) {
         }
     }
     EXPECT_EQ(i, 13u);
-}
-
-TEST(Catalog, EnumeratedAttributes) {
-    struct {
-        uint32_t group, attrib;
-        const zelEnumDef* expected;
-    } cases[] = {
-        {4, 2, OS_TYPE_ENUM_DEF},
-        {24, 15, ZEL_ATTRIB_SMBIOS_ENCLOSURE_TYPE_ENUM_DEF},
-        {24, 20, HWSEC_POP_ENUM_DEF},
-        {5, 3, STORAGE_TYPE_ENUM_DEF},
-        {5, 11, STORAGE_SECURITY_ENABLED_ENUM_DEF},
-        {7, 5, ADAPTER_TYPE_ENUM_DEF},
-        {27, 2, PART_TYPE_ENUM_DEF},
-        {27, 3, PART_MEDIA_TYPE_ENUM_DEF},
-        {27, 6, FILE_SYSTEM_TYPE_ENUM_DEF},
-        {15, 3, REGIONAL_TZ_PLUS_MINUS},
-        {15, 4, REGIONAL_TZ_DAYLIGHT},
-    };
-    for (auto& c : cases) {
-        const zelAttribDef* a =
-            getAttribDefinitionFromId(getGroupDefinitionFromId(c.group), c.attrib);
-        ASSERT_NE(a, nullptr);
-        EXPECT_EQ(a->enumDef, c.expected) << c.group << "/" << c.attrib;
-    }
-    int enumerated = 0;
-    for (const zelGroupDef* g = GROUPS_DEF; g->id != ZEL_DEF_END; ++g)
-        for (const zelAttribDef* a = g->attribs; a->id != ZEL_DEF_END; ++a)
-            if (a->enumDef) ++enumerated;
-    EXPECT_EQ(enumerated, 11);
-}
-
-TEST(Catalog, SmallEnumerations) {
-    struct {
-        const zelEnumDef* e;
-        std::vector<std::pair<uint32_t, std::string>> rows;
-    } cases[] = {
-        {HWSEC_POP_ENUM_DEF, {{0, "Disabled"}, {1, "Enabled"}, {2, "Unsupported"}, {3, "Unknown"}}},
-        {STORAGE_SECURITY_ENABLED_ENUM_DEF,
-         {{0, "Yes"}, {1, "No"}, {2, "Unsupported"}, {3, "Unknown"}}},
-        {PART_TYPE_ENUM_DEF,
-         {{0, "Unknown"}, {1, "Logical Drive"}, {2, "Remote Drive"}, {3, "Logical Volume"}}},
-        {PART_MEDIA_TYPE_ENUM_DEF,
-         {{0, "Unknown"},
-          {1, "No Root Directory"},
-          {2, "Removable Disk"},
-          {3, "Local Disk"},
-          {4, "Remote Drive"},
-          {5, "CD-ROM"},
-          {6, "RAM Disk"}}},
-        {REGIONAL_TZ_PLUS_MINUS, {{1, "+"}, {2, "-"}}},
-        {REGIONAL_TZ_DAYLIGHT, {{1, "T"}, {2, "F"}}},
-    };
-    for (auto& c : cases) {
-        ASSERT_EQ(zelEnumCount(c.e), c.rows.size());
-        for (size_t i = 0; i < c.rows.size(); ++i) {
-            EXPECT_EQ(c.e[i].value, c.rows[i].first);
-            EXPECT_EQ(c.e[i].name, c.rows[i].second);
-        }
-    }
 }
 
 TEST(Catalog, LookUps) {

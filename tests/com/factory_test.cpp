@@ -345,20 +345,6 @@ TEST(String, UndecodableBytesSurviveTheRoundTrip) {
     std::setlocale(LC_CTYPE, before.c_str());
 }
 
-TEST(XmlKorParser, HugeFileIsRefused) {
-    std::string path = testing::TempDir() + "/huge.xml";
-    std::FILE* f = std::fopen(path.c_str(), "w");
-    ASSERT_NE(f, nullptr);
-    std::fputs("<Hardware a='1'>", f);
-    std::string filler(1 << 20, ' ');
-    for (long i = 0; i <= NodeReader::MAX_FILE_BYTES >> 20; ++i)
-        std::fputs(filler.c_str(), f);
-    std::fputs("</Hardware>", f);
-    std::fclose(f);
-    EXPECT_EQ(GroupFactory::getInstance()->loadNodeFromFile(String(path.c_str()), 1), 2);
-    std::remove(path.c_str());
-}
-
 TEST(ScanInfoGroup, OneRowOfSevenAttributes) {
     ScanInfoGroup group;
     std::unique_ptr<ZelTable> t1(group.getTable());

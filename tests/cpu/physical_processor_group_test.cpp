@@ -6,18 +6,13 @@
 #include "../common/group_fixture.h"
 
 #include "invscan/CcLog.h"
-#include "invscan/MacInfo.h"
 #include "invscan/PhysicalProcessorGroup.h"
-#include "invscan/ZelRender.h"
-#include "invscan/ZelTableRow.h"
-#include "common/host/host_internal.h"
-#include "invscan/vtree.h"
 
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <iterator>
 #include <fstream>
+#include <iterator>
 #include <map>
 #include <string>
 #include <utility>
@@ -27,106 +22,48 @@
 
 namespace {
 
-// Answers sysctl from a map; numeric names are stored as "6.20".
-class FakeKernel : public testhost::FakeHost {
-public:
-    void set(const std::string& key, const std::string& value) {
-        char* end = nullptr;
-        const long long n = std::strtoll(value.c_str(), &end, 10);
-        if (!value.empty() && *end == '\0')
-            sysctls[key] = n == static_cast<int32_t>(n) ? host::SysctlValue::i32(n)
-                                                        : host::SysctlValue::i64(n);
-        else
-            sysctls[key] = host::SysctlValue::str(value);
-    }
-
-    // "name: value" lines as `sysctl` prints them; the numeric names a Darwin kernel
-    // also answers are filled in from their text names.
-    void load(const std::string& path) {
-        static const std::map<std::string, std::string> mib = {{"hw.ncpu", "6.3"},
-                                                               {"hw.busfrequency", "6.14"},
-                                                               {"hw.cpufrequency", "6.15"},
-                                                               {"hw.l2cachesize", "6.20"},
-                                                               {"hw.l3cachesize", "6.22"}};
-        std::ifstream in(path);
-        ASSERT_TRUE(in) << path;
-        std::string line;
-        while (std::getline(in, line)) {
-            const std::size_t colon = line.find(": ");
-            if (line.empty() || line[0] == '#' || colon == std::string::npos) continue;
-            const std::string key = line.substr(0, colon), value = line.substr(colon + 2);
-            set(key, value);
-            auto it = mib.find(key);
-            if (it != mib.end()) set(it->second, value);
-        }
-    }
-};
-
-VtExecInfo* sysprofWithCpuType(const char* cpuType) {
-    std::string dump =
-        std::string("(SystemProfiler\n (SPHardwareDataType\n  (hardware_overview\n") +
-        "   cpu_type:s=" + cpuType + "\n  )\n )\n)\n";
-    VtExecInfo* info = new VtExecInfo();
-    info->result = 0;
-    info->tree = vtParseDumpBuffer(dump.data(), dump.size());
-    return info;
+// A number where the text is one, else the text.
+void set(testhost::FakeHost& k, const std::string& key, const std::string& value) {
+    char* end = nullptr;
+    const long long n = std::strtoll(value.c_str(), &end, 10);
+    if (!value.empty() && *end == '\0')
+        k.setInt(key, n);
+    else
+        k.setText(key, value);
 }
 
-std::string valueText(const unsigned char* block) {
-    char* buf = nullptr;
-    std::size_t size = 0;
-    std::FILE* f = open_memstream(&buf, &size);
-    PrintZelAttribValueToFile(f, block);
-    std::fclose(f);
-    std::string text(buf, size);
-    std::free(buf);
-    return text;
-}
-
-// A row as "id=value;id=value;...".
-std::vector<std::string> rowsOf(ZelTable* table) {
-    std::vector<std::string> rows;
-    table->reset();
-    while (ZelTableRow* r = table->getNext()) {
-        std::string row;
-        r->reset();
-        while (ZelTableAttrib* a = r->getNext())
-            row += (row.empty() ? "" : ";") + std::to_string(a->getId()) + "=" +
-                   valueText(a->getAttribPtr());
-        rows.push_back(row);
+// "name: value" lines as `sysctl` prints them; the numeric names a Darwin kernel also
+// answers are filled in from their text names.
+void load(testhost::FakeHost& k, const std::string& path) {
+    static const std::map<std::string, std::string> mib = {{"hw.ncpu", "6.3"},
+                                                           {"hw.busfrequency", "6.14"},
+                                                           {"hw.cpufrequency", "6.15"},
+                                                           {"hw.l2cachesize", "6.20"},
+                                                           {"hw.l3cachesize", "6.22"}};
+    std::ifstream in(path);
+    ASSERT_TRUE(in) << path;
+    std::string line;
+    while (std::getline(in, line)) {
+        const std::size_t colon = line.find(": ");
+        if (line.empty() || line[0] == '#' || colon == std::string::npos) continue;
+        const std::string key = line.substr(0, colon), value = line.substr(colon + 2);
+        set(k, key, value);
+        auto it = mib.find(key);
+        if (it != mib.end()) set(k, it->second, value);
     }
-    return rows;
 }
 
-class PhysicalProcessorGroupTest : public ::testing::Test {
+std::string cpuTypeDump(const char* cpuType) {
+    return std::string("(SystemProfiler\n(SPHardwareDataType\n(hardware_overview\ncpu_type:s=") +
+           cpuType + "\n)\n)\n)\n";
+}
+
+class PhysicalProcessorGroupTest : public ::testing::Test, public testhost::HostGroupTest {
 protected:
-    void SetUp() override {
-        host::useBackend(&kernel);
-        // No helper program to find: a missing snapshot stays missing.
-        const char* home = std::getenv("KOR_HOMEDIR");
-        if (home) savedHome = home;
-        setenv("KOR_HOMEDIR", "/nonexistent-invscan-home", 1);
-    }
-    void TearDown() override {
-        MacInfo::setSysProf(nullptr);
-        host::useBackend(nullptr);
-        if (savedHome.empty())
-            unsetenv("KOR_HOMEDIR");
-        else
-            setenv("KOR_HOMEDIR", savedHome.c_str(), 1);
-    }
-    std::vector<std::string> scan() {
-        PhysicalProcessorGroup group;
-        ZelTable* table = group.getTable();
-        EXPECT_EQ(table->getGroupId(), 44u);
-        EXPECT_EQ(table->getGroupVersion(), 1u);
-        std::vector<std::string> rows = rowsOf(table);
-        delete table;
-        return rows;
-    }
-
-    FakeKernel kernel;
-    std::string savedHome;
+    void SetUp() override { install(); }
+    void TearDown() override { uninstall(); }
+    std::vector<std::string> scan() { return HostGroupTest::scan<PhysicalProcessorGroup>(); }
+    testhost::FakeHost& kernel = fake;
 };
 
 std::string data(const char* name) {
@@ -156,7 +93,7 @@ TEST_F(PhysicalProcessorGroupTest, RealMacCaptures) {
                   "10=Intel(R) Core(TM)2 Duo CPU     P7550  @ 2.26GHz;11=1067A;12=N;13=0;14=0"}};
     for (const auto& c : cases) {
         kernel.sysctls.clear();
-        kernel.load(data(c.capture));
+        load(kernel, data(c.capture));
         EXPECT_EQ(scan(), std::vector<std::string>{c.row}) << c.capture;
     }
 }
@@ -211,16 +148,17 @@ TEST_F(PhysicalProcessorGroupTest, HandMadeMachines) {
     for (const auto& c : cases) {
         kernel.sysctls.clear();
         for (const auto& kv : c.sysctl)
-            kernel.set(kv.first, kv.second);
-        MacInfo::setSysProf(c.cpuType ? sysprofWithCpuType(c.cpuType) : nullptr);
+            set(kernel, kv.first, kv.second);
+        MacInfo::setSysProf(c.cpuType ? testhost::snapshot(cpuTypeDump(c.cpuType).c_str())
+                                      : nullptr);
         EXPECT_EQ(scan(), c.rows) << c.what;
     }
 }
 
 TEST_F(PhysicalProcessorGroupTest, KernelValueHelpers) {
-    kernel.set("6.3", "4");
-    kernel.set("machdep.cpu.vendor", "GenuineIntel");
-    kernel.set("hw.cpufrequency", "2800000000"); // does not fit 4 bytes
+    set(kernel, "6.3", "4");
+    set(kernel, "machdep.cpu.vendor", "GenuineIntel");
+    set(kernel, "hw.cpufrequency", "2800000000"); // does not fit 4 bytes
     EXPECT_EQ(PhysicalProcessorGroup::getIntValue(CTL_HW, HW_NCPU), 4);
     EXPECT_EQ(PhysicalProcessorGroup::getIntValue(CTL_HW, HW_L3CACHESIZE), -1);
     EXPECT_EQ(PhysicalProcessorGroup::getIntValue("hw.cpufrequency"), -1);
@@ -239,7 +177,7 @@ TEST_F(PhysicalProcessorGroupTest, TraceFollowsGatheringOrder) {
                                                           {"hw.physicalcpu_max", "8"},
                                                           {"6.20", "262144"},
                                                           {"machdep.cpu.signature", "0"}})
-        kernel.set(kv.first, kv.second);
+        set(kernel, kv.first, kv.second);
     VtExecInfo* failed = new VtExecInfo();
     failed->result = 3;
     MacInfo::setSysProf(failed);
