@@ -1,5 +1,5 @@
-// Runs a shell command the way a person would, for the tests that drive the
-// programs themselves: what it printed on standard output, and how it exited.
+// What the tests share: a shell command run the way a person would (what it printed
+// on standard output, and how it exited), whole files, and a fresh folder per test.
 #ifndef INVSCAN_TEST_RUN_COMMAND_H
 #define INVSCAN_TEST_RUN_COMMAND_H
 
@@ -7,6 +7,9 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <dirent.h>
+#include <fstream>
+#include <iterator>
 #include <string>
 #include <sys/wait.h>
 
@@ -33,6 +36,26 @@ inline Outcome runCommand(const std::string& command) {
 // Standard output alone.
 inline std::string run(const std::string& command) {
     return runCommand(command).out;
+}
+
+inline std::string readFile(const std::string& path) {
+    std::ifstream in(path, std::ios::binary);
+    return std::string((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+}
+
+inline void writeFile(const std::string& path, const std::string& text) {
+    std::ofstream(path, std::ios::binary) << text;
+}
+
+// This process's open file descriptors (the folder's own entries included).
+inline int openDescriptors() {
+    int n = 0;
+    if (DIR* d = opendir("/proc/self/fd")) {
+        while (readdir(d))
+            ++n;
+        closedir(d);
+    }
+    return n;
 }
 
 // A fresh folder below /tmp for one test, emptied and removed afterwards (read-only

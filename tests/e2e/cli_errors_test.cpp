@@ -6,12 +6,13 @@
 #include "../common/run_command.h"
 
 #include <cstdio>
-#include <fstream>
 #include <string>
 #include <sys/stat.h>
 #include <unistd.h>
 
 namespace {
+
+using testrun::writeFile;
 
 const std::string kInvscan = std::string(INVSCAN_BINARY_DIR) + "/bin/invscan";
 
@@ -24,11 +25,6 @@ struct Result {
 Result sh(const std::string& line) {
     testrun::Outcome o = testrun::runCommand("( " + line + " ) 2>&1 >/dev/null");
     return Result{o.status, o.out};
-}
-
-void writeFile(const std::string& path, const std::string& text) {
-    std::ofstream out(path, std::ios::binary);
-    out << text;
 }
 
 class CliErrors : public testrun::TempDirTest {

@@ -8,14 +8,15 @@
 
 #include <cstdio>
 #include <dirent.h>
-#include <fstream>
-#include <iterator>
 #include <string>
 #include <sys/wait.h>
 #include <unistd.h>
 #include <vector>
 
 namespace {
+
+using testrun::readFile;
+using testrun::writeFile;
 
 const std::string kBundles = std::string(INVSCAN_TEST_DATA) + "/bundles/";
 const std::string kInvscan =
@@ -24,15 +25,6 @@ const std::string kInvscan =
 using testrun::Outcome;
 Outcome run(const std::string& command) {
     return testrun::runCommand(command);
-}
-
-std::string readFile(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    return std::string((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-}
-
-void writeFile(const std::string& path, const std::string& text) {
-    std::ofstream(path, std::ios::binary) << text;
 }
 
 class Diff : public testrun::TempDirTest {

@@ -13,8 +13,6 @@
 #include <arpa/inet.h>
 #include <cstdio>
 #include <dirent.h>
-#include <fstream>
-#include <iterator>
 #include <regex>
 #include <set>
 #include <string>
@@ -23,16 +21,13 @@
 
 namespace {
 
+using testrun::readFile;
+
 using Json = nlohmann::ordered_json;
 
 const std::string kBundles = std::string(INVSCAN_TEST_DATA) + "/bundles/";
 const std::string kInvscan =
     "env -u KOR_HOMEDIR " + std::string(INVSCAN_BINARY_DIR) + "/bin/invscan";
-
-std::string readFile(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    return std::string((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-}
 
 void filesUnder(const std::string& dir, std::vector<std::string>* out) {
     DIR* d = opendir(dir.c_str());

@@ -21,6 +21,8 @@
 
 namespace {
 
+using testrun::writeFile;
+
 const std::string kTables = std::string(INVSCAN_TEST_DATA) + "/smbios/";
 
 // file -> attribute id -> value, as reviewed for the SMBIOS group.
@@ -34,11 +36,6 @@ std::map<std::string, std::map<int, std::string>> expectations() {
         all[line.substr(0, a)][std::stoi(line.substr(a + 1, b - a - 1))] = line.substr(b + 1);
     }
     return all;
-}
-
-void writeFile(const std::string& path, const std::string& text) {
-    std::ofstream out(path, std::ios::binary);
-    out << text;
 }
 
 // The iokit helper's output for a registry whose platform expert holds `table`.

@@ -11,12 +11,12 @@
 
 #include <cstdio>
 #include <dirent.h>
-#include <fstream>
-#include <iterator>
 #include <string>
 #include <vector>
 
 namespace {
+
+using testrun::readFile;
 
 const std::string kBundles = std::string(INVSCAN_TEST_DATA) + "/bundles/";
 const std::string kExpected = std::string(INVSCAN_TEST_DATA) + "/expected/";
@@ -25,11 +25,6 @@ const char* const kGroups = " -g 4 -g 3 -g 31 -g 5 -g 15 -g 1";
 const char* const kNetworkGroups = " -g 7 -g 6 -g 51 -g 27";
 
 using testrun::run;
-
-std::string readFile(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    return std::string((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-}
 
 std::vector<std::string> bundles() {
     std::vector<std::string> names;

@@ -3,6 +3,8 @@
 // holding up a scan.
 #include <gtest/gtest.h>
 
+#include "../common/run_command.h"
+
 #include "../common/group_fixture.h"
 
 #include "invscan/IpAddressGroup.h"
@@ -12,8 +14,6 @@
 
 #include <arpa/inet.h>
 #include <chrono>
-#include <dirent.h>
-#include <fstream>
 #include <sys/statvfs.h>
 #include <sys/wait.h>
 #include <thread>
@@ -22,6 +22,8 @@
 using testhost::snapshot;
 
 namespace {
+
+using testrun::openDescriptors;
 
 class NetworkGroups : public ::testing::Test, public testhost::HostGroupTest {
 protected:
@@ -337,18 +339,6 @@ TEST_F(NetworkGroups, SilentResolverCostsTheBoundsOnly) {
     }
     host::setResolver(nullptr);
 }
-
-namespace {
-int openDescriptors() {
-    int n = 0;
-    if (DIR* d = opendir("/proc/self/fd")) {
-        while (readdir(d))
-            ++n;
-        closedir(d);
-    }
-    return n;
-}
-} // namespace
 
 // An agent that scans every hour: the interface commands leave no descriptor and
 // no child behind.

@@ -10,15 +10,17 @@
 
 #include <gtest/gtest.h>
 
+#include "../common/run_command.h"
+
 #include <cstdlib>
 #include <cstring>
-#include <fstream>
 #include <memory>
-#include <sstream>
 #include <string>
 #include <unistd.h>
 
 namespace {
+
+using testrun::run;
 
 const std::string BUNDLES = std::string(INVSCAN_TEST_DATA) + "/bundles/";
 
@@ -44,13 +46,6 @@ const Machine MACHINES[] = {
 
 };
 
-std::string slurp(const std::string& path) {
-    std::ifstream f(path.c_str(), std::ios::binary);
-    std::ostringstream s;
-    s << f.rdbuf();
-    return s.str();
-}
-
 class Bundles : public ::testing::Test {
 protected:
     void TearDown() override {
@@ -74,7 +69,7 @@ TEST_F(Bundles, ReplayGivesEachMachineItsRecordedAnswers) {
         EXPECT_EQ(m.sysprof ? 0 : 2, sp->result) << m.bundle;
         EXPECT_EQ(m.iokit ? 0 : 2, io->result) << m.bundle;
         if (m.sysprof) {
-            std::string saved = slurp(dir + "/helpers/sysprof");
+            std::string saved = testrun::readFile(dir + "/helpers/sysprof");
             VtIStream_Memory in(saved.data(), saved.size());
             std::unique_ptr<VtExecInfo> direct(vtParseProgramOutput(&in));
             EXPECT_TRUE(vtNodeEquals(direct->tree, sp->tree)) << m.bundle;
@@ -91,18 +86,6 @@ TEST_F(Bundles, ReplayGivesEachMachineItsRecordedAnswers) {
     }
 }
 
-std::string run(const std::string& cmd) {
-    std::string out;
-    if (std::FILE* p = ::popen(cmd.c_str(), "r")) {
-        char buf[4096];
-        std::size_t n;
-        while ((n = std::fread(buf, 1, sizeof buf, p)) > 0)
-            out.append(buf, n);
-        ::pclose(p);
-    }
-    return out;
-}
-
 TEST_F(Bundles, WhatAHelperRecordsItReplays) {
     std::string bin = std::string(INVSCAN_BINARY_DIR) + "/bin/";
     if (access((bin + "sysprof").c_str(), X_OK) != 0) GTEST_SKIP() << "helpers not built";
@@ -112,10 +95,10 @@ TEST_F(Bundles, WhatAHelperRecordsItReplays) {
     for (const char* helper : {"sysprof", "iokit"}) {
         std::string live = run(bin + helper + " --record " + dir);
         ASSERT_EQ(0, live.compare(0, 6, "1.0 0\n")) << helper;
-        EXPECT_EQ(live, slurp(dir + "/helpers/" + helper)) << helper;
+        EXPECT_EQ(live, testrun::readFile(dir + "/helpers/" + helper)) << helper;
         EXPECT_EQ(live, run(bin + helper + " --replay " + dir)) << helper;
     }
-    EXPECT_EQ(0, slurp(dir + "/bundle.txt").compare(0, 16, "invscan-bundle 1"));
+    EXPECT_EQ(0, testrun::readFile(dir + "/bundle.txt").compare(0, 16, "invscan-bundle 1"));
     // A saved report that is not one gives a failure response, not a crash.
     EXPECT_EQ(0, run(bin + "iokit --from " + dir + "/bundle.txt").compare(0, 6, "1.0 1 "));
     EXPECT_EQ(0, run(bin + "sysprof --from /nonexistent").compare(0, 6, "1.0 1 "));

@@ -9,12 +9,12 @@
 
 #include <gtest/gtest.h>
 
+#include "../common/run_command.h"
+
 #include <cstdlib>
 #include <cstring>
 #include <dirent.h>
-#include <fstream>
 #include <memory>
-#include <sstream>
 #include <string>
 #include <vector>
 
@@ -22,17 +22,10 @@ namespace {
 
 const std::string DATA = std::string(INVSCAN_TEST_DATA) + "/macos/";
 
-std::string slurp(const std::string& path) {
-    std::ifstream f(path.c_str(), std::ios::binary);
-    std::ostringstream s;
-    s << f.rdbuf();
-    return s.str();
-}
-
 // Converts a saved report the way `sysprof --from` does and reads the output back
 // through the response reader the library uses.
 std::unique_ptr<VtExecInfo> readBack(const char* helper, const std::string& path) {
-    std::string text = slurp(path);
+    std::string text = testrun::readFile(path);
     report::Node root;
     std::string err;
     std::string out = report::convertReport(helper, text.data(), text.size(), &root, &err)
@@ -119,8 +112,6 @@ struct Expect {
 
 const Expect EXPECTS[] = {
     // Hardware and software overviews, XML and text.
-    {"ohai-SPHardwareDataType.xml", "sysprof",
-     "SystemProfiler|SPHardwareDataType|hardware_overview", "machine_model", "MacBookPro11,1"},
     {"facter-darwin-system-profiler.xml", "sysprof",
      "SystemProfiler|SPHardwareDataType|hardware_overview", "serial_number", "C02MQ15KFD57"},
     {"SPHardwareDataType-MacBookPro18,3-M1Pro.xml", "sysprof",
@@ -129,71 +120,25 @@ const Expect EXPECTS[] = {
      "PowerPC G5 (1.1)"},
     {"10.4-powerpc", "sysprof", "SystemProfiler|SPSoftwareDataType|os_overview", "os_version",
      "Mac OS X 10.4.11 (8S165)"},
-    {"10.5-powerpc", "sysprof", "SystemProfiler|SPHardwareDataType|hardware_overview",
-     "platform_UUID", "00000000-0000-1000-8000-00145161EF08"},
-    {"10.6-intel", "sysprof", "SystemProfiler|SPHardwareDataType|hardware_overview",
-     "SMC_version_system", "1.21f4"},
-    {"10.6-macmini", "sysprof", "SystemProfiler|SPHardwareDataType|hardware_overview",
-     "platform_UUID", "402127FE-F62F-5F2F-B899-BC9F25C44006"},
-    {"10.6.6-intel", "sysprof", "SystemProfiler|SPSoftwareDataType|os_overview", "kernel_version",
-     "Darwin 10.6.0"},
-    {"11.0-apple-M1", "sysprof", "SystemProfiler|SPSoftwareDataType|os_overview", "os_version",
-     "macOS 11.2.3 (20D91)"},
     {"facter-system_profiler", "sysprof", "SystemProfiler|SPHardwareDataType|hardware_overview",
      "platform_UUID", "12345678-1111-2222-AAAA-AABBCCDDEEFF"},
-    {"system_profiler_mini_10.7.5.xml", "sysprof", "SystemProfiler|SPSoftwareDataType|os_overview",
-     "kernel_version", "Darwin 11.4.2"},
     // Memory slots sit under the wrapper item named after the data type.
-    {"system_profiler_mini_10.7.5.xml", "sysprof",
-     "SystemProfiler|SPMemoryDataType|SPMemoryDataType|BANK 1/DIMM0", "dimm_part_number",
-     "0x31364A53463531323634485A2D3147314431"},
-    {"10.6-intel", "sysprof", "SystemProfiler|SPMemoryDataType|SPMemoryDataType|BANK 0/DIMM0",
-     "dimm_type", "DDR2 SDRAM"},
     {"10.4-powerpc", "sysprof", "SystemProfiler|SPMemoryDataType|DIMM2/J6900", "dimm_size",
      "Empty"},
     // Disks: controller, then device; text sizes take the XML form.
     {"SPSerialATADataType.xml", "sysprof",
      "SystemProfiler|SPSerialATADataType|Intel ICH8-M AHCI|WDC WD2500AAJS-40VWA1", "size",
      "250.06 GB"},
-    {"system_profiler_mini_10.7.5.xml", "sysprof",
-     "SystemProfiler|SPSerialATADataType|Intel 6 Series Chipset|TOSHIBA MK7559GSXF", "size",
-     "750.16 GB"},
-    {"10.6-intel", "sysprof",
-     "SystemProfiler|SPSerialATADataType|Intel ICH8-M AHCI|WDC WD3200AAJS-40VWA0", "device_serial",
-     "WD-WMARW0629615"},
     {"10.4-powerpc", "sysprof",
      "SystemProfiler|SPParallelATADataType|ATA Bus|HL-DT-ST DVD-RW GWA-4165B", "device_model",
      "HL-DT-ST DVD-RW GWA-4165B"},
-    {"10.6-intel", "sysprof", "SystemProfiler|SPParallelATADataType|ATA Bus|MATSHITADVD-R   UJ-875",
-     "device_serial", "fG424F9E"},
-    {"10.6-intel", "sysprof", "SystemProfiler|SPUSBDataType|USB High-Speed Bus|Built-in iSight",
-     "d_serial_num", "6067E773DA9722F4 (03.01)"},
-    // Network services with their IPv4, DNS and Ethernet children.
-    {"system_profiler_mini_10.7.5.xml", "sysprof", "SystemProfiler|SPNetworkDataType|Wi-Fi",
-     "hardware", "AirPort"},
-    {"10.6-intel", "sysprof", "SystemProfiler|SPNetworkDataType|Ethernet|IPv4", "Router",
-     "10.0.1.1"},
-    {"10.6-intel", "sysprof", "SystemProfiler|SPNetworkDataType|Ethernet|IPv4|Addresses",
-     "Addresses", "10.0.1.101"},
-    {"10.6-intel", "sysprof", "SystemProfiler|SPNetworkDataType|Ethernet|DNS|ServerAddresses",
-     "ServerAddresses", "10.0.1.1"},
-    {"10.6-intel", "sysprof", "SystemProfiler|SPNetworkDataType|Ethernet|Ethernet", "MediaSubType",
-     "100baseTX"},
-    {"10.5-powerpc", "sysprof", "SystemProfiler|SPNetworkDataType|Ethernet|DNS|SearchDomains",
-     "SearchDomains", "lan"},
-    {"10.6.6-intel", "sysprof", "SystemProfiler|SPNetworkDataType|Ethernet|IPv6", "Router",
-     "fe80:0000:0000:0000:020b:60ff:feb0:b01b"},
     // I/O registry listings.
     {"ioreg/IOPlatformExpertDevice-2", "iokit", "IOKit|Root|MacBookPro12,1", "IOPlatformUUID",
      "CE3A2773-AF9E-515B-918B-5EE5C09372D7"},
-    {"ioreg/IOPlatformExpertDevice", "iokit", "IOKit|Root|MacBook2,1", "IOPlatformSerialNumber",
-     "W87305UMYA8"},
-    {"ioreg/IOPlatformExpertDevice", "iokit",
-     "IOKit|Root|MacBook2,1|AppleACPIPlatformExpert|bios|AppleSMBIOS", "IOObjectClass",
-     "AppleSMBIOS"},
-
 };
 
+// The saved reports that no replay bundle is made from (the bundles' expected scans
+// cover the others): the values the groups read.
 TEST(ReportCorpus, ValuesTheGroupsReadMatchTheSources) {
     std::string lastFile;
     std::unique_ptr<VtExecInfo> info;

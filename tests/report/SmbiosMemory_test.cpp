@@ -4,18 +4,11 @@
 
 #include <gtest/gtest.h>
 
-#include <fstream>
-#include <sstream>
+#include "../common/run_command.h"
+
 #include <string>
 
 namespace {
-
-std::string slurp(const std::string& path) {
-    std::ifstream f(path.c_str(), std::ios::binary);
-    std::ostringstream s;
-    s << f.rdbuf();
-    return s.str();
-}
 
 const report::Node* slots(const report::Node& sp) {
     const report::Node* m = sp.child("SPMemoryDataType");
@@ -44,7 +37,8 @@ TEST(SmbiosMemory, ModulesOfRealMachines) {
     };
     for (const auto& c : cases) {
         report::Node sp("SystemProfiler");
-        report::addMemoryModules(&sp, slurp(std::string(INVSCAN_TEST_DATA) + "/linux/" + c.file));
+        report::addMemoryModules(
+            &sp, testrun::readFile(std::string(INVSCAN_TEST_DATA) + "/linux/" + c.file));
         const report::Node* s = slots(sp);
         ASSERT_NE(nullptr, s) << c.file;
         ASSERT_EQ(c.count, s->children.size()) << c.file;

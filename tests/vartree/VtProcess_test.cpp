@@ -4,6 +4,8 @@
 
 #include <gtest/gtest.h>
 
+#include "../common/run_command.h"
+
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
@@ -15,6 +17,8 @@
 #include <unistd.h>
 
 namespace {
+
+using testrun::openDescriptors;
 
 using InfoPtr = std::unique_ptr<VtExecInfo>;
 
@@ -120,16 +124,6 @@ private:
     std::string m_oldHome;
     bool m_hadHome = false;
 };
-
-int openDescriptors() {
-    DIR* d = ::opendir("/proc/self/fd");
-    if (!d) return -1;
-    int n = 0;
-    while (::readdir(d))
-        ++n;
-    ::closedir(d);
-    return n;
-}
 
 // True when this process has no child left to reap.
 bool noChildren() {
