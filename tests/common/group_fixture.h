@@ -59,7 +59,7 @@ public:
         ++popens;
         auto it = commands.find(command);
         if (it == commands.end()) return host::PosixBackend::popen(command);
-        return served.open(it->second, 0);
+        return served.open(it->second, commandStatus);
     }
     int pclose(std::FILE* stream) override {
         ++pcloses;
@@ -115,6 +115,7 @@ public:
     }
 
     std::map<std::string, std::string> commands;
+    int commandStatus = 0; // what pclose gives for an answered command
     int popens = 0, pcloses = 0;
     host::bundle::CommandFiles served;
     bool answerLookups = true;
@@ -141,7 +142,10 @@ public:
 private:
     int answer(const std::string& key, void* oldp, std::size_t* oldlenp) {
         auto it = sysctls.find(key);
-        if (it == sysctls.end()) return -1;
+        if (it == sysctls.end()) {
+            errno = ENOENT; // as the kernel answers an unknown name
+            return -1;
+        }
         return host::answerSysctl(it->second, oldp, oldlenp);
     }
 };
