@@ -15,7 +15,7 @@ for kind in "${@:-base}"; do
   case "$kind" in
     base) want cmake ninja-build g++ pkg-config libpugixml-dev nlohmann-json3-dev libcli11-dev ;;
     test) want cmake ninja-build g++ pkg-config libpugixml-dev nlohmann-json3-dev libcli11-dev \
-               libgtest-dev libbenchmark-dev clang locales python3-jsonschema ;;
+               libgtest-dev libbenchmark-dev clang locales python3-jsonschema time ;;
     m32)
       dpkg --print-foreign-architectures | grep -qx i386 || { dpkg --add-architecture i386; need+=(update); }
       want gcc-multilib g++-multilib libpugixml-dev:i386 libgtest-dev:i386 ;;

@@ -155,36 +155,6 @@ TEST(ReportCorpus, ValuesTheGroupsReadMatchTheSources) {
     }
 }
 
-TEST(ReportCorpus, GroupPathsAndCountsResolve) {
-    auto sp = readBack("sysprof", DATA + "10.6-intel");
-    VtExecInfo* info = sp.get();
-    EXPECT_STREQ("iMac7,1", vtGetValue(info, "SystemProfiler.SPHardwareDataType.hardware_overview",
-                                       "machine_model", ""));
-    EXPECT_STREQ(
-        "Intel Core 2 Duo",
-        vtGetValue(info, "SystemProfiler.SPHardwareDataType.hardware_overview", "cpu_type", ""));
-    // Services in document order; every list node starts with its size.
-    const VtNode* net = walk(info->tree, "SystemProfiler|SPNetworkDataType");
-    ASSERT_NE(nullptr, net);
-    EXPECT_STREQ("Bluetooth", net->getChild(nullptr, 0)->name);
-    EXPECT_STREQ("Ethernet", net->getChild(nullptr, 1)->name);
-    EXPECT_EQ(1, net->getValue("Ethernet.IPv4.Addresses", "size", -1));
-
-    auto mini = readBack("sysprof", DATA + "system_profiler_mini_10.7.5.xml");
-    const VtNode* slots = walk(mini->tree, "SystemProfiler|SPMemoryDataType|SPMemoryDataType");
-    ASSERT_NE(nullptr, slots);
-    int n = 0;
-    while (slots->getChild(nullptr, n))
-        ++n;
-    EXPECT_EQ(2, n);
-    // Integers that fit 32 bits are integers; larger ones become decimal text.
-    const VtNode* disk = walk(
-        mini->tree, "SystemProfiler|SPSerialATADataType|Intel 6 Series Chipset|TOSHIBA MK7559GSXF");
-    ASSERT_NE(nullptr, disk);
-    EXPECT_STREQ("750156374016", disk->getValue(nullptr, "size_in_bytes", ""));
-    EXPECT_EQ(5400, disk->getValue(nullptr, "spsata_rotational_rate", -1));
-}
-
 TEST(ReportIoreg, ValueNotation) {
     struct Case {
         const char* text;
