@@ -149,3 +149,12 @@ TEST_F(CliErrors, GroupIdsAndNothingProduced) {
         EXPECT_EQ(r.status, c.status) << c.args << ": " << r.err;
     }
 }
+
+// The helpers answer a report they cannot read with a failure response, not a crash.
+TEST_F(CliErrors, HelpersRefuseWhatIsNotAReport) {
+    const std::string bin = std::string(INVSCAN_BINARY_DIR) + "/bin/";
+    writeFile(dir + "/text", "invscan-bundle 1\n");
+    for (const std::string& c :
+         {bin + "sysprof --from /nonexistent", bin + "iokit --from " + dir + "/text"})
+        EXPECT_EQ(testrun::run(c).compare(0, 6, "1.0 1 "), 0) << c;
+}
