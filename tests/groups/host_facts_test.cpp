@@ -106,12 +106,9 @@ TEST(HostFacts, InstallLogLines) {
     }
 }
 
+// Real files of several distributions are read in the Linux readers' test; here the
+// shapes they do not show.
 TEST(HostFacts, OsRelease) {
-    const std::string debian =
-        "PRETTY_NAME=\"Debian GNU/Linux 12 (bookworm)\"\nNAME=\"Debian GNU/Linux\"\n"
-        "VERSION_ID=\"12\"\nVERSION=\"12 (bookworm)\"\nID=debian\n";
-    const std::string ubuntu =
-        "NAME=\"Ubuntu\"\nVERSION_ID=\"22.04\"\nPRETTY_NAME=\"Ubuntu 22.04.4 LTS\"\n";
     const std::string alpine = "NAME=\"Alpine Linux\"\nID=alpine\nVERSION_ID=3.19.1\r\n"
                                "PRETTY_NAME=\"Alpine Linux v3.19\"\n";
     const std::string arch =
@@ -120,8 +117,6 @@ TEST(HostFacts, OsRelease) {
         const std::string* text;
         const char *name, *pretty, *version;
     } cases[] = {
-        {&debian, "Debian GNU/Linux", "Debian GNU/Linux 12 (bookworm)", "12"},
-        {&ubuntu, "Ubuntu", "Ubuntu 22.04.4 LTS", "22.04"},
         {&alpine, "Alpine Linux", "Alpine Linux v3.19", "3.19.1"},
         {&arch, "Arch Linux", "Arch \"Linux\"", ""},
     };
@@ -137,23 +132,12 @@ TEST(HostFacts, OsRelease) {
 }
 
 TEST(HostFacts, Meminfo) {
-    const std::string text = "MemTotal:       24683656 kB\nMemFree:         2975744 kB\n"
-                             "MemAvailable:   24229060 kB\nSwapTotal:             0 kB\n";
-    const struct {
-        const char* key;
-        bool found;
-        std::uint64_t kb;
-    } cases[] = {{"MemAvailable", true, 24229060},
-                 {"MemTotal", true, 24683656},
-                 {"SwapTotal", true, 0},
-                 {"Mem", false, 0},
-                 {"Buffers", false, 0}};
-    for (const auto& c : cases) {
-        std::uint64_t kb = 0;
-        EXPECT_EQ(meminfoKB(text.data(), text.size(), c.key, &kb), c.found) << c.key;
-        EXPECT_EQ(kb, c.kb) << c.key;
-    }
+    // A key matches whole, and a value past 64 bits is no value.
+    const std::string text =
+        "MemTotal:       24683656 kB\nMemAvailable: 99999999999999999999999 kB\n";
     std::uint64_t kb = 0;
-    const std::string huge = "MemAvailable: 99999999999999999999999 kB\n";
-    EXPECT_FALSE(meminfoKB(huge.data(), huge.size(), "MemAvailable", &kb));
+    EXPECT_FALSE(meminfoKB(text.data(), text.size(), "Mem", &kb));
+    EXPECT_FALSE(meminfoKB(text.data(), text.size(), "MemAvailable", &kb));
+    EXPECT_TRUE(meminfoKB(text.data(), text.size(), "MemTotal", &kb));
+    EXPECT_EQ(kb, 24683656u);
 }
