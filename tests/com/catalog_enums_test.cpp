@@ -56,31 +56,6 @@ TEST(CatalogEnums, CountsTerminatorAndOrder) {
     }
 }
 
-// Lists keyed by a dense range of the standard: any dropped or doubled row shows as a
-// gap.
-TEST(CatalogEnums, DenseRanges) {
-    struct Range {
-        const char* name;
-        const zelEnumDef* table;
-        uint32_t first, last;
-    };
-    const Range ranges[] = {
-        {"enclosure", ZEL_ATTRIB_SMBIOS_ENCLOSURE_TYPE_ENUM_DEF, 1, 25},
-        {"os type", OS_TYPE_ENUM_DEF, 1, 72},
-        {"storage type", STORAGE_TYPE_ENUM_DEF, 1, 69},
-        {"processor interface", PROCESSOR_INTERFACE_ENUM_DEF, 1, 25},
-        {"pointing device", POINTING_DEVICE_TYPE_ENUM_DEF, 1, 9},
-        {"monitor status", MONITOR_STATUS_ENUMS_DEF, 1, 17},
-        {"file systems without a partition byte", FILE_SYSTEM_TYPE_ENUM_DEF, 256, 282},
-    };
-    for (const Range& r : ranges) {
-        SCOPED_TRACE(r.name);
-        for (uint32_t v = r.first; v <= r.last; ++v) {
-            EXPECT_NE(zelEnumText(r.table, v), nullptr) << v;
-        }
-    }
-}
-
 struct Spot {
     const zelEnumDef* table;
     uint32_t value;

@@ -30,13 +30,7 @@ std::string describe(const zelAttribDef& a) {
 TEST(Catalog, GroupsInOrderWithKeys) {
     const std::vector<GroupRow> expected = {
         {1, "ComponentID", 14, {}, {}},
-        {20,
-         "Scan Info",
-         9,
-         {},
-         {"1 Manufacturer 7 64", "2 Major Version 3 0", "3 Minor Version 3 0",
-          "7 Maintenance Version 3 0", "9 Patch Level 3 0", "4 Scan Date 9 0", "5 Build 7 64",
-          "6 Uptime 3 0", "8 MobilityFlag 3 0"}},
+        {20, "Scan Info", 9, {}, {}},
         {4, "Operating System", 21, {}, {}},
         {24, "SMBIOS", 23, {}, {}},
         {3, "Memory", 9, {}, {}},
@@ -53,14 +47,7 @@ TEST(Catalog, GroupsInOrderWithKeys) {
         {51, "IPv6 Address", 11, {2}, {}},
         {27, "Partition", 12, {1, 7, 8}, {}},
         {15, "Regional", 6, {}, {}},
-        {44,
-         "PhysicalProcessor",
-         14,
-         {1},
-         {"1 Id 7 64", "4 Manufacturer 7 64", "5 Family 7 64", "6 Type 7 64",
-          "2 Core Per Package Count 3 0", "3 Logical Proc Per Core 3 0", "7 CpuFreq 3 0",
-          "8 L2 Cache Size 3 0", "9 L3 Cache Size 3 0", "10 Brandname 7 128", "11 Signature 7 128",
-          "12 Is64BitSupported 7 1", "13 Active Processor Count 3 0", "14 Active Core Count 3 0"}},
+        {44, "PhysicalProcessor", 14, {1}, {}},
     };
     size_t i = 0;
     for (const zelGroupDef* g = GROUPS_DEF; g->id != ZEL_DEF_END; ++g, ++i) {

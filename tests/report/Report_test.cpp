@@ -189,41 +189,6 @@ TEST(ReportIoreg, ValueNotation) {
     EXPECT_EQ(2u, d.get("L")->items.size());
 }
 
-TEST(ReportIoreg, DiagnosticsAndSmbiosReachTheirPaths) {
-    const char* listing =
-        "+-o Root  <class IORegistryEntry, id 0x100000100, retain 12>\n"
-        "  | {\n"
-        "  |   \"IOKitBuildVersion\" = \"Darwin Kernel Version 10.8.0\"\n"
-        "  |   \"IOKitDiagnostics\" = "
-        "{\"Classes\"={\"AppleSMBIOS\"=1,\"AppleACPIPlatformExpert\"=1}}\n"
-        "  | }\n"
-        "  | \n"
-        "  +-o Macmini3,1  <class IOPlatformExpertDevice, id 0x100000110, retain 24>\n"
-        "    +-o AppleACPIPlatformExpert  <class AppleACPIPlatformExpert, id 0x100000111>\n"
-        "      +-o bios  <class IOPlatformDevice, id 0x100000125>\n"
-        "      | +-o AppleSMBIOS  <class AppleSMBIOS, id 0x100000126>\n"
-        "      |     {\n"
-        "      |       \"SMBIOS\" = <00180000010203>\n"
-        "      |     }\n"
-        "      +-o cpus  <class IOPlatformDevice, id 0x100000117>\n";
-    report::Node root;
-    ASSERT_TRUE(report::iokitFromText(listing, std::strlen(listing), &root));
-    std::unique_ptr<VtNode> vt(report::toVtTree(root));
-    VtExecInfo info;
-    info.tree = vt.release();
-    EXPECT_STREQ("Darwin Kernel Version 10.8.0",
-                 vtGetValue(&info, "IOKit.Root", "IOKitBuildVersion", ""));
-    EXPECT_EQ(1, vtGetValue(&info, "IOKit.Root.IOKitDiagnostics.Classes", "AppleSMBIOS", 0));
-    const VtNode* smbios =
-        walk(info.tree, "IOKit|Root|Macmini3,1|AppleACPIPlatformExpert|bios|AppleSMBIOS");
-    ASSERT_NE(nullptr, smbios);
-    const VtVariant* v = smbios->getValue("SMBIOS");
-    ASSERT_NE(nullptr, v);
-    EXPECT_EQ(VT_DATA, v->type);
-    EXPECT_EQ(7u, v->length);
-    EXPECT_NE(nullptr, walk(info.tree, "IOKit|Root|Macmini3,1|AppleACPIPlatformExpert|cpus"));
-}
-
 TEST(ReportText, LabelsTakeTheirXmlKeys) {
     struct Case {
         const char* text;
