@@ -514,7 +514,8 @@ int main(int argc, char** argv) {
     if (!recordDir.empty()) {
         char* realFrom = replayDir.empty() ? nullptr : realpath(replayDir.c_str(), nullptr);
         char* realTo = realpath(recordDir.c_str(), nullptr);
-        bool same = realFrom && realTo && std::strcmp(realFrom, realTo) == 0;
+        const bool same = realFrom && realTo && std::strcmp(realFrom, realTo) == 0;
+        const bool root = realTo && std::strcmp(realTo, "/") == 0;
         std::free(realFrom);
         std::free(realTo);
         if (same) {
@@ -524,9 +525,6 @@ int main(int argc, char** argv) {
         }
         if (nonEmptyFolder(recordDir)) {
             std::string why;
-            char* real = realpath(recordDir.c_str(), nullptr);
-            bool root = real && std::strcmp(real, "/") == 0;
-            std::free(real);
             if (!force || root) {
                 std::fprintf(stderr, "invscan: cannot record into '%s': %s\n", recordDir.c_str(),
                              root ? "it is the root folder"

@@ -49,10 +49,8 @@ void fixedAnswers(testhost::FakeHost& m) {
     m.setQuad("hw.memsize", 17179869184LL);
     m.setQuad("hw.pagesize", 4096);
     m.setText("machdep.cpu.brand_string", "Intel(R) Core(TM)2 Duo CPU     P7550  @ 2.26GHz");
-    host::XswUsage u = {1073741824ull, 805306368ull, 268435456ull, 4096, 1};
-    m.sysctls[host::mibKey(std::vector<int>{CTL_VM, VM_SWAPUSAGE}.data(), 2)] =
-        host::SysctlValue::raw(&u, sizeof u);
-    m.setInt(host::mibKey(std::vector<int>{CTL_HW, HW_PHYSMEM}.data(), 2), -1073741824);
+    m.setSwap(1073741824ull, 268435456ull); // answers CTL_VM.VM_SWAPUSAGE
+    m.setInt("6.5", -1073741824);           // CTL_HW.HW_PHYSMEM
     m.pageSize = 4096;
     m.haveVm = true;
     m.vmStats.free_count = 1000;

@@ -283,37 +283,43 @@ std::string pciBefore(const std::string& path, std::size_t before) {
     return std::string();
 }
 
-namespace {
-
-// `path` (below `root`) with its links resolved, again below `root`; empty when it
-// cannot be resolved or leaves the root.
-std::string resolvedBelow(const std::string& root, const std::string& path) {
-    char buf[PATH_MAX];
-    if (!::realpath((root + path).c_str(), buf)) return std::string();
-    std::string full = buf;
-    if (root.empty()) return full;
-    char rbuf[PATH_MAX];
-    if (!::realpath(root.c_str(), rbuf)) return std::string();
-    const std::string r = rbuf;
-    if (full.compare(0, r.size(), r) != 0 || (full.size() > r.size() && full[r.size()] != '/'))
-        return std::string();
-    return full.substr(r.size());
+std::string baseName(const std::string& path) {
+    const std::size_t s = path.rfind('/');
+    return s == std::string::npos ? path : path.substr(s + 1);
 }
 
-std::string baseName(const std::string& p) {
-    const std::size_t s = p.rfind('/');
-    return s == std::string::npos ? p : p.substr(s + 1);
+namespace {
+
+// `path` (below the root whose own resolved path is `realRoot`, "" for this machine)
+// with its links resolved, again below the root; empty when it cannot be resolved or
+// leaves the root.
+std::string resolvedBelow(const std::string& root, const std::string& realRoot,
+                          const std::string& path) {
+    char buf[PATH_MAX];
+    if (!::realpath((root + path).c_str(), buf)) return std::string();
+    const std::string full = buf;
+    if (realRoot.empty()) return full;
+    if (full.compare(0, realRoot.size(), realRoot) != 0 ||
+        (full.size() > realRoot.size() && full[realRoot.size()] != '/'))
+        return std::string();
+    return full.substr(realRoot.size());
 }
 
 } // namespace
 
 std::vector<BlockDevice> readBlockDevices(const std::string& root) {
     std::vector<BlockDevice> out;
+    std::string realRoot;
+    if (!root.empty()) {
+        char rbuf[PATH_MAX];
+        if (!::realpath(root.c_str(), rbuf)) return out;
+        realRoot = rbuf;
+    }
     for (const std::string& name : listDir(root, "/sys/block")) {
         const std::string blk = "/sys/block/" + name, dev = blk + "/device";
         BlockDevice d;
         d.name = name;
-        d.path = resolvedBelow(root, blk);
+        d.path = resolvedBelow(root, realRoot, blk);
         std::int64_t v;
         if (toInt64(readAttr(root, blk + "/size"), &v) && v > 0)
             d.sectors = static_cast<std::uint64_t>(v);
@@ -327,7 +333,7 @@ std::vector<BlockDevice> readBlockDevices(const std::string& root) {
         d.removable = readAttr(root, blk + "/removable") == "1";
         d.solidState = readAttr(root, blk + "/queue/rotational") == "0";
         const std::string pci = pciBefore(d.path, d.path.size());
-        if (!pci.empty()) d.pciDriver = baseName(resolvedBelow(root, pci + "/driver"));
+        if (!pci.empty()) d.pciDriver = baseName(resolvedBelow(root, realRoot, pci + "/driver"));
         const std::size_t usb = d.path.find("/usb");
         if (usb != std::string::npos) {
             std::string up = d.path;

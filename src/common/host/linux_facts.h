@@ -17,6 +17,8 @@ const std::size_t MAX_FILE = 1u << 20;
 
 // The text without blanks (and line ends) around it.
 std::string trim(const std::string& s);
+// The last component of a path.
+std::string baseName(const std::string& path);
 // A decimal number at the start of `s` (blanks around it allowed).
 bool toInt64(const std::string& s, std::int64_t* v);
 

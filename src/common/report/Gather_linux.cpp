@@ -23,12 +23,8 @@
 namespace report {
 namespace {
 
+using linuxfacts::baseName;
 using linuxfacts::trim;
-
-std::string baseName(const std::string& p) {
-    std::size_t s = p.rfind('/');
-    return s == std::string::npos ? p : p.substr(s + 1);
-}
 
 std::string trimZeros(double v, const char* unit) {
     char buf[64];
