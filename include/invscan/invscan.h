@@ -6,6 +6,7 @@
 #include "host.h"
 #include "String.h"
 #include "File.h"
+#include "SafeFile.h"
 #include "CcLog.h"
 #include "Trace.h"
 #include "KorCfg.h"

@@ -1,0 +1,56 @@
+// Opening files by a name someone else may have planted. The scan runs as root in
+// folders it does not choose: a symbolic link is followed only when it belongs to the
+// caller (or to root), and a FIFO, device, socket or folder where a file is expected
+// is refused without ever waiting on it. Every check is made on the open descriptor
+// itself, so nothing can be swapped between the check and the use.
+#ifndef INVSCAN_SAFEFILE_H
+#define INVSCAN_SAFEFILE_H
+
+#include "invscan_export.h"
+
+#include <cstddef>
+#include <cstdio>
+#include <string>
+#include <sys/types.h>
+
+namespace safefile {
+
+// An existing regular file, for reading (or reading and writing). -1 with the reason
+// in `why` ("is a symbolic link owned by another user", "is not a regular file", or
+// the system's word).
+INVSCAN_API int openRead(const char* path, std::string* why);
+INVSCAN_API int openReadWrite(const char* path, std::string* why);
+
+// A regular file for appending, made with `mode` when it is not there.
+INVSCAN_API int openAppend(const char* path, mode_t mode, std::string* why);
+
+// A new file: refused when anything at all stands at the name (O_EXCL).
+INVSCAN_API int createNew(const char* path, mode_t mode, std::string* why);
+INVSCAN_API int createNewAt(int dirfd, const char* name, mode_t mode, std::string* why);
+
+// A folder, with the same rule for links.
+INVSCAN_API int openDir(const char* path, std::string* why);
+
+// The path that `path` names once the caller's own links are followed: the file
+// whose folder a rename must happen in. Empty with `why` when a link is refused.
+INVSCAN_API std::string resolveOwnLinks(const char* path, std::string* why);
+
+// The whole of a regular file, at most `cap` bytes. False with `why` on a refusal, an
+// error or a file past the cap (`*tooLarge` then set).
+INVSCAN_API bool readAll(const char* path, std::size_t cap, std::string* out, std::string* why,
+                         bool* tooLarge = nullptr);
+INVSCAN_API bool readAllFd(int fd, std::size_t cap, std::string* out, bool* tooLarge = nullptr);
+
+// Writes all of `data`; false (errno set) on a short or failed write.
+INVSCAN_API bool writeAllFd(int fd, const char* data, std::size_t len);
+
+// A stdio stream over a descriptor from the calls above; the descriptor is closed on
+// failure.
+INVSCAN_API std::FILE* streamOf(int fd, const char* mode);
+
+// Whether a link owned by `uid` may be followed by this process.
+INVSCAN_API bool trustedOwner(uid_t uid);
+
+} // namespace safefile
+
+#endif
