@@ -2,6 +2,7 @@
 #include "invscan/CcLog.h"
 #include "invscan/qtvbios_mif.h"
 #include "smbios_builder.h"
+#include "../common/planted.h"
 
 #include <gtest/gtest.h>
 
@@ -75,34 +76,6 @@ TEST(MifRewrite, Cases) {
     EXPECT_EQ(qtvbios_mif_rewrite_file(path.c_str(), "2003-12-25"), 0);
 }
 
-// Runs `body` as an unprivileged user (nobody, when the tests run as root) in a child
-// process, and gives back what it reported.
-std::string asUnprivileged(const std::function<std::string()>& body) {
-    int fds[2];
-    if (pipe(fds) != 0) return "no pipe";
-    pid_t pid = fork();
-    if (pid == 0) {
-        close(fds[0]);
-        std::string report;
-        if (geteuid() == 0 && (setgid(65534) != 0 || setuid(65534) != 0))
-            report = "cannot drop to uid 65534";
-        else
-            report = body();
-        if (write(fds[1], report.data(), report.size()) < 0) _exit(2);
-        _exit(0);
-    }
-    close(fds[1]);
-    std::string out;
-    char buf[512];
-    ssize_t n;
-    while ((n = read(fds[0], buf, sizeof buf)) > 0)
-        out.append(buf, static_cast<size_t>(n));
-    close(fds[0]);
-    int status = 0;
-    waitpid(pid, &status, 0);
-    return WIFEXITED(status) && WEXITSTATUS(status) == 0 ? out : out + " (child failed)";
-}
-
 TEST(MifRewrite, WhereTheFileLivesAndWhoMayWriteIt) {
     // A link stays a link and its target is rewritten; a folder that takes no new files
     // still gets its file rewritten in place; a file the caller may not write stays as
@@ -113,7 +86,7 @@ TEST(MifRewrite, WhereTheFileLivesAndWhoMayWriteIt) {
     ASSERT_NE(mkdtemp(tmpl), nullptr);
     const std::string top = tmpl;
     chmod(top.c_str(), 0777); // the unprivileged user makes everything below
-    std::string report = asUnprivileged([&]() {
+    std::string report = planted::asNobody([&]() {
         std::string bad;
         const std::string dir = top + "/d", target = dir + "/real.mif", link = dir + "/qtvbios.mif";
         const std::string trace = top + "/trace.txt";
@@ -163,6 +136,43 @@ TEST(MifRewrite, WhereTheFileLivesAndWhoMayWriteIt) {
     });
     EXPECT_EQ(report, "");
     std::system(("rm -rf " + top).c_str());
+}
+
+TEST(MifRewrite, PlantedNamesAreNeitherWrittenThroughNorWaitedOn) {
+    // Another user owns the folder the caller (root) works in and plants the name: a
+    // link to root's file, a FIFO, a link to a FIFO. Root's file keeps its text, the
+    // call returns, the trace says the file was not taken.
+    INVSCAN_NEEDS_ROOT();
+    planted::NobodysFolder folder;
+    ASSERT_FALSE(folder.dir().empty());
+    const std::string victim = folder.rootFile("victim.mif");
+    const std::string unknown = std::string(kHead) + "    Value = \"UNKNOWN\"\n";
+    writeAll(victim, unknown);
+    const std::string d = folder.dir();
+    ASSERT_EQ(planted::asNobody([&]() {
+                  std::string bad;
+                  if (symlink(victim.c_str(), (d + "/link.mif").c_str()) != 0) bad += "link; ";
+                  if (mkfifo((d + "/fifo.mif").c_str(), 0666) != 0) bad += "fifo; ";
+                  if (symlink("fifo.mif", (d + "/tofifo.mif").c_str()) != 0) bad += "link2; ";
+                  return bad;
+              }),
+              "");
+    const std::string trace = folder.rootFile("trace.txt");
+    for (const char* name : {"link.mif", "fifo.mif", "tofifo.mif"}) {
+        const std::string path = d + "/" + name;
+        EXPECT_TRUE(planted::returnsInTime([&]() {
+            getCcLogHw()->setOutput(trace.c_str());
+            int rc = qtvbios_mif_rewrite_file(path.c_str(), "2003-12-25");
+            getCcLogHw()->setOutput(nullptr);
+            return rc == 0;
+        })) << name;
+        EXPECT_EQ(readAll(victim), unknown) << name;
+        EXPECT_NE(readAll(trace).find("qtvbios.mif not found."), std::string::npos) << name;
+        std::remove(trace.c_str());
+    }
+    struct stat st;
+    ASSERT_EQ(lstat((d + "/link.mif").c_str(), &st), 0);
+    EXPECT_TRUE(S_ISLNK(st.st_mode));
 }
 
 TEST(MifRewrite, CurrentDirectoryFile) {

@@ -2,11 +2,14 @@
 #include "invscan/MacInfo.h"
 #include "invscan/smbios.h"
 #include "smbios_builder.h"
+#include "../common/planted.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <cstdio>
+#include <fstream>
+#include <iterator>
 #include <memory>
 #include <string>
 
@@ -205,6 +208,37 @@ TEST(SmbiosSummary, FromTheSnapshotWithDebugDumps) {
     EXPECT_EQ(info.numTotalPackages, -1);
     EXPECT_TRUE(info.chips.empty());
     MacInfo::setIoKit(nullptr);
+}
+
+TEST(SmbiosSummary, DebugDumpsRefusePlantedNames) {
+    // Another user owns the working folder and plants both dump names for this pid: a
+    // link to root's file and a FIFO. The file keeps its text and nothing waits.
+    INVSCAN_NEEDS_ROOT();
+    planted::NobodysFolder folder;
+    ASSERT_FALSE(folder.dir().empty());
+    const std::string victim = folder.rootFile("victim");
+    { std::ofstream(victim) << "root's own\n"; }
+    const std::string base = folder.dir() + "/smbios_" + std::to_string(getpid());
+    ASSERT_EQ(planted::asNobody([&]() {
+                  bool ok = symlink(victim.c_str(), (base + ".raw").c_str()) == 0 &&
+                            mkfifo((base + ".txt").c_str(), 0666) == 0;
+                  return ok ? "" : "cannot plant";
+              }),
+              "");
+    char old[4096];
+    ASSERT_NE(getcwd(old, sizeof old), nullptr);
+    ASSERT_EQ(chdir(folder.dir().c_str()), 0);
+    const unsigned char table[] = {127, 4, 0, 0, 0, 0};
+    testing::internal::CaptureStderr();
+    EXPECT_TRUE(planted::returnsInTime([&]() {
+        dump_smbios(table, sizeof table);
+        return true;
+    }));
+    testing::internal::GetCapturedStderr();
+    ASSERT_EQ(chdir(old), 0);
+    std::ifstream in(victim);
+    std::string text((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+    EXPECT_EQ(text, "root's own\n");
 }
 
 } // namespace

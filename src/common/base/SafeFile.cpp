@@ -18,7 +18,9 @@ const int MAX_LINKS = 40;
 
 enum Want { REGULAR, FOLDER };
 
-std::string errText(int e) { return std::strerror(e); }
+std::string errText(int e) {
+    return std::strerror(e);
+}
 
 void splitPath(const std::string& path, std::string* dir, std::string* base) {
     std::size_t slash = path.find_last_of('/');
@@ -105,8 +107,8 @@ int openChecked(const char* path, int flags, mode_t mode, Want want, std::string
         struct stat st;
         // O_NOFOLLOW on a link fails with ELOOP (EMLINK on some BSDs, ENOTDIR with
         // O_DIRECTORY); a FIFO without a reader opened for writing fails with ENXIO.
-        bool link = (e == ELOOP || e == EMLINK || e == ENOTDIR) &&
-                    ::lstat(cur.c_str(), &st) == 0 && S_ISLNK(st.st_mode);
+        bool link = (e == ELOOP || e == EMLINK || e == ENOTDIR) && ::lstat(cur.c_str(), &st) == 0 &&
+                    S_ISLNK(st.st_mode);
         if (!link) {
             *why = e == ENXIO ? "is not a regular file" : errText(e);
             errno = e;
@@ -125,7 +127,9 @@ int openChecked(const char* path, int flags, mode_t mode, Want want, std::string
 
 } // namespace
 
-bool trustedOwner(uid_t uid) { return uid == ::geteuid() || uid == 0; }
+bool trustedOwner(uid_t uid) {
+    return uid == ::geteuid() || uid == 0;
+}
 
 int openRead(const char* path, std::string* why) {
     return openChecked(path, O_RDONLY, 0, REGULAR, why);
@@ -154,13 +158,15 @@ int openDir(const char* path, std::string* why) {
 }
 
 std::string resolveOwnLinks(const char* path, std::string* why) {
+    std::string dummy;
+    if (!why) why = &dummy;
     std::string cur = path ? path : "";
     for (int hop = 0; hop <= MAX_LINKS && !cur.empty(); ++hop) {
         struct stat st;
         if (::lstat(cur.c_str(), &st) != 0 || !S_ISLNK(st.st_mode)) return cur;
         cur = followLink(cur, why);
     }
-    if (!cur.empty() && why) *why = errText(ELOOP);
+    if (!cur.empty()) *why = errText(ELOOP);
     return std::string();
 }
 

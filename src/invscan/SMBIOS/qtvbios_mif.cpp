@@ -2,10 +2,13 @@
 
 #include "invscan/CcLog.h"
 #include "invscan/SMBIOSTable.h"
+#include "invscan/SafeFile.h"
 
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <ctime>
 #include <string>
 #include <vector>
 
@@ -49,13 +52,15 @@ int notBogus(const char* text) {
 
 namespace {
 
+// Past this the file has more than kMaxLines lines of kMaxLine bytes anyway.
+const size_t kMaxBytes = (kMaxLines + 1) * kMaxLine;
+
 // Lines of at most kMaxLine bytes, line end included, exactly as in the file. False
 // when the file has more than kMaxLines of them.
-bool readLines(FILE* f, std::vector<std::string>& lines) {
+bool splitLines(const std::string& text, std::vector<std::string>& lines) {
     std::string cur;
-    int c;
-    while ((c = std::fgetc(f)) != EOF) {
-        cur.push_back(static_cast<char>(c));
+    for (char c : text) {
+        cur.push_back(c);
         if (c == '\n' || cur.size() == kMaxLine) {
             if (lines.size() == kMaxLines) return false;
             lines.push_back(cur);
@@ -69,82 +74,100 @@ bool readLines(FILE* f, std::vector<std::string>& lines) {
     return true;
 }
 
-bool writeAll(FILE* f, const std::vector<std::string>& lines) {
-    bool ok = true;
+std::string joined(const std::vector<std::string>& lines) {
+    std::string s;
     for (const std::string& l : lines)
-        ok = ok && std::fwrite(l.data(), 1, l.size(), f) == l.size();
-    return std::fflush(f) == 0 && ok;
+        s += l;
+    return s;
+}
+
+// The file as opened: its descriptor (read-write when the caller may write it), its
+// folder and its name there, after the caller's own links.
+struct MifFile {
+    int fd = -1;
+    bool writable = false;
+    int dir = -1;
+    std::string name;
+    struct stat st;
+    ~MifFile() {
+        if (fd >= 0) close(fd);
+        if (dir >= 0) close(dir);
+    }
+};
+
+// Opens the file without following another user's link and without waiting on a
+// FIFO. The folder is opened from the same resolved name, so a rename lands beside
+// the file that was read.
+bool openMif(const char* path, MifFile& m) {
+    std::string target = safefile::resolveOwnLinks(path, nullptr);
+    if (target.empty()) return false;
+    m.fd = safefile::openReadWrite(target.c_str(), nullptr);
+    m.writable = m.fd >= 0;
+    if (m.fd < 0 && (errno == EACCES || errno == EROFS || errno == EPERM || errno == ETXTBSY))
+        m.fd = safefile::openRead(target.c_str(), nullptr);
+    if (m.fd < 0 || fstat(m.fd, &m.st) != 0) return false;
+    size_t slash = target.find_last_of('/');
+    std::string dir = slash == std::string::npos ? "." : target.substr(0, slash + 1);
+    m.name = slash == std::string::npos ? target : target.substr(slash + 1);
+    m.dir = open(dir.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    return true;
+}
+
+// The name in the folder still is the file that was read.
+bool stillThere(const MifFile& m) {
+    struct stat now;
+    return fstatat(m.dir, m.name.c_str(), &now, AT_SYMLINK_NOFOLLOW) == 0 &&
+           now.st_dev == m.st.st_dev && now.st_ino == m.st.st_ino;
 }
 
 // A temporary file beside the target and a rename: the file is either the old one or
-// the new one, never half written. Mode and owner are carried over.
-bool writeAtomically(const std::string& path, const std::vector<std::string>& lines) {
-    std::string tmp = path + ".XXXXXX";
-    std::vector<char> name(tmp.begin(), tmp.end());
-    name.push_back('\0');
-    int fd = mkstemp(name.data());
+// the new one, never half written. Mode and owner are carried over. The temporary is
+// made new (O_EXCL), so nothing planted under its name is written through.
+bool writeAtomically(const MifFile& m, const std::string& text) {
+    if (m.dir < 0) return false;
+    std::string tmp;
+    int fd = -1;
+    for (unsigned i = 0; fd < 0 && i < 16; ++i) {
+        tmp = "." + m.name + "." + std::to_string(getpid()) + "." +
+              std::to_string(static_cast<unsigned long>(time(nullptr)) + i * 7919u);
+        fd = safefile::createNewAt(m.dir, tmp.c_str(), 0600, nullptr);
+        if (fd < 0 && errno != EEXIST) return false;
+    }
     if (fd < 0) return false;
-    struct stat st;
-    if (stat(path.c_str(), &st) == 0) {
-        fchmod(fd, st.st_mode & 07777);
-        if (fchown(fd, st.st_uid, st.st_gid) != 0) {
-            // Not ours to give away: the new file keeps our owner.
-        }
+    fchmod(fd, m.st.st_mode & 07777);
+    if (fchown(fd, m.st.st_uid, m.st.st_gid) != 0) {
+        // Not ours to give away: the new file keeps our owner.
     }
-    FILE* f = fdopen(fd, "w");
-    if (!f) {
-        close(fd);
-        unlink(name.data());
-        return false;
-    }
-    bool ok = writeAll(f, lines);
-    ok = fsync(fileno(f)) == 0 && ok;
-    ok = std::fclose(f) == 0 && ok;
-    if (!ok || std::rename(name.data(), path.c_str()) != 0) {
-        unlink(name.data());
+    bool ok = safefile::writeAllFd(fd, text.data(), text.size());
+    ok = fsync(fd) == 0 && ok;
+    ok = close(fd) == 0 && ok;
+    if (!ok || !stillThere(m) || renameat(m.dir, tmp.c_str(), m.dir, m.name.c_str()) != 0) {
+        unlinkat(m.dir, tmp.c_str(), 0);
         return false;
     }
     return true;
 }
 
-// For a folder we may not create files in: rewrite the file itself, and put the old
-// text back if writing the new one fails.
-bool writeInPlace(const std::string& path, const std::vector<std::string>& lines,
-                  const std::vector<std::string>& original) {
-    FILE* f = std::fopen(path.c_str(), "r+b");
-    if (!f) return false;
-    bool ok = writeAll(f, lines);
-    long end = std::ftell(f);
-    ok = ok && end >= 0 && ftruncate(fileno(f), static_cast<off_t>(end)) == 0;
-    if (!ok) {
-        std::rewind(f);
-        writeAll(f, original);
-        long oend = std::ftell(f);
-        if (oend >= 0 && ftruncate(fileno(f), static_cast<off_t>(oend)) != 0) {
-            // Nothing more can be done; the trace tells the rewrite failed.
-        }
+// For a folder we may not create files in: rewrite the open file itself, and put the
+// old text back if writing the new one fails.
+bool writeInPlace(const MifFile& m, const std::string& text, const std::string& original) {
+    if (!m.writable) return false;
+    bool ok = lseek(m.fd, 0, SEEK_SET) == 0 &&
+              safefile::writeAllFd(m.fd, text.data(), text.size()) &&
+              ftruncate(m.fd, static_cast<off_t>(text.size())) == 0;
+    if (!ok && lseek(m.fd, 0, SEEK_SET) == 0 &&
+        safefile::writeAllFd(m.fd, original.data(), original.size()) &&
+        ftruncate(m.fd, static_cast<off_t>(original.size())) != 0) {
+        // Nothing more can be done; the trace tells the rewrite failed.
     }
-    return std::fclose(f) == 0 && ok;
+    return ok;
 }
 
-// Whether the caller may open the file itself for writing, as a plain rewrite would:
-// the rename below needs only the folder, and would replace a file kept read-only.
-bool mayWrite(const std::string& path) {
-    int fd = open(path.c_str(), O_WRONLY | O_NONBLOCK | O_CLOEXEC);
-    if (fd < 0) return false;
-    struct stat st;
-    bool regular = fstat(fd, &st) == 0 && S_ISREG(st.st_mode);
-    close(fd);
-    return regular;
-}
-
-// The file behind `path`: a symbolic link stays a link and its target is rewritten.
-std::string resolved(const char* path) {
-    char* r = realpath(path, nullptr);
-    if (!r) return path;
-    std::string s = r;
-    std::free(r);
-    return s;
+// Whether the caller may rewrite the file, as a plain rewrite by name would allow: it
+// could open it for writing. A file with other names that another user owns may be
+// a link to a file of ours planted beside their own: never rewritten.
+bool mayWrite(const MifFile& m) {
+    return m.writable && (m.st.st_nlink == 1 || safefile::trustedOwner(m.st.st_uid));
 }
 
 } // namespace
@@ -152,14 +175,14 @@ std::string resolved(const char* path) {
 int qtvbios_mif_rewrite_file(const char* path, const char* date) {
     CcLogWrapper* log = getCcLogHw();
     log->traceMidEntry(__LINE__, kFile, kOp, "hardware %s", "Entering qtvbios_mif_rewrite.");
-    FILE* f = path ? std::fopen(path, "rb") : nullptr;
-    if (!f) {
+    MifFile mif;
+    std::string text;
+    if (!path || !openMif(path, mif)) {
         log->traceMidExit(__LINE__, kFile, kOp, "hardware %s", "qtvbios.mif not found.");
         return 0;
     }
     std::vector<std::string> lines;
-    bool fits = readLines(f, lines);
-    std::fclose(f);
+    bool fits = safefile::readAllFd(mif.fd, kMaxBytes, &text) && splitLines(text, lines);
     if (!fits) {
         log->traceMidExit(__LINE__, kFile, kOp, "hardware %s",
                           "Leaving qtvbios_mif_rewrite [qtvbios.mif not replaced].");
@@ -178,7 +201,6 @@ int qtvbios_mif_rewrite_file(const char* path, const char* date) {
         }
     }
     bool replaced = false;
-    const std::vector<std::string> original = lines;
     if (state == 2) {
         std::string& v = lines[valueLine];
         log->traceMAX(__LINE__, kFile, kOp, "hardware Date is: %s", v.c_str());
@@ -204,9 +226,9 @@ int qtvbios_mif_rewrite_file(const char* path, const char* date) {
         return 0;
     }
     log->traceMAX(__LINE__, kFile, kOp, "hardware %s", "Rewriting qtvbios.mif file.");
-    const std::string target = resolved(path);
-    if (!mayWrite(target) ||
-        (!writeAtomically(target, lines) && !writeInPlace(target, lines, original))) {
+    const std::string rewritten = joined(lines);
+    if (!mayWrite(mif) ||
+        (!writeAtomically(mif, rewritten) && !writeInPlace(mif, rewritten, text))) {
         log->traceMidExit(__LINE__, kFile, kOp, "hardware %s",
                           "It is not possible to open qtvbios.mif to rewrite.");
         return 0;

@@ -1,10 +1,12 @@
 #include "invscan/smbios.h"
+#include "invscan/SafeFile.h"
 
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 
+#include <string>
 #include <unistd.h>
 
 namespace {
@@ -275,16 +277,28 @@ bool getSmbiosInfoFromTable(const unsigned char* table, size_t length, int major
     return ok != 0;
 }
 
+// The diagnostic files are made new (O_EXCL, mode 0600): a name planted in the
+// working folder, link or FIFO, is refused rather than written through.
+static FILE* newDumpFile(const char* name) {
+    std::string why;
+    int fd = safefile::createNew(name, 0600, &why);
+    if (fd < 0) {
+        SMB_LOG("cannot create %s: %s\n", name, why.c_str());
+        return nullptr;
+    }
+    return safefile::streamOf(fd, "wb");
+}
+
 void dump_smbios(const unsigned char* table, size_t length) {
     char name[64];
     int pid = static_cast<int>(getpid());
     std::snprintf(name, sizeof name, "smbios_%d.raw", pid);
-    if (FILE* f = std::fopen(name, "wb")) {
+    if (FILE* f = newDumpFile(name)) {
         std::fwrite(table, 1, length, f);
         std::fclose(f);
     }
     std::snprintf(name, sizeof name, "smbios_%d.txt", pid);
-    FILE* f = std::fopen(name, "w");
+    FILE* f = newDumpFile(name);
     if (!f) return;
     std::fprintf(f, "SMBIOS table, %lu bytes\n", static_cast<unsigned long>(length));
     const unsigned char* p = table;
