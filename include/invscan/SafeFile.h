@@ -48,6 +48,10 @@ INVSCAN_API bool writeAllFd(int fd, const char* data, std::size_t len);
 // failure.
 INVSCAN_API std::FILE* streamOf(int fd, const char* mode);
 
+// A folder only the caller can put files in: the caller owns it, and neither others
+// nor a group of other users may write in it. False with the reason in `why`.
+INVSCAN_API bool privateFolder(int fd, std::string* why);
+
 // Whether a link owned by `uid` may be followed by this process.
 INVSCAN_API bool trustedOwner(uid_t uid);
 

@@ -8,6 +8,8 @@
 #define INVSCAN_VTPROCESS_H
 
 #include "invscan_export.h"
+
+#include <string>
 #include "VtStream.h"
 #include "vtree.h"
 
@@ -64,6 +66,11 @@ const unsigned long long VT_MAX_OUTPUT = 64ull << 20;
 // Runs the helper `command`: $KOR_HOMEDIR/bin/<command> when KOR_HOMEDIR is set,
 // else `command` as given (no PATH search).
 INVSCAN_API VtExecInfo* vtExecCommand(const char* command);
+// The folder whose bin holds the helpers: KOR_HOMEDIR when it is an absolute path,
+// else this library's own installation (<prefix>/libexec/invscan, or the build folder
+// the library was built in). Empty, with the reason in `why`, when there is none: a
+// relative or empty KOR_HOMEDIR is refused, and the current folder is never taken.
+INVSCAN_API std::string vtHelperHome(std::string* why = nullptr);
 // Diagnostic: runs `command` and prints its response. 0 on success, 1 otherwise.
 INVSCAN_API int vtExecTest(const char* command);
 

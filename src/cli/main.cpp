@@ -8,6 +8,7 @@
 #include "cli/Glpi.h"
 #include "cli/Manual.h"
 #include "cli/Sanitize.h"
+#include "common/host/host_internal.h"
 
 #include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
@@ -21,7 +22,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <dirent.h>
-#include <ftw.h>
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <iostream>
 #include <memory>
@@ -53,53 +54,103 @@ const char* const EXIT_HELP =
     "configuration file: 7 cannot be opened, 8 too large, 9 nested too deeply, 10 not XML,\n"
     "11 not a hardware configuration.";
 
-// Empties a folder for --force: every entry below it, links not followed, and
-// never across into another file system.
-bool emptyFolder(const std::string& dir, std::string* why) {
-    struct Walk {
-        static int remove(const char* path, const struct stat*, int, struct FTW* ftw) {
-            if (ftw->level == 0) return 0;
-            if (::remove(path) != 0) {
-                failed() = std::string(path) + ": " + std::strerror(errno);
-                return 1;
-            }
-            return 0;
-        }
-        static std::string& failed() {
-            static std::string f;
-            return f;
-        }
-    };
-    Walk::failed().clear();
-    if (nftw(dir.c_str(), Walk::remove, 16, FTW_DEPTH | FTW_PHYS | FTW_MOUNT) != 0) {
-        *why = Walk::failed().empty() ? std::string(std::strerror(errno)) : Walk::failed();
+// Empties the folder open at `dir` for --force: every entry below it, removed by
+// descriptor so that a link planted in a sub-folder's place is removed, never
+// followed, and never across into another file system.
+bool emptyAt(int dir, dev_t dev, std::string* why) {
+    int fd = ::dup(dir);
+    DIR* d = fd < 0 ? nullptr : ::fdopendir(fd);
+    if (!d) {
+        if (fd >= 0) ::close(fd);
+        *why = std::strerror(errno);
         return false;
     }
-    return true;
+    ::rewinddir(d); // the duplicate shares the position of earlier reads
+    bool ok = true;
+    while (struct dirent* e = ok ? ::readdir(d) : nullptr) {
+        if (std::strcmp(e->d_name, ".") == 0 || std::strcmp(e->d_name, "..") == 0) continue;
+        struct stat st;
+        if (::fstatat(dir, e->d_name, &st, AT_SYMLINK_NOFOLLOW) != 0) continue;
+        if (S_ISDIR(st.st_mode)) {
+            if (st.st_dev != dev) {
+                *why = std::string(e->d_name) + ": another file system is mounted there";
+                ok = false;
+                break;
+            }
+            int sub = ::openat(dir, e->d_name, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+            ok = sub >= 0 && emptyAt(sub, dev, why);
+            if (sub >= 0) ::close(sub);
+            if (ok && ::unlinkat(dir, e->d_name, AT_REMOVEDIR) != 0) ok = false;
+        } else if (::unlinkat(dir, e->d_name, 0) != 0) {
+            ok = false;
+        }
+        if (!ok && why->empty()) *why = std::string(e->d_name) + ": " + std::strerror(errno);
+    }
+    ::closedir(d);
+    return ok;
 }
 
-// A folder that exists and holds anything.
-bool nonEmptyFolder(const std::string& dir) {
-    DIR* d = opendir(dir.c_str());
-    if (!d) return false;
+// A folder that holds anything.
+bool nonEmptyAt(int dir) {
+    int fd = ::dup(dir);
+    DIR* d = fd < 0 ? nullptr : ::fdopendir(fd);
+    if (!d) {
+        if (fd >= 0) ::close(fd);
+        return false;
+    }
+    ::rewinddir(d);
     bool any = false;
-    while (struct dirent* e = readdir(d))
+    while (struct dirent* e = ::readdir(d))
         if (std::strcmp(e->d_name, ".") != 0 && std::strcmp(e->d_name, "..") != 0) any = true;
-    closedir(d);
+    ::closedir(d);
     return any;
+}
+
+// The absolute form of a path that may not exist yet: its longest existing part
+// resolved, the rest added as written. Empty when not even the current folder
+// resolves.
+std::string absoluteOf(const std::string& path) {
+    std::vector<std::string> rest; // the missing components, last first
+    std::string head = path;
+    for (;;) {
+        char* real = ::realpath(head.empty() ? "." : head.c_str(), nullptr);
+        if (real) {
+            std::string r = real;
+            std::free(real);
+            for (auto it = rest.rbegin(); it != rest.rend(); ++it) {
+                if (it->empty() || *it == ".") continue;
+                if (*it == "..") {
+                    std::size_t slash = r.find_last_of('/');
+                    r.erase(slash == 0 ? 1 : slash);
+                    continue;
+                }
+                r += (r == "/" ? "" : "/") + *it;
+            }
+            return r;
+        }
+        if (head.empty()) return std::string();
+        std::size_t slash = head.find_last_of('/');
+        rest.push_back(slash == std::string::npos ? head : head.substr(slash + 1));
+        head = slash == std::string::npos ? std::string() : head.substr(0, slash == 0 ? 1 : slash);
+    }
+}
+
+// `inner` is `outer` or lies below it.
+bool within(const std::string& inner, const std::string& outer) {
+    if (outer == "/") return true;
+    return inner.compare(0, outer.size(), outer) == 0 &&
+           (inner.size() == outer.size() || inner[outer.size()] == '/');
 }
 
 // Why a configuration file was not taken: what the XML layer says of it.
 int configFailure(const std::string& path, std::string* why) {
-    struct stat st;
-    if (::stat(path.c_str(), &st) != 0) {
-        *why = std::string("cannot be opened: ") + std::strerror(errno);
+    std::string reason;
+    int fd = safefile::openRead(path.c_str(), &reason);
+    if (fd < 0) {
+        *why = "cannot be opened: " + (reason == "is a folder" ? "it is a folder" : reason);
         return EXIT_CONFIG_OPEN;
     }
-    if (S_ISDIR(st.st_mode)) {
-        *why = "cannot be opened: it is a folder";
-        return EXIT_CONFIG_OPEN;
-    }
+    ::close(fd);
     NodeReader reader(nullptr);
     switch (reader.process(String(path.c_str()), 2)) {
     case NodeReader::OPEN_FAILED:
@@ -147,23 +198,10 @@ std::string selfExe(const char* argv0) {
         return path;
     }
 #endif
-    if (argv0 && realpath(argv0, path)) return path;
+    // Only an absolute argv[0]: a relative one would be read against a current
+    // folder that someone else may own.
+    if (argv0 && argv0[0] == '/' && realpath(argv0, path)) return path;
     return std::string();
-}
-
-// The folder whose bin holds the helper programs: <prefix>/libexec/invscan for an
-// installation (<prefix>/bin/invscan), else the parent of this program's folder (a
-// build tree, where the helpers sit beside it).
-std::string installHome(const char* argv0) {
-    std::string exe = selfExe(argv0);
-    for (int i = 0; i < 2; ++i) {
-        size_t slash = exe.find_last_of('/');
-        if (slash == std::string::npos) return std::string();
-        exe.erase(slash);
-    }
-    std::string installed = exe + "/" INVSCAN_LIBEXEC "/invscan";
-    if (access((installed + "/bin/sysprof").c_str(), X_OK) == 0) return installed;
-    return exe.empty() ? std::string("/") : exe;
 }
 
 // The JSON output's own version: it changes when a key is renamed or removed or a
@@ -222,37 +260,87 @@ nlohmann::ordered_json tableJson(ZelTable* table) {
     return t;
 }
 
-// Copies the folder `from` into `to`, file by file (a bundle holds only files and
-// folders).
-bool copyTree(const std::string& from, const std::string& to, std::string* why) {
-    DIR* d = opendir(from.c_str());
+// Copies the folder open at `from` into the one open at `to`, file by file (a
+// bundle holds only files and folders): links, FIFOs and devices are left out and
+// never waited on, and every file is made new.
+bool copyAt(int from, int to, const std::string& where, std::string* why) {
+    int fd = ::dup(from);
+    DIR* d = fd < 0 ? nullptr : ::fdopendir(fd);
     if (!d) {
-        *why = from + ": " + std::strerror(errno);
+        if (fd >= 0) ::close(fd);
+        *why = where + ": " + std::strerror(errno);
         return false;
     }
-    bool ok = (mkdir(to.c_str(), 0755) == 0 || errno == EEXIST);
-    if (!ok) *why = to + ": " + std::strerror(errno);
-    while (struct dirent* e = ok ? readdir(d) : nullptr) {
-        if (std::strcmp(e->d_name, ".") == 0 || std::strcmp(e->d_name, "..") == 0) continue;
-        std::string a = from + "/" + e->d_name, b = to + "/" + e->d_name;
+    ::rewinddir(d);
+    bool ok = true;
+    while (struct dirent* e = ok ? ::readdir(d) : nullptr) {
+        const char* name = e->d_name;
+        if (std::strcmp(name, ".") == 0 || std::strcmp(name, "..") == 0) continue;
+        if (where.empty() && std::strcmp(name, host::bundle::INCOMPLETE) == 0) continue;
+        const std::string path = where.empty() ? name : where + "/" + name;
         struct stat st;
-        if (lstat(a.c_str(), &st) != 0) continue;
+        if (::fstatat(from, name, &st, AT_SYMLINK_NOFOLLOW) != 0) continue;
         if (S_ISDIR(st.st_mode)) {
-            ok = copyTree(a, b, why);
+            int a = ::openat(from, name, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+            ok = a >= 0 && (::mkdirat(to, name, 0755) == 0 || errno == EEXIST);
+            int b = ok ? ::openat(to, name, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC) : -1;
+            ok = b >= 0 && copyAt(a, b, path, why);
+            if (!ok && why->empty()) *why = path + ": " + std::strerror(errno);
+            if (a >= 0) ::close(a);
+            if (b >= 0) ::close(b);
         } else if (S_ISREG(st.st_mode)) {
-            std::FILE* in = std::fopen(a.c_str(), "rb");
-            std::FILE* out = in ? std::fopen(b.c_str(), "wb") : nullptr;
-            char buf[65536];
-            std::size_t n;
-            while (out && (n = std::fread(buf, 1, sizeof buf, in)) > 0)
-                if (std::fwrite(buf, 1, n, out) != n) break;
-            ok = in && out && !std::ferror(in) && !std::ferror(out);
-            if (out && std::fclose(out) != 0) ok = false;
-            if (in) std::fclose(in);
-            if (!ok) *why = b + ": " + std::strerror(errno ? errno : EIO);
+            int in = ::openat(from, name, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
+            std::string data, reason;
+            ok = in >= 0 && safefile::readAllFd(in, 64u << 20, &data);
+            if (in >= 0) ::close(in);
+            int out = ok ? safefile::createNewAt(to, name, 0644, &reason) : -1;
+            ok = out >= 0 && safefile::writeAllFd(out, data.data(), data.size());
+            if (out >= 0 && ::close(out) != 0) ok = false;
+            if (!ok) *why = path + ": " + (reason.empty() ? std::strerror(errno) : reason);
         }
     }
-    closedir(d);
+    ::closedir(d);
+    return ok;
+}
+
+// Sets or clears the mark that makes replay refuse a bundle.
+bool markIncomplete(const std::string& dir, bool on, std::string* why) {
+    int d = safefile::openDir(dir.c_str(), why);
+    if (d < 0) return false;
+    bool ok;
+    if (on) {
+        int fd = safefile::createNewAt(d, host::bundle::INCOMPLETE, 0644, why);
+        const char text[] = "this bundle is being sanitised\n";
+        ok = (fd >= 0 && safefile::writeAllFd(fd, text, sizeof text - 1)) ||
+             (fd < 0 && errno == EEXIST);
+        if (fd >= 0) ::close(fd);
+    } else {
+        ok = ::unlinkat(d, host::bundle::INCOMPLETE, 0) == 0 || errno == ENOENT;
+    }
+    if (!ok && why->empty()) *why = std::strerror(errno);
+    ::close(d);
+    return ok;
+}
+
+// The replayed bundle copied into the record folder, marked incomplete until the
+// sanitiser has finished with it.
+bool copyBundle(const std::string& from, const std::string& to, std::string* why) {
+    int a = safefile::openDir(from.c_str(), why);
+    if (a < 0) {
+        *why = from + ": " + *why;
+        return false;
+    }
+    if (::mkdir(to.c_str(), 0755) != 0 && errno != EEXIST) {
+        *why = to + ": " + std::strerror(errno);
+        ::close(a);
+        return false;
+    }
+    int b = safefile::openDir(to.c_str(), why);
+    bool ok = b >= 0 && safefile::privateFolder(b, why);
+    if (!ok) *why = to + ": " + *why;
+    ok = ok && markIncomplete(to, true, why) && copyAt(a, b, std::string(), why);
+    ::close(a);
+    if (b >= 0) ::close(b);
     return ok;
 }
 
@@ -304,6 +392,46 @@ std::string sanitizeKey(std::string* why) {
     return std::string();
 }
 
+// Why --record may not use `dir`, or empty. The folder must not be the bundle being
+// replayed, nor lie inside or above it; an existing one must be the caller's own,
+// reached through no other user's link, and take files from no one else; one that
+// holds anything is emptied with --force only when it is a bundle.
+std::string recordRefusal(const std::string& dir, const std::string& replayDir, bool force) {
+    const std::string to = absoluteOf(dir);
+    if (to.empty()) return "its absolute path is not known";
+    if (!replayDir.empty()) {
+        const std::string from = absoluteOf(replayDir);
+        if (within(to, from) || within(from, to))
+            return to == from ? "it is the bundle replayed"
+                              : "it is inside or above the bundle replayed";
+    }
+    struct stat st;
+    if (::lstat(dir.c_str(), &st) != 0) return std::string(); // made by the recording
+    std::string why;
+    int fd = safefile::openDir(dir.c_str(), &why);
+    if (fd < 0) return why;
+    if (!safefile::privateFolder(fd, &why)) {
+        ::close(fd);
+        return why;
+    }
+    if (nonEmptyAt(fd)) {
+        struct stat bt;
+        bool bundle =
+            ::fstatat(fd, "bundle.txt", &bt, AT_SYMLINK_NOFOLLOW) == 0 && S_ISREG(bt.st_mode);
+        struct stat ft;
+        if (to == "/")
+            why = "it is the root folder";
+        else if (!force)
+            why = "the folder is not empty (--force empties it first)";
+        else if (!bundle)
+            why = "--force empties only an empty folder or a bundle (a folder with bundle.txt)";
+        else if (::fstat(fd, &ft) != 0 || !emptyAt(fd, ft.st_dev, &why))
+            why = "cannot empty it: " + why;
+    }
+    ::close(fd);
+    return why;
+}
+
 std::string utcNow() {
     char buf[32] = "";
     std::time_t now = std::time(nullptr);
@@ -314,11 +442,9 @@ std::string utcNow() {
 
 // A scan from a file or standard input, at most DIFF_MAX_INPUT bytes and one more.
 bool readScanText(const std::string& path, std::string* out, std::string* why) {
-    std::FILE* f = path == "-" ? stdin : std::fopen(path.c_str(), "rb");
-    if (!f) {
-        *why = std::strerror(errno);
-        return false;
-    }
+    std::FILE* f =
+        path == "-" ? stdin : safefile::streamOf(safefile::openRead(path.c_str(), why), "rb");
+    if (!f) return false;
     char buf[65536];
     std::size_t n;
     while (out->size() <= DIFF_MAX_INPUT && (n = std::fread(buf, 1, sizeof buf, f)) > 0)
@@ -450,7 +576,11 @@ int main(int argc, char** argv) {
         return 0;
     }
     if (!trace.empty() && !getCcLogHw()->setOutput(trace.c_str())) {
-        std::fprintf(stderr, "invscan: cannot open trace file '%s'\n", trace.c_str());
+        std::string why;
+        int fd = safefile::openAppend(trace.c_str(), 0600, &why);
+        if (fd >= 0) ::close(fd);
+        std::fprintf(stderr, "invscan: cannot open trace file '%s': %s\n", trace.c_str(),
+                     why.c_str());
         return 1;
     }
     const struct {
@@ -480,6 +610,12 @@ int main(int argc, char** argv) {
     if (!replayDir.empty() && !recordDir.empty() && !sanitize) {
         std::fprintf(stderr, "invscan: --replay and --record go together only with --sanitize "
                              "(a sanitised copy of the bundle)\n");
+        return EXIT_USAGE;
+    }
+    // The trace writes every value as it is read: it would keep what --sanitize hides.
+    if (sanitize && getCcLogHw()->isOn()) {
+        std::fprintf(stderr, "invscan: --sanitize cannot go with a trace (--trace or "
+                             "INVSCAN_TRACE): the trace would keep the original values\n");
         return EXIT_USAGE;
     }
     std::unique_ptr<Sanitizer> sanitizer;
@@ -512,30 +648,11 @@ int main(int argc, char** argv) {
         }
     }
     if (!recordDir.empty()) {
-        char* realFrom = replayDir.empty() ? nullptr : realpath(replayDir.c_str(), nullptr);
-        char* realTo = realpath(recordDir.c_str(), nullptr);
-        const bool same = realFrom && realTo && std::strcmp(realFrom, realTo) == 0;
-        const bool root = realTo && std::strcmp(realTo, "/") == 0;
-        std::free(realFrom);
-        std::free(realTo);
-        if (same) {
-            std::fprintf(stderr, "invscan: cannot record into '%s': it is the bundle replayed\n",
-                         recordDir.c_str());
+        std::string why = recordRefusal(recordDir, replayDir, force);
+        if (!why.empty()) {
+            std::fprintf(stderr, "invscan: cannot record into '%s': %s\n", recordDir.c_str(),
+                         why.c_str());
             return EXIT_RECORD_FAILED;
-        }
-        if (nonEmptyFolder(recordDir)) {
-            std::string why;
-            if (!force || root) {
-                std::fprintf(stderr, "invscan: cannot record into '%s': %s\n", recordDir.c_str(),
-                             root ? "it is the root folder"
-                                  : "the folder is not empty (--force empties it first)");
-                return EXIT_RECORD_FAILED;
-            }
-            if (!emptyFolder(recordDir, &why)) {
-                std::fprintf(stderr, "invscan: cannot empty '%s': %s\n", recordDir.c_str(),
-                             why.c_str());
-                return EXIT_RECORD_FAILED;
-            }
         }
         if (copyReplayed) {
             // Filled from the replayed bundle once the scan has run.
@@ -549,8 +666,15 @@ int main(int argc, char** argv) {
             return EXIT_RECORD_FAILED;
         }
     }
-    if (!std::getenv("KOR_HOMEDIR")) {
-        std::string home = installHome(argc > 0 ? argv[0] : nullptr);
+    // The helpers run from this installation only; the helpers it starts and the
+    // sanitise key's place follow the same folder.
+    {
+        std::string why;
+        std::string home = vtHelperHome(&why);
+        if (home.empty() && std::getenv("KOR_HOMEDIR")) {
+            std::fprintf(stderr, "invscan: %s\n", why.c_str());
+            return EXIT_USAGE;
+        }
         if (!home.empty()) setenv("KOR_HOMEDIR", home.c_str(), 0);
     }
 
@@ -695,18 +819,27 @@ int main(int argc, char** argv) {
     }
     if (sanitizedCopy) {
         std::string why;
-        if (copyReplayed && !copyTree(replayDir, recordDir, &why)) {
+        if (copyReplayed && !copyBundle(replayDir, recordDir, &why)) {
             std::fprintf(stderr, "invscan: cannot record into '%s': %s\n", recordDir.c_str(),
                          why.c_str());
             return EXIT_RECORD_FAILED;
         }
-        if (!sanitizer->sanitizeBundle(recordDir, &why)) {
+        // Replay refuses the bundle until every file of it is sanitised.
+        if (!markIncomplete(recordDir, true, &why) || !sanitizer->sanitizeBundle(recordDir, &why) ||
+            !markIncomplete(recordDir, false, &why)) {
             std::fprintf(stderr, "invscan: cannot sanitise '%s': %s\n", recordDir.c_str(),
                          why.c_str());
             return EXIT_RECORD_FAILED;
         }
         // The output is the sanitised bundle's own scan.
         std::string self = selfExe(argc > 0 ? argv[0] : nullptr);
+        if (self.empty()) {
+            std::fprintf(stderr,
+                         "invscan: the sanitised bundle is in '%s'; this program's own "
+                         "file is not known, so scan it with --replay\n",
+                         recordDir.c_str());
+            return 1;
+        }
         std::vector<std::string> args = {self, "--replay", recordDir, "--format", format};
         for (const std::string& g : groups)
             args.insert(args.end(), {"--group", g});
@@ -725,5 +858,10 @@ int main(int argc, char** argv) {
     }
     // Nothing at all produced is no scan; a group without data on this host still
     // answers with its table and counts.
-    return produced == 0 && !requests.empty() ? EXIT_NOTHING : 0;
+    if (produced == 0 && !requests.empty()) {
+        std::fprintf(stderr, "invscan: none of the groups asked for produced a table%s\n",
+                     replayDir.empty() ? "" : " from this bundle");
+        return EXIT_NOTHING;
+    }
+    return 0;
 }

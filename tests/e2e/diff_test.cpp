@@ -123,7 +123,7 @@ TEST_F(Diff, BrokenInputIsTrouble) {
         {good + " " + dir + "/prose.json", "not JSON (or cut short)"},
         {good + " " + dir + "/array.json", "not an invscan JSON scan"},
         {good + " " + dir + "/format2.json", "the scans have different formats (1 and 2)"},
-        {good + " /dev/zero", "larger than 64 MiB"},
+        {good + " /dev/zero", "is not a regular file"},
         {good + " " + dir + "/missing.json", "No such file or directory"},
         {"- - < " + good, "only one of the scans can come from standard input"},
     };

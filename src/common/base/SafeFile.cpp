@@ -131,6 +131,27 @@ bool trustedOwner(uid_t uid) {
     return uid == ::geteuid() || uid == 0;
 }
 
+bool privateFolder(int fd, std::string* why) {
+    struct stat st;
+    std::string dummy;
+    if (!why) why = &dummy;
+    if (::fstat(fd, &st) != 0) {
+        *why = errText(errno);
+        return false;
+    }
+    if (st.st_uid != ::geteuid()) {
+        *why = "it belongs to another user";
+        return false;
+    }
+    // A group-writable folder is the caller's own when the group is (a user's private
+    // group, as umask 002 makes them).
+    if ((st.st_mode & S_IWOTH) || ((st.st_mode & S_IWGRP) && st.st_gid != ::getegid())) {
+        *why = "other users may write in it";
+        return false;
+    }
+    return true;
+}
+
 int openRead(const char* path, std::string* why) {
     return openChecked(path, O_RDONLY, 0, REGULAR, why);
 }

@@ -1,4 +1,5 @@
 #include "invscan/XmlKorParser.h"
+#include "invscan/SafeFile.h"
 
 #include "invscan/Trace.h"
 
@@ -72,26 +73,18 @@ Node* convert(const pugi::xml_node& rootElement, bool& tooDeep) {
 
 int NodeReader::process(const String& path, int) {
     std::string narrow = path.toMultiByte();
-    std::FILE* f = std::fopen(narrow.c_str(), "rb");
-    if (!f) {
+    // Another user's link or FIFO in the configuration's place is refused, not
+    // followed or waited on.
+    std::string data, why;
+    bool tooLarge = false;
+    if (!safefile::readAll(narrow.c_str(), static_cast<size_t>(MAX_FILE_BYTES), &data, &why,
+                           &tooLarge)) {
+        if (tooLarge) {
+            if (m_sink) m_sink->onCriticalError(String("file too large: ") + path, 0);
+            return TOO_LARGE;
+        }
         if (m_sink) m_sink->onCriticalError(String("cannot open ") + path, 0);
         return OPEN_FAILED;
-    }
-    std::vector<char> data;
-    char chunk[65536];
-    size_t n;
-    bool tooLarge = false;
-    while ((n = std::fread(chunk, 1, sizeof chunk, f)) > 0) {
-        if (data.size() + n > static_cast<size_t>(MAX_FILE_BYTES)) {
-            tooLarge = true;
-            break;
-        }
-        data.insert(data.end(), chunk, chunk + n);
-    }
-    std::fclose(f);
-    if (tooLarge) {
-        if (m_sink) m_sink->onCriticalError(String("file too large: ") + path, 0);
-        return TOO_LARGE;
     }
     return processBuffer(data.data(), data.size());
 }

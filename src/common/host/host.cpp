@@ -556,15 +556,21 @@ static bool writeAll(int fd, const std::string& data) {
 }
 
 static bool putFile(int dirfd, const char* sub, const std::string& name, const std::string& data,
-                    int extraFlags) {
+                    bool append) {
     if (dirfd < 0 || !isSafeComponent(name)) return false;
     int d = openSub(dirfd, sub, true);
     if (d < 0) return false;
-    int fd =
-        ::openat(d, name.c_str(), O_WRONLY | O_CREAT | O_NOFOLLOW | O_CLOEXEC | extraFlags, 0644);
+    int fd = ::openat(
+        d, name.c_str(),
+        O_WRONLY | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC | (append ? O_APPEND : 0), 0644);
     ::close(d);
     if (fd < 0) return false;
-    bool ok = writeAll(fd, data);
+    // Truncated only once it is known to be a file of this bundle alone: never a FIFO,
+    // never a second name of another file.
+    struct stat st;
+    bool ok = ::fstat(fd, &st) == 0 && S_ISREG(st.st_mode) && st.st_nlink == 1;
+    if (!ok) errno = EPERM;
+    ok = ok && (append || ::ftruncate(fd, 0) == 0) && writeAll(fd, data);
     int saved = errno;
     // A full disk or a quota may only show when the file is closed.
     if (::close(fd) != 0 && ok) {
@@ -576,11 +582,11 @@ static bool putFile(int dirfd, const char* sub, const std::string& name, const s
 }
 
 bool writeFile(int dirfd, const char* sub, const std::string& name, const std::string& data) {
-    return putFile(dirfd, sub, name, data, O_TRUNC);
+    return putFile(dirfd, sub, name, data, false);
 }
 
 bool appendFile(int dirfd, const char* sub, const std::string& name, const std::string& data) {
-    return putFile(dirfd, sub, name, data, O_APPEND);
+    return putFile(dirfd, sub, name, data, true);
 }
 
 } // namespace bundle

@@ -6,6 +6,7 @@
 #define _FILE_OFFSET_BITS 64 // 64-bit sizes and inode numbers on 32-bit Linux too
 #endif
 #include "common/host/host_internal.h"
+#include "invscan/SafeFile.h"
 
 #include <arpa/inet.h>
 #include <cerrno>
@@ -245,8 +246,15 @@ private:
 
 Backend* newRecordBackend(Backend* inner, const char* dir) {
     if (!inner || !dir || !*dir || !mkdirs(dir)) return nullptr;
-    int fd = ::open(dir, O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    int fd = safefile::openDir(dir, nullptr);
     if (fd < 0) return nullptr;
+    // Only a folder no one else can put anything in: every file of the bundle is
+    // then ours, whatever name it has.
+    if (!safefile::privateFolder(fd, nullptr)) {
+        ::close(fd);
+        errno = EPERM;
+        return nullptr;
+    }
     return new RecordBackend(inner, fd);
 }
 

@@ -1,4 +1,5 @@
 #include "invscan/CcLog.h"
+#include "invscan/SafeFile.h"
 
 #include <cstdarg>
 #include <cstdlib>
@@ -23,7 +24,8 @@ bool CcLogWrapper::setOutput(const char* destination) {
         m_out = stderr;
         return true;
     }
-    m_out = std::fopen(destination, "a");
+    // Appended to, never through another user's link, never a FIFO that blocks.
+    m_out = safefile::streamOf(safefile::openAppend(destination, 0600, nullptr), "a");
     m_ownsFile = m_out != nullptr;
     return m_out != nullptr;
 }

@@ -4,12 +4,15 @@
 #include "invscan/CcLog.h"
 
 #include <cerrno>
+#include <climits>
 #include <csignal>
 #include <cstdlib>
 #include <cstring>
+#include <dlfcn.h>
 #include <fcntl.h>
 #include <poll.h>
 #include <string>
+#include <sys/stat.h>
 #include <sys/types.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -295,16 +298,83 @@ VtExecInfo* vtExecProgram(const char* path) {
     return info;
 }
 
+namespace {
+
+// Strips `n` trailing components from a folder path.
+std::string parentOf(std::string dir, int n) {
+    for (int i = 0; i < n; ++i) {
+        std::size_t slash = dir.find_last_of('/');
+        if (slash == std::string::npos || slash == 0) return "/";
+        dir.erase(slash);
+    }
+    return dir;
+}
+
+int components(const char* relative) {
+    int n = 1;
+    for (const char* p = relative; *p; ++p)
+        if (*p == '/' && p[1]) ++n;
+    return n;
+}
+
+bool isFolder(const std::string& path) {
+    struct stat st;
+    return ::stat(path.c_str(), &st) == 0 && S_ISDIR(st.st_mode);
+}
+
+// Where this library file lies, as an absolute path; empty when the loader gave a
+// relative name (it would be read against a current folder that may have changed).
+std::string ownFolder() {
+    Dl_info info;
+    if (!::dladdr(reinterpret_cast<void*>(&vtHelperHome), &info) || !info.dli_fname ||
+        info.dli_fname[0] != '/')
+        return std::string();
+    char real[PATH_MAX];
+    if (!::realpath(info.dli_fname, real)) return std::string();
+    return parentOf(real, 1);
+}
+
+} // namespace
+
+std::string vtHelperHome(std::string* why) {
+    std::string dummy;
+    if (!why) why = &dummy;
+    if (const char* home = std::getenv("KOR_HOMEDIR")) {
+        if (home[0] == '/') return home;
+        *why = *home ? "KOR_HOMEDIR is not an absolute path" : "KOR_HOMEDIR is empty";
+        return std::string();
+    }
+    std::string lib = ownFolder();
+    if (lib.empty()) {
+        *why = "KOR_HOMEDIR is not set and the library's own folder is not known";
+        return std::string();
+    }
+    // Installed: <prefix>/<libdir>/libinvscan.so beside <prefix>/<libexec>/invscan/bin.
+    std::string installed =
+        parentOf(lib, components(INVSCAN_LIBDIR)) + "/" INVSCAN_LIBEXEC "/invscan";
+    if (isFolder(installed + "/bin")) return installed;
+    // A build folder: the helpers in bin beside the library.
+    if (isFolder(lib + "/bin")) return lib;
+    *why = "KOR_HOMEDIR is not set and no helpers lie beside the library (" + lib + ")";
+    return std::string();
+}
+
 VtExecInfo* vtExecCommand(const char* command) {
     if (!command) return nullptr;
+    // A helper runs by an absolute path only: never from the current folder, which
+    // another user may own.
     std::string path;
-    const char* home = std::getenv("KOR_HOMEDIR");
-    if (home) {
-        path = home;
-        path += "/bin/";
-        path += command;
-    } else {
+    if (command[0] == '/' && !std::getenv("KOR_HOMEDIR")) {
         path = command;
+    } else {
+        std::string why;
+        std::string home = vtHelperHome(&why);
+        if (home.empty()) {
+            getCcLogHw()->traceMIN(__LINE__, VT_PROCESS_SOURCE, "vtExecCommand()",
+                                   "hardware ERROR! %s not run: %s", command, why.c_str());
+            return new VtExecInfo();
+        }
+        path = home + "/bin/" + command;
     }
     return vtExecProgram(path.c_str());
 }
