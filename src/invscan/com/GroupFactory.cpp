@@ -1,4 +1,7 @@
 #include "invscan/GroupFactory.h"
+#include "invscan/SafeFile.h"
+
+#include <unistd.h>
 
 #include "invscan/CcLog.h"
 #include "invscan/File.h"
@@ -156,13 +159,14 @@ int GroupFactory::loadNodeFromFile(const String& path, int kind) {
     log->traceMidEntry(__LINE__, SRC, op, "hardware");
     int result = 0;
     log->traceMAX(__LINE__, SRC, op, "hardware Open config file %s for read", p.c_str());
-    std::FILE* f = std::fopen(p.c_str(), "r");
-    if (!f) {
+    // A probe that neither follows another user's link nor waits on a FIFO.
+    int fd = safefile::openRead(p.c_str(), nullptr);
+    if (fd < 0) {
         log->traceMIN(__LINE__, SRC, op, "hardware ERROR! Failed to open file %s for reading",
                       p.c_str());
         result = 5;
     } else {
-        std::fclose(f);
+        ::close(fd);
         Node* node = nullptr;
         int status = 0;
         const std::string identity = fileIdentity(p);

@@ -1,4 +1,7 @@
 #include "invscan/HWConfig.h"
+#include "invscan/SafeFile.h"
+
+#include <unistd.h>
 
 #include "invscan/Trace.h"
 
@@ -102,14 +105,14 @@ int HWParseNodeSink::onCriticalError(const String& message, int line) {
 }
 
 HWXmlKorParser::HWXmlKorParser(const String& path, HWParseNodeSink* sink) : m_path(path) {
-    std::FILE* f = std::fopen(path.toMultiByte().c_str(), "r");
-    if (!f) {
+    int fd = safefile::openRead(path.toMultiByte().c_str(), nullptr);
+    if (fd < 0) {
         m_status = 1;
         Trace t(Tracer::getInstance(2), "HWXmlKorParser::HWXmlKorParser");
         t << "Error opening the configuration file " << path << Trace::endl;
         return;
     }
-    std::fclose(f);
+    ::close(fd);
     NodeReader reader(sink);
     m_status = reader.process(path, 2);
 }
