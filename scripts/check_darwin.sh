@@ -7,7 +7,7 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 mapfile -t sources < <(git ls-files 'src/*.cpp' | grep -v '_linux\.cpp$')
 flags=(-fsyntax-only -std=c++17 -Wall -Wextra -Werror -D__APPLE__ -D__MACH__
-       -DINVSCAN_BUILDING -DINVSCAN_VERSION='"0"' -DINVSCAN_LIBEXEC='"libexec"'
+       -DINVSCAN_BUILDING -DINVSCAN_VERSION='"0"' -DINVSCAN_LIBEXEC='"libexec"' -DINVSCAN_LIBDIR='"lib"'
        -DINVSCAN_BUILD_DATE='"00/00/00"' -DINVSCAN_BUILD_TIME='"00:00:00"'
        -I tools/darwin-sdk -I include -I src)
 failed=0
