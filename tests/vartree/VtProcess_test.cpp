@@ -218,10 +218,29 @@ TEST(VtExec, CommandPathWithoutHome) {
     InfoPtr info(vtExecCommand(path.c_str()));
     ASSERT_NE(info, nullptr);
     EXPECT_EQ(info->result, 7);
-    // No PATH search: a bare name is a file in the working directory.
-    InfoPtr bare(vtExecCommand("sh"));
-    ASSERT_NE(bare, nullptr);
-    EXPECT_EQ(bare->result, -1);
+    // A bare name is never a file of the current folder, which another user may own:
+    // with KOR_HOMEDIR unset, relative or empty, the helper in it does not run.
+    std::string cwdHelper = home.script("sysprof", "touch " + home.dir() + "/ran; echo '1.0 0'");
+    std::string planted = home.dir() + "/sysprof";
+    ASSERT_EQ(::rename(cwdHelper.c_str(), planted.c_str()), 0);
+    char old[4096];
+    ASSERT_NE(::getcwd(old, sizeof old), nullptr);
+    ASSERT_EQ(::chdir(home.dir().c_str()), 0);
+    for (const char* value : {static_cast<const char*>(nullptr), ".", "", "bin/.."}) {
+        if (value)
+            ::setenv("KOR_HOMEDIR", value, 1);
+        else
+            ::unsetenv("KOR_HOMEDIR");
+        InfoPtr bare(vtExecCommand("sysprof"));
+        ASSERT_NE(bare, nullptr);
+        EXPECT_EQ(bare->result, -1) << (value ? value : "unset");
+        if (value) {
+            EXPECT_EQ(vtHelperHome(), "") << value;
+        }
+    }
+    ASSERT_EQ(::chdir(old), 0);
+    struct stat st;
+    EXPECT_NE(::stat((home.dir() + "/ran").c_str(), &st), 0);
 }
 
 TEST(VtProcess, ArgumentsExitCodeAndKill) {
