@@ -600,7 +600,11 @@ std::string Sanitizer::learnHost(const std::string& value) {
                 std::size_t d = name.find('.', p);
                 const std::string l = name.substr(p, d == std::string::npos ? d : d - p);
                 const bool top = d == std::string::npos && p > 0;
-                pseudo += top || lower(l) == "local" ? l : shaped("host|" + lower(l), l, false);
+                const std::string pl = shaped("host|" + lower(l), l, false);
+                pseudo += top || lower(l) == "local" ? l : pl;
+                // A label that names something of its own (a site, a wireless network)
+                // stands alone too; short common ones ("www", "mail") do not.
+                if (d != std::string::npos && l.size() >= 6) addForm(l, pl, NAME);
                 if (d == std::string::npos) break;
                 pseudo += '.';
                 p = d + 1;
