@@ -105,6 +105,8 @@ int main() {
     props["version"] = {{"type", "string"}};
     props["format"] = {{"const", 1}};
     props["kernel"] = {{"type", "string"}};
+    // The scanned host's node name; absent in scans made before it was added.
+    props["host"] = {{"type", "string"}};
     props["scan_time"] = {{"type", "string"},
                           {"pattern", "^[0-9]{4}-[0-9]{2}-[0-9]{2}T[0-9]{2}:[0-9]{2}:[0-9]{2}Z$"}};
     props["tables"] = {{"type", "array"}, {"items", {{"$ref", "#/$defs/table"}}}};

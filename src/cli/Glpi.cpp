@@ -111,6 +111,7 @@ Json glpiInventory(const Json& scan) {
     if (!bios.empty()) content["bios"] = bios;
 
     Json hardware = Json::object();
+    put(hardware, "name", scan.value("host", std::string()));
     std::string uuid = component.empty() ? std::string() : text(component[0], "UUID");
     if (uuid.empty() && !smbios.empty()) uuid = text(smbios[0], "System UUID");
     put(hardware, "uuid", uuid);

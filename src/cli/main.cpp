@@ -23,6 +23,7 @@
 #include <cstring>
 #include <dirent.h>
 #include <fcntl.h>
+#include <strings.h>
 #include <sys/stat.h>
 #include <iostream>
 #include <memory>
@@ -498,10 +499,14 @@ bool resolveGroup(const std::string& arg, Request& out) {
         out = {g->id, g->name};
         return true;
     }
-    id = getGroupIdFromName(String(arg.c_str()));
-    if (!id) return false;
-    out = {id, arg};
-    return true;
+    // Names as people type them: "scan info" is "Scan Info".
+    for (const zelGroupDef* g = GROUPS_DEF; g->id != ZEL_DEF_END; ++g) {
+        if (strcasecmp(g->name, arg.c_str()) == 0) {
+            out = {g->id, g->name};
+            return true;
+        }
+    }
+    return false;
 }
 
 void chooseLocale() {
@@ -525,7 +530,7 @@ int main(int argc, char** argv) {
         ->type_name("GROUP");
     app.add_option("-f,--format", format, "Output format")
         ->type_name("FORMAT")
-        ->check(CLI::IsMember({"text", "json", "glpi"}));
+        ->check(CLI::IsMember({"text", "dump", "json", "glpi"}));
     app.add_option("-c,--config", config, "Hardware configuration file (XML)")->type_name("FILE");
     app.add_option("--trace", trace, "Write the trace to FILE (or 'stderr')")->type_name("FILE");
     app.add_option("--record", recordDir, "Record everything the scan reads into DIR")
@@ -745,11 +750,17 @@ int main(int argc, char** argv) {
         }
     }
 
+    // The tables' own block dump is printed as each table is made; every other format
+    // is built from the JSON document.
+    const bool blockDump = format == "dump" || format == "text";
     nlohmann::ordered_json out;
     out["tool"] = "invscan";
     out["version"] = INVSCAN_VERSION;
     out["format"] = JSON_FORMAT;
     out["kernel"] = hostfacts::kernelName();
+    host::Utsname uts;
+    const std::string nodeName = host::uname(&uts) == 0 ? uts.nodename : "";
+    out["host"] = nodeName;
     out["scan_time"] = utcNow();
     out["tables"] = nlohmann::ordered_json::array();
     int produced = 0;
@@ -758,11 +769,10 @@ int main(int argc, char** argv) {
         std::unique_ptr<ZelGroup> group(factory->getGroup(String(r.name.c_str())));
         std::unique_ptr<ZelTable> table(group ? group->getTable() : nullptr);
         if (table) ++produced;
-        if (format == "json" || format == "glpi" || sanitizer) {
+        if (!blockDump || sanitizer) {
             if (table) {
                 out["tables"].push_back(tableJson(table.get()));
-                if (format == "text" && !sanitizedCopy)
-                    dumps.push_back(captureDump(table.get()) + "\n");
+                if (blockDump && !sanitizedCopy) dumps.push_back(captureDump(table.get()) + "\n");
             } else {
                 const zelGroupDef* def = getGroupDefinitionFromId(r.id);
                 nlohmann::ordered_json t;
@@ -793,8 +803,7 @@ int main(int argc, char** argv) {
     if (sanitizer) {
         for (const auto& t : out["tables"])
             sanitizer->learnTable(t);
-        host::Utsname u;
-        if (host::uname(&u) == 0) sanitizer->learn(Sanitizer::HOST, u.nodename);
+        if (!nodeName.empty()) out["host"] = sanitizer->learn(Sanitizer::HOST, nodeName);
         if (!sanitizedCopy) {
             for (auto& t : out["tables"])
                 sanitizer->sanitizeTable(t);
@@ -805,7 +814,7 @@ int main(int argc, char** argv) {
     if (!sanitizedCopy) {
         if (format == "json") std::cout << out.dump(2) << std::endl;
         if (format == "glpi") std::cout << glpiInventory(out).dump(2) << std::endl;
-        if (format == "text" && sanitizer)
+        if (blockDump && sanitizer)
             for (const std::string& d : dumps)
                 std::fwrite(d.data(), 1, d.size(), stdout);
     }
