@@ -5,7 +5,9 @@
 #include <algorithm>
 #include <map>
 #include <set>
+#include <string>
 #include <unordered_map>
+#include <utility>
 #include <vector>
 
 using Json = nlohmann::ordered_json;
@@ -147,14 +149,169 @@ Json rowJson(const Row& r, unsigned group, bool all) {
 
 } // namespace
 
+namespace {
+
+// Builds the tree from the parser's events, refusing nesting past DIFF_MAX_DEPTH and
+// a tree that would take more than `limit` bytes. What each value costs is counted
+// from the containers' real capacities, the growth of the one being filled and the
+// stack the tree's destructor takes (one slot a value), so the refusal comes before
+// the memory is spent rather than after.
+class ScanBuilder {
+public:
+    ScanBuilder(Json* root, std::size_t limit, std::string* why)
+        : m_root(root), m_limit(limit), m_why(why) {}
+
+    bool null() { return put(Json(nullptr)); }
+    bool boolean(bool v) { return put(Json(v)); }
+    bool number_integer(Json::number_integer_t v) { return put(Json(v)); }
+    bool number_unsigned(Json::number_unsigned_t v) { return put(Json(v)); }
+    bool number_float(Json::number_float_t v, const std::string&) { return put(Json(v)); }
+    bool string(std::string& v) {
+        // The tree keeps a string on the heap, with its own text when that is long.
+        if (!spend(sizeof(std::string) + HEAP + textCost(v))) return false;
+        return put(Json(std::move(v)));
+    }
+    bool binary(Json::binary_t&) { return false; } // never in JSON text
+    bool start_object(std::size_t) { return open(Json::object()); }
+    bool key(std::string& k) {
+        if (!spend(textCost(k))) return false;
+        m_key = std::move(k);
+        return true;
+    }
+    bool end_object() {
+        Json::object_t& o = *m_stack.back()->get_ptr<Json::object_t*>();
+        if (!uniqueKeys(o)) return false;
+        return close(o.capacity() * sizeof(Json::object_t::value_type));
+    }
+    bool start_array(std::size_t) { return open(Json::array()); }
+    bool end_array() {
+        return close(m_stack.back()->get_ptr<Json::array_t*>()->capacity() * sizeof(Json));
+    }
+    bool parse_error(std::size_t, const std::string&, const nlohmann::detail::exception&) {
+        if (m_why->empty()) *m_why = "not JSON (or cut short)";
+        return false;
+    }
+
+private:
+    static const std::size_t HEAP = 16; // what the allocator adds to a block
+
+    static std::size_t textCost(const std::string& s) {
+        return s.capacity() > 15 ? s.capacity() + 1 + HEAP : 0;
+    }
+
+    bool spend(std::size_t bytes) {
+        if (m_spent + m_open + bytes <= m_limit) {
+            m_spent += bytes;
+            return true;
+        }
+        if (m_why->empty())
+            *m_why = "would take more than " + std::to_string(m_limit >> 20) +
+                     " MiB in memory (the limit is " + std::to_string(DIFF_MEMORY_FACTOR) +
+                     " times its size plus " + std::to_string(DIFF_MEMORY_SLACK >> 20) + " MiB)";
+        return false;
+    }
+
+    // A container's buffer is counted while it is filled, and once more for the moment
+    // it grows and both buffers are held.
+    template <class Vec, class... Args> bool append(Vec& v, Args&&... args) {
+        const std::size_t slot = sizeof(typename Vec::value_type);
+        const std::size_t before = v.capacity();
+        if (v.size() == before) {
+            const std::size_t grown = before ? 2 * before : 1;
+            if (m_spent + m_open + grown * slot > m_limit) return spend(grown * slot);
+        }
+        v.emplace_back(std::forward<Args>(args)...);
+        m_open += (v.capacity() - before) * slot;
+        return true;
+    }
+
+    bool put(Json&& v) {
+        // The destructor moves each value to a stack of its own.
+        if (!spend(sizeof(Json))) return false;
+        if (m_stack.empty()) {
+            *m_root = std::move(v);
+            return true;
+        }
+        Json* top = m_stack.back();
+        if (top->is_array()) return append(*top->get_ptr<Json::array_t*>(), std::move(v));
+        // Straight onto the member list: the map's own insert looks for the key first,
+        // which costs the square of the member count. Doubles are refused at the end.
+        Json::object_t::Container& members = *top->get_ptr<Json::object_t*>();
+        return append(members, std::move(m_key), std::move(v));
+    }
+
+    Json* lastPut() {
+        if (m_stack.empty()) return m_root;
+        Json* top = m_stack.back();
+        if (top->is_array()) return &top->get_ptr<Json::array_t*>()->back();
+        return &top->get_ptr<Json::object_t*>()->back().second;
+    }
+
+    bool open(Json&& container) {
+        if (m_stack.size() >= DIFF_MAX_DEPTH) {
+            *m_why = "nested deeper than " + std::to_string(DIFF_MAX_DEPTH) + " levels (the limit)";
+            return false;
+        }
+        if (!spend(sizeof(Json::array_t) + HEAP) || !put(std::move(container))) return false;
+        m_stack.push_back(lastPut());
+        return true;
+    }
+
+    bool close(std::size_t buffer) {
+        m_open -= buffer;
+        m_spent += buffer;
+        m_stack.pop_back();
+        return true;
+    }
+
+    // One key twice in an object is no scan; small objects are searched in place, large
+    // ones through a sorted list of their keys.
+    bool uniqueKeys(const Json::object_t::Container& o) {
+        bool twice = false;
+        if (o.size() <= 16) {
+            for (std::size_t i = 1; i < o.size() && !twice; ++i)
+                for (std::size_t j = 0; j < i && !twice; ++j)
+                    twice = o[i].first == o[j].first;
+        } else {
+            if (!spend(o.size() * sizeof(const std::string*))) return false;
+            std::vector<const std::string*> keys;
+            keys.reserve(o.size());
+            for (const auto& m : o)
+                keys.push_back(&m.first);
+            std::sort(keys.begin(), keys.end(),
+                      [](const std::string* a, const std::string* b) { return *a < *b; });
+            twice = std::adjacent_find(keys.begin(), keys.end(),
+                                       [](const std::string* a, const std::string* b) {
+                                           return *a == *b;
+                                       }) != keys.end();
+            m_spent -= o.size() * sizeof(const std::string*);
+        }
+        if (twice) *m_why = "not an invscan JSON scan (an object names one key twice)";
+        return !twice;
+    }
+
+    Json* m_root;
+    const std::size_t m_limit;
+    std::string* m_why;
+    std::vector<Json*> m_stack; // the open containers, outermost first
+    std::string m_key;
+    std::size_t m_spent = 0; // closed containers and every value so far
+    std::size_t m_open = 0;  // the buffers of the open containers
+};
+
+} // namespace
+
 bool diffReadScan(const std::string& text, Json* scan, std::string* why) {
     if (text.size() > DIFF_MAX_INPUT) {
         *why = "larger than " + std::to_string(DIFF_MAX_INPUT >> 20) + " MiB";
         return false;
     }
-    *scan = Json::parse(text, nullptr, false);
-    if (scan->is_discarded()) {
-        *why = "not JSON (or cut short)";
+    why->clear();
+    *scan = Json();
+    ScanBuilder builder(scan, DIFF_MEMORY_FACTOR * text.size() + DIFF_MEMORY_SLACK, why);
+    if (!Json::sax_parse(text, &builder)) {
+        *scan = Json();
+        if (why->empty()) *why = "not JSON (or cut short)";
         return false;
     }
     if (!scan->is_object() || !scan->contains("format") || !(*scan)["format"].is_number_integer() ||

@@ -96,17 +96,27 @@ public:
     bool mounts(Statfs** out, int* count) override {
         std::string text;
         if (!read(nullptr, "mounts.txt", &text, bundle::MAX_TABLE)) return false;
-        m_mounts.clear();
-        for (const bundle::Fields& f : bundle::parseLines(text)) {
-            if (f.size() < 11) continue;
+        // A record is two kilobytes of fixed fields however short its line: they are
+        // counted first and made at once, and a table of more than any host mounts is
+        // refused rather than taken at 200 times its size.
+        std::size_t rows = 0;
+        forEachMount(text, [&rows](const std::string*) { ++rows; });
+        if (rows > MAX_MOUNTS) {
+            problem("bundle file 'mounts.txt' lists more than " + std::to_string(MAX_MOUNTS) +
+                    " mounts: refused");
+            return false;
+        }
+        std::vector<Statfs>().swap(m_mounts);
+        m_mounts.reserve(rows);
+        forEachMount(text, [this](const std::string* f) {
             Statfs s;
             std::memset(&s, 0, sizeof s);
-            copyField(s.f_fstypename, sizeof s.f_fstypename, f[0].c_str());
-            copyField(s.f_mntfromname, sizeof s.f_mntfromname, f[1].c_str());
-            copyField(s.f_mntonname, sizeof s.f_mntonname, f[2].c_str());
+            copyField(s.f_fstypename, sizeof s.f_fstypename, bundle::unescape(f[0]).c_str());
+            copyField(s.f_mntfromname, sizeof s.f_mntfromname, bundle::unescape(f[1]).c_str());
+            copyField(s.f_mntonname, sizeof s.f_mntonname, bundle::unescape(f[2]).c_str());
             std::uint64_t v[8] = {0};
             for (int i = 0; i < 8; ++i)
-                parseU64(f[3 + i], &v[i]);
+                parseU64(bundle::unescape(f[3 + i]), &v[i]);
             s.f_bsize = static_cast<std::uint32_t>(v[0]);
             s.f_iosize = static_cast<std::int32_t>(v[1]);
             s.f_blocks = v[2];
@@ -116,7 +126,7 @@ public:
             s.f_ffree = v[6];
             s.f_flags = static_cast<std::uint32_t>(v[7]);
             m_mounts.push_back(s);
-        }
+        });
         *out = m_mounts.empty() ? nullptr : &m_mounts[0];
         *count = static_cast<int>(m_mounts.size());
         return true;
@@ -218,16 +228,46 @@ public:
 private:
     typedef std::map<std::string, bundle::Fields> Table;
 
+    // More mounts than the busiest container hosts have.
+    static const std::size_t MAX_MOUNTS = 4096;
+    static const int MOUNT_FIELDS = 11;
+
+    // Calls `use` with the first eleven fields (still escaped) of each record of the
+    // mount table: lines read as the table reader reads them, shorter ones passed over.
+    template <class Use> static void forEachMount(const std::string& text, Use use) {
+        std::string f[MOUNT_FIELDS];
+        for (std::size_t pos = 0; pos < text.size();) {
+            std::size_t end = text.find('\n', pos);
+            if (end == std::string::npos) end = text.size();
+            std::size_t stop = end > pos && text[end - 1] == '\r' ? end - 1 : end;
+            const std::size_t line = pos;
+            pos = end + 1;
+            if (stop == line || text[line] == '#') continue;
+            int n = 0;
+            for (std::size_t p = line; n < MOUNT_FIELDS;) {
+                std::size_t t = text.find('\t', p);
+                if (t == std::string::npos || t > stop) t = stop;
+                f[n++].assign(text, p, t - p);
+                if (t == stop) break;
+                p = t + 1;
+            }
+            if (n == MOUNT_FIELDS) use(f);
+        }
+    }
+
+    void problem(const std::string& msg) {
+        if (std::find(m_problems.begin(), m_problems.end(), msg) == m_problems.end())
+            m_problems.push_back(msg);
+    }
+
     // A bundle file, refused with a sentence when it is over its cap.
     bool read(const char* sub, const std::string& name, std::string* out, std::size_t cap) {
         bool tooLarge = false;
         if (bundle::readFile(m_dir, sub, name, out, cap, &tooLarge)) return true;
         if (tooLarge) {
             std::string file = sub ? std::string(sub) + "/" + name : name;
-            std::string msg = "bundle file '" + file + "' is larger than its cap of " +
-                              bundle::capText(cap) + ": refused";
-            if (std::find(m_problems.begin(), m_problems.end(), msg) == m_problems.end())
-                m_problems.push_back(msg);
+            problem("bundle file '" + file + "' is larger than its cap of " + bundle::capText(cap) +
+                    ": refused");
         }
         return false;
     }
