@@ -2,12 +2,15 @@
 //   sysprof | iokit               live report (or the bundle's, when replaying)
 //   sysprof --from FILE           convert a saved report
 //   --replay DIR / --record DIR   as INVSCAN_REPLAY / INVSCAN_RECORD
-// The output is always a response line and, on success, a variant-tree dump.
+// The output is always a response line and, on success, a variant-tree dump. Exit 0
+// only when a report was written; otherwise 1 (2 for usage and a folder that cannot
+// be replayed or recorded into), with one line on standard error.
 #include "helpers/HelperMain.h"
 
 #include "common/report/ReportVt.h"
 #include "invscan/host.h"
 
+#include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <string>
@@ -28,14 +31,17 @@ int helperMain(const char* helper, int argc, char** argv) {
         if (a == "--from" && hasArg) {
             from = argv[++i];
         } else if (a == "--replay" && hasArg) {
-            if (!host::useReplay(argv[++i])) {
-                std::fprintf(stderr, "%s: cannot replay %s: not a readable directory\n", helper,
-                             argv[i]);
+            const char* dir = argv[++i];
+            const host::BundleState st = host::checkBundle(dir);
+            if (st != host::BUNDLE_OK || !host::useReplay(dir)) {
+                std::fprintf(
+                    stderr, "%s: cannot replay '%s': %s\n", helper, dir,
+                    host::bundleStateText(st == host::BUNDLE_OK ? host::BUNDLE_UNREADABLE : st));
                 return 2;
             }
         } else if (a == "--record" && hasArg) {
             if (!host::useRecord(argv[++i])) {
-                std::fprintf(stderr, "%s: cannot record into %s\n", helper, argv[i]);
+                std::fprintf(stderr, "%s: cannot record into '%s'\n", helper, argv[i]);
                 return 2;
             }
         } else if (a == "-h" || a == "--help") {
@@ -46,11 +52,19 @@ int helperMain(const char* helper, int argc, char** argv) {
             return usage(helper);
         }
     }
-    std::string out = report::helperOutput(helper, from);
-    if (out.empty()) {
-        std::fprintf(stderr, "%s: could not produce output\n", helper);
+    std::string failure;
+    std::string out = report::helperOutput(helper, from, &failure);
+    if (out.empty() && failure.empty()) failure = "could not produce output";
+    // The response line goes out on a failure too: the library reads its reason.
+    const bool written =
+        std::fwrite(out.data(), 1, out.size(), stdout) == out.size() && std::fflush(stdout) == 0;
+    if (!failure.empty()) {
+        std::fprintf(stderr, "%s: %s\n", helper, failure.c_str());
         return 1;
     }
-    if (std::fwrite(out.data(), 1, out.size(), stdout) != out.size()) return 1;
-    return std::fflush(stdout) == 0 ? 0 : 1;
+    if (!written) {
+        std::fprintf(stderr, "%s: cannot write the report: %s\n", helper, std::strerror(errno));
+        return 1;
+    }
+    return 0;
 }

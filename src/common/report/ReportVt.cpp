@@ -4,6 +4,7 @@
 
 #include "common/host/host_internal.h"
 
+#include "invscan/SafeFile.h"
 #include "invscan/host.h"
 #include "invscan/vtree.h"
 
@@ -59,29 +60,27 @@ std::string renderResponse(int result, const char* message, const Node* root) {
     return out;
 }
 
-std::string helperOutput(const char* helper, const char* fromFile) {
-    std::string err;
+std::string helperOutput(const char* helper, const char* fromFile, std::string* failure) {
+    std::string err, dummy;
+    if (!failure) failure = &dummy;
+    failure->clear();
+    auto refuse = [failure](int result, const std::string& why) {
+        *failure = why;
+        return renderResponse(result, why.c_str(), nullptr);
+    };
     Node root;
     if (fromFile) {
-        std::FILE* f = std::fopen(fromFile, "rb");
-        if (!f) return renderResponse(1, (std::string("cannot open ") + fromFile).c_str(), nullptr);
-        // A report is a few MB; a file, pipe or device that goes on past the cap is
-        // refused rather than read until memory runs out.
+        // A report is a few MB. The opener refuses a FIFO, device or folder without
+        // waiting on it, and another user's link; the read stops at the cap.
         const std::size_t cap = host::bundle::MAX_FILE;
-        std::string data;
-        char buf[65536];
-        std::size_t n;
-        while (data.size() <= cap && (n = std::fread(buf, 1, sizeof buf, f)) > 0)
-            data.append(buf, n);
-        std::fclose(f);
-        if (data.size() > cap)
-            return renderResponse(1,
-                                  (std::string(fromFile) + " is larger than its cap of " +
-                                   host::bundle::capText(cap) + ": refused")
-                                      .c_str(),
-                                  nullptr);
+        std::string data, why;
+        bool tooLarge = false;
+        if (!safefile::readAll(fromFile, cap, &data, &why, &tooLarge)) {
+            if (tooLarge) why = "larger than its cap of " + host::bundle::capText(cap);
+            return refuse(1, std::string("cannot read '") + fromFile + "': " + why);
+        }
         if (!convertReport(helper, data.data(), data.size(), &root, &err))
-            return renderResponse(1, (std::string(fromFile) + ": " + err).c_str(), nullptr);
+            return refuse(1, std::string("cannot read '") + fromFile + "': " + err);
         return renderResponse(0, nullptr, &root);
     }
     host::Backend* b = host::backend();
@@ -89,19 +88,15 @@ std::string helperOutput(const char* helper, const char* fromFile) {
         std::string out;
         if (b->helperOutput(helper, &out)) return out;
         const std::vector<std::string>* refused = b->problems();
-        return renderResponse(2,
-                              refused && !refused->empty() ? refused->back().c_str()
-                                                           : "no recorded output in the bundle",
-                              nullptr);
+        return refuse(2, refused && !refused->empty() ? refused->back()
+                                                      : "no recorded output in the bundle");
     }
     std::string out;
-    if (gatherLive(helper, &root, &err))
-        out = renderResponse(0, nullptr, &root);
-    else
-        out = renderResponse(1, err.c_str(), nullptr);
+    if (!gatherLive(helper, &root, &err)) return refuse(1, err);
+    out = renderResponse(0, nullptr, &root);
     // Output the bundle could not keep is not given either: a replay would lack it.
     if (std::strcmp(host::mode(), "record") == 0 && !b->saveHelperOutput(helper, out))
-        return renderResponse(3, "cannot record the output into the bundle", nullptr);
+        return refuse(3, "cannot record the output into the bundle");
     return out;
 }
 

@@ -19,8 +19,9 @@ std::string renderResponse(int result, const char* message, const Node* root);
 
 // What the helper `helper` ("sysprof" or "iokit") prints: converted from a saved
 // report when `fromFile` is given, else from the replay bundle, else gathered from
-// the machine (and kept in the bundle when recording).
-std::string helperOutput(const char* helper, const char* fromFile);
+// the machine (and kept in the bundle when recording). A failure is still answered
+// with a response line, and its reason is put in `failure` (left empty on success).
+std::string helperOutput(const char* helper, const char* fromFile, std::string* failure = nullptr);
 
 // Adds the memory section (wrapper item and one node per slot) from the memory
 // devices of an SMBIOS structure table; nothing when the table has none.
