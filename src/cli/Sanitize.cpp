@@ -315,11 +315,11 @@ bool parseAddressAt(const std::string& text, std::size_t i, Address* a, std::siz
         }
         return false;
     }
-    if (!apart(j)) return false;
     std::size_t end = j;
     while (end > i && text[end - 1] == '.')
         --end; // a sentence's full stop
     std::string token = text.substr(i, end - i);
+    if (!apart(j) && !startsWithNoCase(text, end, ".in-addr.arpa")) return false;
     // A reverse-lookup name: "5.1.77.10.in-addr.arpa".
     if (end < n && startsWithNoCase(text, end, ".in-addr.arpa") && !token.empty() &&
         token.find(':') == std::string::npos) {

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include "../common/json_schema.h"
+#include "../common/planted.h"
 #include "../common/run_command.h"
 #include "cli/Sanitize.h"
 
@@ -45,6 +46,12 @@ void filesUnder(const std::string& dir, std::vector<std::string>* out) {
             out->push_back(p);
     }
     closedir(d);
+}
+
+std::string lower(std::string s) {
+    for (char& c : s)
+        c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+    return s;
 }
 
 std::string trim(const std::string& s) {
@@ -260,6 +267,94 @@ TEST(SanitizeShapes, PseudonymsKeepTheShapeAndAgreeForOneValue) {
     EXPECT_EQ(m[1], m[3]); // the domain and the name in it agree
 }
 
+TEST(SanitizeShapes, EveryFormOfANotedOrAddressValueGoesAndItsPlaceStays) {
+    Sanitizer s("key one");
+    // What a bundle holds beside the tables, as its files write it.
+    s.learnText("      (DNS\n            DomainName:s=lan\n            (SearchDomains\n"
+                "               SearchDomains:s=corp.example.org\n"
+                "               SearchDomains:s=branch\n            )\n         )\n"
+                "         local_host_name:s=MacBook de Ana \n"
+                "         user_name:s=Ana Lima (alima)\n"
+                "      (Sleep Proxies\n         (Studio of Bo\n            Metric:i=1\n         "
+                ")\n      )\n"
+                "            device_serial:s=overlayblk\n"
+                "            serial_number:s=Not Available\n"
+                "contents:s=+-o Root  |   \"IOPlatformSerialNumber\" = \"C02H40CEDV7N\"   | "
+                "\"IOPlatformUUID\" = \"DAB7AD41-9312-5322-89DE-1FA4A8F1CB91\"   | "
+                "\"serial-number\" = <44563700000043303248343043454456374e00>\n"
+                "<key>ComputerName</key> <string>Studio-7</string>\n"
+                "Dec  3 16:11:37 Pauls-MacBook-Pro Installer[29002]: done\n"
+                "Address:s=00-1e-52-ed-37-e4 ether 00:1b:63:36:1e:c3 inet 10.77.1.5\n");
+    const struct {
+        const char* text;
+        const char* gone;  // what must not survive
+        const char* shape; // the rewritten text
+    } cases[] = {
+        {"search corp.example.org branch", "branch", "^search [a-z]{4}\\.[a-z]{7}\\.org [a-z]{6}$"},
+        {"DomainName:s=lan\n", "=lan", "^DomainName:s=[a-z]{3}\n$"},
+        {"name MacBook de Ana, MacBook-de-Ana.local, MacBookdeAna", "Ana",
+         "^name [A-Z][a-z]{2}[A-Z][a-z]{3} [a-z]{2} [A-Z][a-z]{2}, [A-Z][a-z]{2}[A-Z][a-z]{3}"
+         "-[a-z]{2}-[A-Z][a-z]{2}\\.local, [A-Z][a-z]{2}[A-Z][a-z]{3}[a-z]{2}[A-Z][a-z]{2}$"},
+        {"Ana Lima, /Users/alima/Library", "lima",
+         "^[A-Z][a-z]{2} [A-Z][a-z]{3}, /Users/[a-z]{5}/Library$"},
+        {"(Studio of Bo", "Studio", "^\\([A-Z][a-z]{5} [a-z]{2} [A-Z][a-z]$"},
+        {"disk overlayblk", "overlayblk", "^disk [a-z]{10}$"},
+        {"Not Available", "", "^Not Available$"},
+        {"\"IOPlatformSerialNumber\" = \"C02H40CEDV7N\"", "C02H40CEDV7N",
+         "^\"IOPlatformSerialNumber\" = \"[A-Z][0-9]{2}[A-Z][0-9]{2}[A-Z]{4}[0-9][A-Z]\"$"},
+        {"dab7ad41-9312-5322-89de-1fa4a8f1cb91 DAB7AD419312532289DE1FA4A8F1CB91", "ad41",
+         "^[0-9a-f]{8}(-[0-9a-f]{4}){3}-[0-9a-f]{12} [0-9A-F]{32}$"},
+        // The serial's registry data, the short copy of its end included.
+        {"<44563700000043303248343043454456374e00>", "4456370000", "^<[0-9a-f]{38}>$"},
+        {"Studio-7", "Studio-7", "^[A-Z][a-z]{5}-[0-9]$"},
+        {"Dec  3 16:11:37 Pauls-MacBook-Pro kernel[0]:", "Pauls",
+         "^Dec  3 16:11:37 [A-Z][a-z]{4}-[A-Z][a-z]{2}[A-Z][a-z]{3}-[A-Z][a-z]{2} kernel\\[0\\]:$"},
+        // Hardware addresses in every writing, and inside an EUI-64 interface id.
+        {"00-1E-52-ED-37-E4", "37-E4", "^[0-9A-F]{2}(-[0-9A-F]{2}){5}$"},
+        {"001e.52ed.37e4 001E52ED37E4", "37e4",
+         "^[0-9a-f]{4}\\.[0-9a-f]{4}\\.[0-9a-f]{4} [0-9A-F]{12}$"},
+        {"fe80::21b:63ff:fe36:1ec3%en0", "1ec3",
+         "^fe80::[0-9a-f]{1,4}:[0-9a-f]{2}ff:fe[0-9a-f]{2}:[0-9a-f]{1,4}%en0$"},
+        // IPv4 in every writing; private ranges stay private.
+        {"10.77.1.5:/export 10.77.1.5:445 [10.77.1.5]", "77.1.5",
+         "^10(\\.[0-9]{1,3}){3}:/export 10(\\.[0-9]{1,3}){3}:445 \\[10(\\.[0-9]{1,3}){3}\\]$"},
+        {"0x0a4d0105 0A4D0105 05014D0A", "4d01", "^0x[0-9a-f]{8} [0-9A-F]{8} [0-9A-F]{8}$"},
+        {"5.1.77.10.in-addr.arpa", "5.1.77",
+         "^[0-9]{1,3}\\.[0-9]{1,3}\\.[0-9]{1,3}\\.10\\.in-addr\\.arpa$"},
+        {"192.168.1.20", "1.20", "^192\\.168\\.[0-9]{1,3}\\.[0-9]{1,3}$"},
+        {"172.20.10.171", "10.171", "^172\\.(1[6-9]|2[0-9]|3[01])\\.[0-9]{1,3}\\.[0-9]{1,3}$"},
+        {"100.64.3.9", "3.9",
+         "^100\\.(6[4-9]|[7-9][0-9]|1[01][0-9]|12[0-7])\\.[0-9]{1,3}\\.[0-9]{1,3}$"},
+        {"169.254.7.7", "7.7", "^169\\.254\\.[0-9]{1,3}\\.[0-9]{1,3}$"},
+        {"fd12:3456::1", "3456", "^fd12:[0-9a-f]{1,4}::[0-9a-f]{1,4}$"},
+        {"netmask 0xffffff00 broadcast 255.255.255.255", "",
+         "^netmask 0xffffff00 broadcast 255.255.255.255$"},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.text);
+        const std::string out = s.rewrite(c.text);
+        if (*c.gone) {
+            EXPECT_EQ(lower(out).find(lower(c.gone)), std::string::npos) << out;
+        }
+        EXPECT_TRUE(std::regex_match(out, std::regex(c.shape))) << out;
+        EXPECT_EQ(s.rewrite(c.text), out);
+    }
+    // A public address never becomes a private one.
+    for (const char* a : {"172.217.1.1", "100.200.1.1", "192.0.2.10", "169.1.2.3"}) {
+        unsigned char b[4];
+        ASSERT_EQ(inet_pton(AF_INET, s.address(a).c_str(), b), 1);
+        EXPECT_FALSE((b[0] == 172 && (b[1] & 0xF0) == 16) || (b[0] == 100 && (b[1] & 0xC0) == 64) ||
+                     (b[0] == 192 && b[1] == 168) || (b[0] == 169 && b[1] == 254))
+            << a << " -> " << s.address(a);
+    }
+    // The EUI-64 address is made from the MAC's own pseudonym.
+    const std::string mac = s.address("00:1b:63:36:1e:c3");
+    const std::string v6 = s.rewrite("fe80::21b:63ff:fe36:1ec3");
+    EXPECT_NE(v6.find("ff:fe" + mac.substr(9, 2) + ":" + mac.substr(12, 2) + mac.substr(15, 2)),
+              std::string::npos)
+        << mac << " " << v6;
+}
+
 TEST_F(Sanitize, NothingOriginalInTheRecordingOrTheOutputAndTheRecordingReplaysToTheOutput) {
     std::vector<std::string> hosts = {""}; // this machine
     DIR* d = opendir(kBundles.c_str());
@@ -330,4 +425,88 @@ TEST_F(Sanitize, TheKeyIsMadeOnceAndSanitisedScansDiffAsTheSame) {
                 << text;
             EXPECT_EQ(text.find("YM008ASN9G5"), std::string::npos);
         }
+}
+
+// Links and FIFOs another user plants in a bundle being sanitised, or where the key
+// is kept, are refused with the file named: nothing written through, nothing waited
+// on, and a bundle left half-way stays marked incomplete.
+TEST_F(Sanitize, PlantedLinksAndFifosAreRefused) {
+    INVSCAN_NEEDS_ROOT();
+    planted::NobodysFolder nobody;
+    ASSERT_FALSE(nobody.dir().empty());
+    const std::string victim = nobody.rootFile("victim");
+    testrun::writeFile(victim, "root's own\n");
+    const struct {
+        const char* plant; // run as nobody in the bundle's folder
+        const char* named; // the file the refusal names
+    } bundleCases[] = {
+        {"ln -s VICTIM mounts.txt.sanitize", "mounts.txt.sanitize"},
+        {"rm -f uname.txt && ln -s VICTIM uname.txt", "uname.txt"},
+        {"rm -f uname.txt && mkfifo uname.txt", "uname.txt"},
+    };
+    int n = 0;
+    for (const auto& c : bundleCases) {
+        SCOPED_TRACE(c.plant);
+        const std::string b = nobody.dir() + "/b" + std::to_string(n++);
+        ASSERT_EQ(testrun::runCommand("cp -r " + kBundles + "mac-mounts-nfs-smb " + b +
+                                      " && chmod 0777 " + b)
+                      .status,
+                  0);
+        std::string plant = c.plant;
+        if (plant.find("VICTIM") != std::string::npos)
+            plant.replace(plant.find("VICTIM"), 6, victim);
+        EXPECT_EQ(planted::asNobody([&] {
+                      return std::system(("cd " + b + " && " + plant).c_str()) == 0 ? ""
+                                                                                    : "not planted";
+                  }),
+                  "");
+        const bool quick = planted::returnsInTime([&] {
+            std::string why;
+            return !Sanitizer("k").sanitizeBundle(b, &why);
+        });
+        EXPECT_TRUE(quick);
+        std::string why;
+        if (quick) {
+            EXPECT_FALSE(Sanitizer("k").sanitizeBundle(b, &why));
+            EXPECT_NE(why.find(std::string("/") + c.named + ":"), std::string::npos) << why;
+        }
+        EXPECT_EQ(readFile(victim), "root's own\n");
+        EXPECT_EQ(testrun::runCommand(kInvscan + " --replay " + b + " -g 20 2>/dev/null").status,
+                  5);
+    }
+
+    const struct {
+        const char* make; // the key's place, made as root unless "nobody:" leads
+        const char* reason;
+    } keyCases[] = {
+        {"nobody:ln -s VICTIM KEY", "another user"},
+        {"nobody:echo k > KEY", "another user"},
+        {"echo k > KEY && chmod 0620 KEY", "group- or world-writable"},
+        {"echo k > KEY && chmod 0602 KEY", "group- or world-writable"},
+        {"mkfifo KEY", "not a regular file"},
+        {"mkdir KEY", "folder"},
+    };
+    n = 0;
+    for (const auto& c : keyCases) {
+        SCOPED_TRACE(c.make);
+        std::string make = c.make;
+        const bool asNobody = make.compare(0, 7, "nobody:") == 0;
+        if (asNobody) make = make.substr(7);
+        const std::string key = (asNobody ? nobody.dir() : dir) + "/key" + std::to_string(n++);
+        for (std::size_t at; (at = make.find("KEY")) != std::string::npos;)
+            make.replace(at, 3, key);
+        for (std::size_t at; (at = make.find("VICTIM")) != std::string::npos;)
+            make.replace(at, 6, victim);
+        if (asNobody)
+            ASSERT_EQ(planted::asNobody([&] { return std::system(make.c_str()) == 0 ? "" : "no"; }),
+                      "");
+        else
+            ASSERT_EQ(std::system(make.c_str()), 0);
+        EXPECT_TRUE(planted::returnsInTime([&] {
+            std::string why;
+            return sanitizeKeyFromFile(key, &why).empty() &&
+                   why.find(c.reason) != std::string::npos && why.find(key) != std::string::npos;
+        }));
+    }
+    EXPECT_EQ(readFile(victim), "root's own\n");
 }
