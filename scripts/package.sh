@@ -39,6 +39,8 @@ move() { # move PACKAGE PATH...: paths below the staging root
 move "$lib" "usr/lib/$ma/libinvscan.so.$so" "usr/lib/$ma/libinvscan.so.$version"
 move libinvscan-dev usr/include "usr/lib/$ma/libinvscan.so" "usr/lib/$ma/cmake" "usr/lib/$ma/pkgconfig"
 move invscan usr/bin usr/libexec usr/share/man
+# Where KorHWConfig.xml goes and the sanitise key is kept.
+install -d -m 0755 "$(pkgdir invscan)/etc/invscan"
 gzip -9n "$(pkgdir invscan)/usr/share/man/man1/invscan.1"
 left="$(cd "$out/stage" && find . -type f -o -type l)"
 [ -z "$left" ] || { echo "package.sh: files in no package:"; echo "$left"; exit 1; }

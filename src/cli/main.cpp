@@ -370,15 +370,30 @@ std::string captureDump(ZelTable* table) {
     return text;
 }
 
+// The installation's configuration folder, where KorHWConfig.xml and the sanitise
+// key live: /etc/invscan for an installation in /usr, <prefix>/etc/invscan for one
+// elsewhere, and the etc folder beside the helpers' bin otherwise (a build folder,
+// or a KOR_HOMEDIR of one's own).
+std::string configFolder() {
+    const std::string home = vtHelperHome();
+    if (home.empty()) return std::string();
+    const std::string tail = "/" INVSCAN_LIBEXEC "/invscan";
+    if (home.size() > tail.size() &&
+        home.compare(home.size() - tail.size(), tail.size(), tail) == 0) {
+        const std::string prefix = home.substr(0, home.size() - tail.size());
+        return (prefix == "/usr" ? std::string() : prefix) + "/etc/invscan";
+    }
+    return home + "/etc";
+}
+
 // The key for --sanitize: this installation's, else the user's when the installation
 // cannot keep one.
 std::string sanitizeKey(std::string* why) {
     std::vector<std::string> places;
     struct stat st;
-    const char* home = std::getenv("KOR_HOMEDIR");
-    if (home && *home && stat((std::string(home) + "/etc").c_str(), &st) == 0 &&
-        S_ISDIR(st.st_mode))
-        places.push_back(std::string(home) + "/etc/sanitize.key");
+    const std::string etc = configFolder();
+    if (!etc.empty() && stat(etc.c_str(), &st) == 0 && S_ISDIR(st.st_mode))
+        places.push_back(etc + "/sanitize.key");
     const char* xdg = std::getenv("XDG_CONFIG_HOME");
     const char* user = std::getenv("HOME");
     if (xdg && *xdg)
@@ -543,7 +558,8 @@ int main(int argc, char** argv) {
                  "(--replay DIR --record NEW --sanitize makes a sanitised copy of a bundle)");
     app.add_option("--sanitize-key", sanitizeKeyText,
                    "The key of the pseudonyms (implies --sanitize); by default one made once and "
-                   "kept in the installation's etc/sanitize.key, else ~/.config/invscan/")
+                   "kept as sanitize.key in the installation's configuration folder "
+                   "(/etc/invscan), else in ~/.config/invscan/")
         ->type_name("KEY");
     app.add_flag("--force", force, "With --record: empty a folder that is not empty first");
     app.add_flag("--list-groups", listGroups, "List the inventory groups and exit");
@@ -717,11 +733,11 @@ int main(int argc, char** argv) {
     } else {
         const char* dir = std::getenv("INVSCAN_CONFIG_DIR");
         const char* file = std::getenv("INVSCAN_CONFIG_FILE");
-        const char* home = std::getenv("KOR_HOMEDIR");
+        const std::string etc = configFolder();
         if (dir && *dir)
             KorCfg::setKey(String("config_dir"), String(dir));
-        else if (home && *home)
-            KorCfg::setKey(String("config_dir"), String((std::string(home) + "/etc").c_str()));
+        else if (!etc.empty())
+            KorCfg::setKey(String("config_dir"), String(etc.c_str()));
         if (file && *file) KorCfg::setKey(String("hwscanner.config_file"), String(file));
     }
     factory->initialise();
