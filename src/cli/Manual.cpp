@@ -169,7 +169,8 @@ std::string manualPage(const CLI::App& app, const std::string& version) {
                  "columns when that fits 100 columns, else as one block of Attribute: value lines "
                  "a row. A group the host does not have says \"no table\" or \"not available\", "
                  "one without rows \"none\". Enumerated values are shown by name, sizes with their "
-                 "unit (and in KiB, MiB, GiB... when large), control characters escaped and "
+                 "unit (and in KiB, MiB, GiB... when large), blanks around a value trimmed, "
+                 "control characters escaped and "
                  "invalid UTF-8 replaced."},
         {"dump", "The tables' own block dump: every attribute with its id, type code and value."},
         {"json", "One JSON document: the tool, its version, the format number, the kernel, the "

@@ -213,7 +213,8 @@ struct Cell {
 Cell cellOf(unsigned long group, const Json& attr) {
     Cell c;
     const Json* text = attr.contains("text") ? &attr["text"] : nullptr;
-    const Json value = attr.contains("value") ? attr["value"] : Json();
+    static const Json null;
+    const Json& value = attr.contains("value") ? attr["value"] : null;
     if (text && text->is_string()) {
         c.text = viewText(text->get_ref<const std::string&>());
     } else if (value.is_number_unsigned() || value.is_number_integer()) {
@@ -228,7 +229,10 @@ Cell cellOf(unsigned long group, const Json& attr) {
         c.number = true;
     } else if (value.is_string()) {
         const std::string& s = value.get_ref<const std::string&>();
-        c.text = dateTime(s); // a build date is stored as text of the same shape
+        // Fixed-width fields (ATA model names) come padded with blanks.
+        const std::size_t b = s.find_first_not_of(' '), e = s.find_last_not_of(' ');
+        if (b != std::string::npos)
+            c.text = dateTime(s.substr(b, e - b + 1)); // a build date is text of that shape
     } else if (value.is_array()) {
         for (const Json& w : value) {
             if (!c.text.empty()) c.text += ' ';
