@@ -56,7 +56,9 @@ int PosixBackend::pclose(std::FILE* stream) {
 namespace {
 
 ResolverFn g_resolver = nullptr;
-unsigned g_lookupMs = 0;
+// No lookup waits without a bound: unset, 0 or past it, a lookup waits this long.
+const unsigned MAX_LOOKUP_MS = 5000;
+unsigned g_lookupMs = MAX_LOOKUP_MS;
 
 int systemResolver(const struct sockaddr* sa, unsigned saLen, char* hostName, std::size_t n) {
     return ::getnameinfo(sa, static_cast<socklen_t>(saLen), hostName, static_cast<socklen_t>(n),
@@ -146,7 +148,7 @@ void setResolver(ResolverFn fn) {
     pendingTable().clear(); // answers of another resolver
 }
 void setLookupTimeout(unsigned ms) {
-    g_lookupMs = ms;
+    g_lookupMs = ms == 0 || ms > MAX_LOOKUP_MS ? MAX_LOOKUP_MS : ms;
 }
 unsigned lookupTimeout() {
     return g_lookupMs;
@@ -163,14 +165,9 @@ struct hostent* PosixBackend::gethostbyaddr(const void* addr, unsigned len, int 
         return nullptr;
     }
     std::unique_lock<std::mutex> g(pending->lock);
-    bool answered = true;
-    if (g_lookupMs) {
-        // The bound runs from when the lookup was asked, ahead of time or now.
-        const auto deadline = pending->started + std::chrono::milliseconds(g_lookupMs);
-        answered = pending->doneCv.wait_until(g, deadline, [&] { return pending->done; });
-    } else
-        pending->doneCv.wait(g, [&] { return pending->done; });
-    if (!answered) {
+    // The bound runs from when the lookup was asked, ahead of time or now.
+    const auto deadline = pending->started + std::chrono::milliseconds(g_lookupMs);
+    if (!pending->doneCv.wait_until(g, deadline, [&] { return pending->done; })) {
         h_errno = TRY_AGAIN;
         return nullptr;
     }

@@ -2,7 +2,9 @@
 // IPv6 one takes its addresses from interface discovery, since the profiler lists
 // only one per service. Reverse lookups may wait on a resolver that never
 // answers: each is bounded, the group has a total budget, and an address asked once
-// is not asked again for a minute (the bounds come from the configuration file).
+// is not asked again for a minute. The bounds come from the configuration file: 0
+// turns the lookups off, and larger values than MAX_TIMEOUT_MS and MAX_BUDGET_MS
+// are taken as those.
 #include "invscan/IpAddressGroup.h"
 
 #include "invscan/CcLog.h"
@@ -50,12 +52,20 @@ Dns dnsOf(VtNode* svc) {
     return d;
 }
 
-unsigned long setting(const ZelGroup& g, const wchar_t* key, unsigned long dflt) {
+// The longest a lookup and a group's lookups may take, whatever the configuration.
+const unsigned long MAX_TIMEOUT_MS = 5000, MAX_BUDGET_MS = 30000;
+
+// A bound in ms from the configuration: the default when absent or not a number, at
+// most `most` (a value past the range of the type included).
+unsigned long setting(const ZelGroup& g, const wchar_t* key, unsigned long dflt,
+                      unsigned long most) {
     const wchar_t* v = g.getGlobalAttr(key);
-    if (!v || !*v) return dflt;
-    wchar_t* end = nullptr;
-    unsigned long n = std::wcstoul(v, &end, 10);
-    return end && end != v ? n : dflt;
+    if (!v) return dflt;
+    while (*v == L' ' || *v == L'\t')
+        ++v;
+    if (*v < L'0' || *v > L'9') return dflt; // wcstoul would take "-1" for a huge bound
+    unsigned long n = std::wcstoul(v, nullptr, 10);
+    return n < most ? n : most;
 }
 
 // Answers by address text, valid for a minute: one scan asks each address once.
@@ -71,8 +81,8 @@ std::map<std::string, Cached>& cache() {
 class ReverseLookup {
 public:
     explicit ReverseLookup(const ZelGroup& g)
-        : m_perAddress(setting(g, L"reverseLookupTimeout", 300)),
-          m_budget(setting(g, L"reverseLookupBudget", 1000)) {}
+        : m_perAddress(setting(g, L"reverseLookupTimeout", 300, MAX_TIMEOUT_MS)),
+          m_budget(setting(g, L"reverseLookupBudget", 1000, MAX_BUDGET_MS)) {}
     ~ReverseLookup() { host::setLookupTimeout(0); }
 
     // Host name and domain of an address; `fallback` is the domain without one.
@@ -90,6 +100,7 @@ public:
     // Starts the lookup of an address not answered yet, so that the lookups of a
     // scan go on at once instead of one after another.
     void prefetch(const char* addr, int family) {
+        if (off()) return;
         unsigned char bin[16];
         unsigned len = toBinary(addr, family, bin);
         if (!len) return;
@@ -99,6 +110,8 @@ public:
     }
 
 private:
+    bool off() const { return m_perAddress == 0 || m_budget == 0; }
+
     static unsigned toBinary(const char* addr, int family, unsigned char* bin) {
         if (family == AF_INET) {
             in_addr_t a = inet_addr(addr);
@@ -110,7 +123,7 @@ private:
 
     std::string lookup(const char* addr, int family) {
         unsigned char bin[16];
-        unsigned len = toBinary(addr, family, bin);
+        unsigned len = off() ? 0 : toBinary(addr, family, bin);
         if (!len) return std::string();
         const std::string key = std::to_string(family) + " " + addr;
         const Clock::time_point now = Clock::now();
@@ -119,9 +132,9 @@ private:
             return it->second.name;
         long spent = static_cast<long>(
             std::chrono::duration_cast<std::chrono::milliseconds>(now - m_start).count());
-        if (m_budget && spent >= static_cast<long>(m_budget)) return std::string();
+        if (spent < 0 || spent >= static_cast<long>(m_budget)) return std::string();
         unsigned long bound = m_perAddress;
-        if (m_budget && (!bound || m_budget - static_cast<unsigned long>(spent) < bound))
+        if (m_budget - static_cast<unsigned long>(spent) < bound)
             bound = m_budget - static_cast<unsigned long>(spent);
         host::setLookupTimeout(static_cast<unsigned>(bound));
         struct hostent* h = host::gethostbyaddr(bin, len, family);
