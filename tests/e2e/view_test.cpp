@@ -6,6 +6,7 @@
 
 #include "../common/run_command.h"
 #include "cli/View.h"
+#include "invscan/ZelDefs.h"
 
 #include <nlohmann/json.hpp>
 
@@ -276,6 +277,57 @@ TEST(View, TextIsOneLineOfValidUtf8) {
         EXPECT_EQ(got, c.out);
         EXPECT_TRUE(validUtf8(got));
         EXPECT_EQ(viewWidth(got), c.width);
+    }
+}
+
+// ---- the catalogue ------------------------------------------------------------------
+
+TEST(View, UnitsBelongToNumbers) {
+    for (const zelGroupDef* g = GROUPS_DEF; g->id != ZEL_DEF_END; ++g) {
+        for (const zelAttribDef* a = g->attribs; a->id != ZEL_DEF_END; ++a) {
+            SCOPED_TRACE(std::string(g->name) + ": " + a->name);
+            const char* unit = attributeUnit(g->id, a->id);
+            const std::string name = a->name;
+            if (unit) {
+                EXPECT_TRUE(a->type == ZEL_ULONG || a->type == ZEL_ULONGLONG) << unit;
+            }
+            if (name.size() > 3 && name.compare(name.size() - 3, 3, " MB") == 0) {
+                EXPECT_STREQ(unit, "MB");
+            }
+            if (name.find("Size") != std::string::npos && a->type != ZEL_STRING) {
+                EXPECT_NE(unit, nullptr) << "a size without its unit";
+            }
+        }
+    }
+}
+
+TEST(Manual, DescribesEveryGroupAndAttribute) {
+    const std::string page = testrun::run(kInvscan + " --manual-page");
+    const std::size_t groups = page.find("\n.SH GROUPS\n");
+    ASSERT_NE(groups, std::string::npos);
+    const auto roff = [](std::string s) {
+        for (std::size_t p = 0; (p = s.find('-', p)) != std::string::npos; p += 2)
+            s.insert(p, "\\");
+        return s;
+    };
+    for (const zelGroupDef* g = GROUPS_DEF; g->id != ZEL_DEF_END; ++g) {
+        SCOPED_TRACE(g->name);
+        const std::size_t at =
+            page.find(".SS \"" + std::to_string(g->id) + "  " + roff(g->name) + "\"\n", groups);
+        ASSERT_NE(at, std::string::npos);
+        const std::size_t end = page.find("\n.S", at + 1);
+        const std::string section = page.substr(at, end - at);
+        for (const zelAttribDef* a = g->attribs; a->id != ZEL_DEF_END; ++a) {
+            const std::size_t item = section.find(".TP\n\\fB" + roff(a->name) + "\\fR\n");
+            ASSERT_NE(item, std::string::npos) << a->name;
+            const std::string text = section.substr(item, section.find("\n.TP", item + 1) - item);
+            if (const char* unit = attributeUnit(g->id, a->id)) {
+                EXPECT_NE(text.find(std::string("in ") + unit), std::string::npos) << text;
+            }
+            if (a->enumDef && zelEnumCount(a->enumDef) <= 4) {
+                EXPECT_NE(text.find(roff(a->enumDef[0].name)), std::string::npos) << text;
+            }
+        }
     }
 }
 
