@@ -836,7 +836,9 @@ int main(int argc, char** argv) {
     }
     for (const std::string& p : host::replayProblems())
         std::fprintf(stderr, "invscan: %s\n", p.c_str());
-    if (!recordDir.empty() && !copyReplayed && !host::finishRecord()) {
+    // A recording to be sanitised stays marked incomplete until the sanitiser is done.
+    if (!recordDir.empty() && !copyReplayed &&
+        !(sanitizedCopy ? host::recordError() == nullptr : host::finishRecord())) {
         const char* e = host::recordError();
         std::fprintf(stderr, "invscan: cannot record into '%s': %s\n", recordDir.c_str(),
                      e ? e : "the bundle could not be marked complete");
