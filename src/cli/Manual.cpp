@@ -89,6 +89,8 @@ std::string attributeText(unsigned long groupId, const zelAttribDef& a) {
         break;
     }
     if (const char* unit = attributeUnit(groupId, a.id)) what += std::string(", in ") + unit;
+    if (groupId == ZEL_GROUP_STORAGE && a.id == 10) // how each platform reports a disk
+        what += " (of 10^6 bytes from a Linux host, of 2^20 bytes from a Mac)";
     if (a.enumDef) {
         const unsigned long n = zelEnumCount(a.enumDef);
         if (n <= SHORT_ENUM) {

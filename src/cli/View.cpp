@@ -1,6 +1,6 @@
 #include "cli/View.h"
 
-#include <cinttypes>
+#include <algorithm>
 #include <cstdint>
 #include <cstdio>
 #include <string>
@@ -28,7 +28,8 @@ struct Unit {
 };
 
 // What the groups store: memory and partition sizes in KB (sizes shifted by 10),
-// disks and modules in MB of 1024 KB, processor caches in KB, the clock in MHz.
+// modules in MB of 1024 KB, disks in MB of 1024 KB on a Mac and of 10^6 bytes on Linux,
+// processor caches in KB, the clock in MHz.
 const Unit UNITS[] = {
     {GROUP_MEMORY, 1, "KB"},         {GROUP_MEMORY, 2, "KB"},     {GROUP_MEMORY, 3, "KB"},
     {GROUP_MEMORY, 4, "KB"},         {GROUP_MEMORY, 5, "KB"},     {GROUP_MEMORY, 6, "KB"},
@@ -162,11 +163,18 @@ std::string grouped(std::uint64_t v) {
     return out;
 }
 
-std::string withUnit(std::uint64_t v, const char* unit) {
+// `decimal`: a disk's MB of 10^6 bytes, shown again in GB and TB.
+std::string withUnit(std::uint64_t v, const char* unit, bool decimal) {
     std::string out = grouped(v) + " " + unit;
     const std::string u = unit;
     char buf[48];
-    if (u == "KB" || u == "MB" || u == "bytes") {
+    if (decimal && u == "MB") {
+        if (v < 1000) return out;
+        const bool tera = v >= 1000000;
+        std::snprintf(buf, sizeof buf, " (%.1f %s)", static_cast<double>(v) / (tera ? 1e6 : 1e3),
+                      tera ? "TB" : "GB");
+        out += buf;
+    } else if (u == "KB" || u == "MB" || u == "bytes") {
         // The plain value says enough below 1024 of its own unit.
         if (v < 1024) return out;
         static const char* const BIN[] = {"KiB", "MiB", "GiB", "TiB", "PiB", "EiB", "ZiB"};
@@ -210,7 +218,7 @@ struct Cell {
     bool number = false; // a number without an enumeration text: shown flush right
 };
 
-Cell cellOf(unsigned long group, const Json& attr) {
+Cell cellOf(unsigned long group, bool linuxHost, const Json& attr) {
     Cell c;
     const Json* text = attr.contains("text") ? &attr["text"] : nullptr;
     static const Json null;
@@ -223,7 +231,8 @@ Cell cellOf(unsigned long group, const Json& attr) {
                                : 0;
         const char* unit = attributeUnit(group, id);
         if (unit && value.is_number_unsigned())
-            c.text = withUnit(value.get<std::uint64_t>(), unit);
+            c.text =
+                withUnit(value.get<std::uint64_t>(), unit, linuxHost && group == GROUP_STORAGE);
         else
             c.text = value.dump();
         c.number = true;
@@ -271,7 +280,7 @@ struct Placed {
 
 class Group {
 public:
-    Group(unsigned long id) : id_(id) {}
+    Group(unsigned long id, bool linuxHost) : id_(id), linuxHost_(linuxHost) {}
 
     void addRow(const Json& row) {
         rows_.emplace_back();
@@ -281,7 +290,7 @@ public:
             std::string name = nameOf(attr, "(unnamed)");
             if (name == "Index") continue; // the running row number
             std::size_t col = columnOf(attr, name);
-            Cell c = cellOf(id_, attr);
+            Cell c = cellOf(id_, linuxHost_, attr);
             if (c.text.empty()) continue;
             Column& k = columns_[col];
             k.used = true;
@@ -380,12 +389,15 @@ private:
     }
 
     unsigned long id_;
+    bool linuxHost_;
     std::vector<Column> columns_;
     std::unordered_map<std::string, std::size_t> index_;
     std::vector<std::vector<Placed>> rows_;
 };
 
-void group(const Json& t, std::string* out) {
+// `linuxHost`: the scan is of a Linux host, whose disk sizes are in MB of 10^6 bytes
+// (a Mac's in MB of 2^20).
+void group(const Json& t, bool linuxHost, std::string* out) {
     const std::string name = nameOf(t, "(unnamed group)");
     const unsigned long id =
         t.contains("id") && t["id"].is_number_unsigned() ? t["id"].get<unsigned long>() : 0;
@@ -396,7 +408,7 @@ void group(const Json& t, std::string* out) {
         endLine(out);
         return;
     }
-    Group g(id);
+    Group g(id, linuxHost);
     if (t.contains("rows") && t["rows"].is_array())
         for (const Json& row : t["rows"])
             g.addRow(row);
@@ -501,7 +513,9 @@ std::string readableView(const Json& scan) {
     std::string out;
     std::string host = stringAt(scan, "host");
     std::string system = systemName(scan);
-    if (system.empty()) system = stringAt(scan, "kernel");
+    const std::string kernel = stringAt(scan, "kernel");
+    const bool linuxHost = kernel == "Linux";
+    if (system.empty()) system = kernel;
     std::string when = scanTime(stringAt(scan, "scan_time"));
     const std::string tool = stringAt(scan, "tool"), version = stringAt(scan, "version");
     if (!tool.empty()) when += " (" + tool + (version.empty() ? "" : " " + version) + ")";
@@ -514,6 +528,6 @@ std::string readableView(const Json& scan) {
     endLine(&out);
     if (scan.is_object() && scan.contains("tables") && scan["tables"].is_array())
         for (const Json& t : scan["tables"])
-            if (t.is_object()) group(t, &out);
+            if (t.is_object()) group(t, linuxHost, &out);
     return out;
 }
