@@ -76,6 +76,47 @@ table recs "table: tiny records" "'k\tv\n' * (64 << 10)" -1
 table field "table: one huge field" "'hw.model\ts\t' + 'x' * ((256 << 10) - 12) + '\n'" -1
 table over "table: 63 MB of tabs (refused)" "'\t' * (63 << 20)" 0
 
+# Every table of a bundle at its cap, of distinct tiny records, replayed over all groups.
+for name in sysctl.txt host.txt uname.txt locale.txt timezone.txt hosts.txt commands.txt \
+  mounts.txt; do
+  bundle cap "$name" "import sys; sys.stdout.write(''.join('%d\tv\n' % i for i in range(1 << 20))[:(256 << 10) - 1])"
+  measure "table at its cap: $name" "$base" "$tmp/cap/$name" -1 "$bin/invscan" --replay "$tmp/cap"
+  rm -rf "${tmp:?}/cap"
+done
+
+# mounts NAME LABEL PYTHON-EXPR(S of the table) GROUP-ARGS STATUS: a mount table
+# replayed and printed.
+mounts() {
+  bundle "$1" mounts.txt "import sys; sys.stdout.write($3)"
+  # shellcheck disable=SC2086
+  measure "$2" "$base" "$tmp/$1/mounts.txt" "$5" "$bin/invscan" --replay "$tmp/$1" $4
+  rm -rf "${tmp:?}/$1"
+}
+row="'hfs\t/dev/d\t/v\t4096\t4096\t10\t5\t5\t0\t0\t0\n'"
+mounts mmin "mounts: 255 KiB of empty records" "('\t' * 10 + '\n') * ((255 << 10) // 11)" "" 0
+mounts mminp "mounts: the same, -g Partition (refused)" "('\t' * 10 + '\n') * ((255 << 10) // 11)" "-g Partition" 3
+mounts mbusy "mounts: 4096 records, -g Partition" "$row * 4096" "-g Partition" 0
+mounts mbusya "mounts: 4096 records, all groups" "$row * 4096" "" 0
+mounts mlong "mounts: 255 KiB of long names" "('hfs\t' + 'f' * 1023 + '\t' + 'o' * 1023 + '\t1\t1\t1\t1\t1\t0\t0\t0\n') * ((255 << 10) // 2072)" "-g Partition" 0
+
+# diff LABEL PYTHON-EXPR STATUS: the scan made by PYTHON-EXPR against a small one.
+echo '{"format":1,"tables":[]}' > "$tmp/small.json"
+diffscan() {
+  python3 -c "import sys; sys.stdout.write($2)" > "$tmp/scan.json"
+  measure "$1" "$base" "$tmp/scan.json" "$3" "$bin/invscan" diff "$tmp/scan.json" "$tmp/small.json"
+}
+diffscan "diff: 100,000-deep nesting (refused)" "'[' * 100000 + ']' * 100000" 2
+diffscan "diff: deep value in a scan (refused)" "'{\"format\":1,\"tables\":[{\"id\":27,\"rows\":[[{\"id\":4,\"value\":' + '[' * 100000 + ']' * 100000 + '}]]}]}'" 2
+diffscan "diff: 60 MiB of [1,1,...] (refused)" "'[' + '1,' * ((60 << 20) // 2 - 1) + '1]'" 2
+diffscan "diff: 60 MiB of {\"a\":1,...} (refused)" "'{' + ','.join('\"%x\":1' % i for i in range((60 << 20) // 10)) + '}'" 2
+diffscan "diff: 20 MiB of strings of 16" "'[' + ','.join(['\"0123456789abcdef\"'] * ((20 << 20) // 19)) + ']'" -1
+# A real scan's shape, as invscan prints it, against itself: its input is both reads.
+python3 -c "import json, sys; json.dump({'format': 1, 'tables': [{'id': 27, 'rows': [[{'id': 4, 'name': 'Device Name', 'type': 'ZEL_STRING', 'value': '/dev/disk%d' % i}] for i in range(150000)]}]}, sys.stdout, indent=2)" > "$tmp/scan.json"
+truncate -s "$(( 2 * $(stat -c %s "$tmp/scan.json") ))" "$tmp/both"
+measure "diff: a 25 MB scan with itself" "$base" "$tmp/both" 0 "$bin/invscan" diff "$tmp/scan.json" "$tmp/scan.json"
+rm -f "$tmp/both"
+rm -f "$tmp/scan.json"
+
 config() { # LABEL PYTHON-EXPR STATUS
   python3 -c "import sys; sys.stdout.write($2)" > "$tmp/cfg.xml"
   measure "$1" "$base" "$tmp/cfg.xml" "$3" "$bin/invscan" --config "$tmp/cfg.xml" -g 20
@@ -95,7 +136,13 @@ report "plist: tiny tags" sysprof "$(printf "$plist" "'<true/>' * ($big // 7)")"
 report "plist: dictionaries" sysprof "$(printf "$plist" "('<dict><key>' + 'k' * 84 + '</key><integer>1</integer></dict>') * ($big // 128)")"
 report "profiler text: tiny lines" sysprof "'Hardware:\n\n    Hardware Overview:\n\n' + '      a: b\n' * ($big // 11)"
 report "registry text: tiny entries" iokit "'  | +-o n  <class IOService, id 0x1, retain 1>\n' * ($big // 48)"
-measure "sysprof --from /dev/zero" "$hbase" /dev/zero 0 "$bin/sysprof" --from /dev/zero
+measure "sysprof --from /dev/zero (refused)" "$hbase" /dev/zero 1 "$bin/sysprof" --from /dev/zero
+mkfifo "$tmp/fifo"
+measure "sysprof --from a FIFO (refused)" "$hbase" "$tmp/fifo" 1 timeout 10 "$bin/sysprof" --from "$tmp/fifo"
+python3 -c "import sys; sys.stdout.write('x' * ((64 << 20) + 1))" > "$tmp/report"
+measure "sysprof --from 64 MiB + 1 (refused)" "$hbase" "$tmp/report" 1 "$bin/sysprof" --from "$tmp/report"
+mkdir "$tmp/notabundle"
+measure "iokit --replay of a folder (refused)" "$hbase" "$tmp/report" 2 "$bin/iokit" --replay "$tmp/notabundle"
 
 [ "$failed" -eq 0 ] && echo "every input within its bound" || echo "some inputs missed their goal" >&2
 exit "$failed"
