@@ -227,10 +227,10 @@ TEST_F(SystemGroups, MemoryOnLinuxReportsAvailable) {
     fake.vmStats.free_count = 1000;
     fake.files["/proc/meminfo"] = "MemTotal: 25165824 kB\nMemAvailable:   20000000 kB\n";
     EXPECT_EQ(scan<MemoryGroup>(),
-              std::vector<std::string>{"1=25165824;2=20000000;3=25165824;4=4000;7=4096"});
-    fake.files.clear(); // unreadable: the Mac formula stands
+              std::vector<std::string>{"1=25165824;2=20000000;3=25165824;4=20000000;7=4096"});
+    fake.files.clear(); // unreadable: the free pages
     EXPECT_EQ(scan<MemoryGroup>(),
-              std::vector<std::string>{"1=25165824;2=0;3=25165824;4=4000;7=4096"});
+              std::vector<std::string>{"1=25165824;2=4000;3=25165824;4=4000;7=4096"});
 }
 
 TEST_F(SystemGroups, MemoryModules) {

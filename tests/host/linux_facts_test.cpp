@@ -6,7 +6,12 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
 #include <string>
+#include <sys/stat.h>
+#include <unistd.h>
 #include <vector>
 
 namespace {
@@ -230,4 +235,115 @@ TEST(LinuxFacts, DefaultRoutersAndResolver) {
         "nameserver 2001:db8::53\n");
     EXPECT_EQ(r.servers, (std::vector<std::string>{"192.0.2.1", "2001:db8::53"}));
     EXPECT_EQ(r.search, std::vector<std::string>{"c.example"});
+}
+
+// The maker and the clock that the Linux rules of the processor group take, over the
+// same readers the group uses, on machines of each kind: cpufreq's maximum first,
+// else the highest cpu MHz; the x86 vendor, else the ARM implementer.
+TEST(LinuxFacts, ProcessorMakerAndClockOfEachKindOfMachine) {
+    const struct {
+        const char* machine;
+        const char* maker;
+        long long mhz, logical, packages;
+    } cases[] = {
+        {"server-amd-epyc-7451", "AMD", 2300, 96, 2},     // cpufreq, through cpu0's policy link
+        {"arm-exynos5-armv7", "Arm", 1700, 2, 1},         // cpufreq, no cpu MHz at all
+        {"arm-raspberry-pi-3b", "Arm", -1, 4, 1},         // neither: the brand string's turn
+        {"vm-firecracker-debian12", "Intel", 2600, 2, 1}, // 2599.998, rounded
+        {"server-oracle-oda", "Intel", 2301, 16, 2},
+        {"server-hp-dl180", "Intel", 2000, 3, 1},
+        {"arm-armel", "Intel", -1, 0, 1}, // XScale: implementer 0x69
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.machine);
+        const std::string root = kLinux + c.machine;
+        const linuxfacts::CpuInfo i =
+            linuxfacts::parseCpuinfo(linuxfacts::readFile(root, "/proc/cpuinfo"));
+        const std::string maxFreq =
+            linuxfacts::readAttr(root, "/sys/devices/system/cpu/cpu0/cpufreq/cpuinfo_max_freq");
+        EXPECT_EQ(linuxfacts::cpuMaker(i.vendor, i.implementer), c.maker);
+        EXPECT_EQ(linuxfacts::cpuMHz(maxFreq, i), c.mhz);
+        EXPECT_EQ(i.logical, c.logical);
+        EXPECT_EQ(i.packages, c.packages);
+    }
+    // The second package of the EPYC runs faster than the first processor says.
+    const linuxfacts::CpuInfo epyc = linuxfacts::parseCpuinfo(
+        linuxfacts::readFile(kLinux + "server-amd-epyc-7451", "/proc/cpuinfo"));
+    EXPECT_GT(epyc.maxMhz, epyc.mhz);
+}
+
+TEST(LinuxFacts, SizesAtFullPrecision) {
+    const struct {
+        const char* text;
+        bool count, decimal;
+        unsigned long long bytes;
+        unsigned mb;
+    } cases[] = {
+        {"274877906944", true, false, 274877906944ull, 274877}, // this VM's 256 GiB disk
+        {"18446744073709551615", true, false, 18446744073709551615ull, 4294967295u},
+        {"18446744073709551616", false, false, 0, 0}, // one past 64 bits
+        {"274.88 GB", false, true, 274880000000ull, 274880},
+        {"650 MB", false, true, 650000000ull, 650},
+        {"512 bytes", false, true, 512, 0},
+        {"1.5 TiB", false, false, 0, 0},
+        {"-1", false, false, 0, 0},
+        {"", false, false, 0, 0},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.text);
+        std::uint64_t counted = 0, read = 0;
+        EXPECT_EQ(linuxfacts::parseByteCount(c.text, &counted), c.count);
+        EXPECT_EQ(linuxfacts::parseDecimalSize(c.text, &read), c.decimal);
+        if (c.count || c.decimal) {
+            EXPECT_EQ(c.count ? counted : read, c.bytes);
+            EXPECT_EQ(linuxfacts::decimalMB(c.bytes), c.mb);
+        }
+    }
+    EXPECT_EQ(linuxfacts::kbField(24ull << 20), 25165824u);  // 24 GiB stays whole
+    EXPECT_EQ(linuxfacts::kbField(5ull << 30), 4294967295u); // 5 TiB holds at the top
+}
+
+// The SMBIOS table of real machines put where the kernel puts it, and the ways it is
+// missing: no table at all, too large for its entry point, unreadable without root.
+TEST(LinuxFacts, SmbiosTableAndWhyItIsMissing) {
+    const std::string lenovo = linuxfacts::readFile(kLinux, "lenovo-thinkpad-t480s.bin");
+    ASSERT_FALSE(lenovo.empty());
+    char dir[] = "/tmp/invscan-smbios-XXXXXX";
+    ASSERT_TRUE(mkdtemp(dir));
+    const std::string root = dir, tables = root + "/sys/firmware/dmi/tables";
+    auto put = [&](const std::string& name, const std::string& bytes) {
+        std::FILE* f = std::fopen((tables + "/" + name).c_str(), "wb");
+        ASSERT_TRUE(f);
+        std::fwrite(bytes.data(), 1, bytes.size(), f);
+        std::fclose(f);
+    };
+
+    linuxfacts::SmbiosTable t = linuxfacts::readSmbiosTable(root);
+    EXPECT_EQ(t.state, linuxfacts::SMBIOS_ABSENT);
+    EXPECT_STREQ(linuxfacts::smbiosStateText(t.state), "no SMBIOS table");
+
+    ASSERT_EQ(std::system(("mkdir -p " + tables).c_str()), 0);
+    put("DMI", lenovo);
+    put("smbios_entry_point", "_SM3_");
+    t = linuxfacts::readSmbiosTable(root);
+    EXPECT_EQ(t.state, linuxfacts::SMBIOS_OK);
+    EXPECT_EQ(t.bytes, lenovo);
+
+    // A 2.x entry point cannot describe more than 64 KiB; a 3.x one may, up to the cap.
+    const std::string big = lenovo + std::string(70000, '\0');
+    put("DMI", big);
+    t = linuxfacts::readSmbiosTable(root);
+    EXPECT_EQ(t.state, linuxfacts::SMBIOS_OK);
+    EXPECT_EQ(t.bytes.size(), big.size());
+    put("smbios_entry_point", "_SM_");
+    t = linuxfacts::readSmbiosTable(root);
+    EXPECT_EQ(t.state, linuxfacts::SMBIOS_TOO_LARGE);
+    EXPECT_TRUE(t.bytes.empty());
+    EXPECT_EQ(t.size, big.size());
+
+    if (geteuid() != 0) {
+        ::chmod((tables + "/DMI").c_str(), 0);
+        EXPECT_EQ(linuxfacts::readSmbiosTable(root).state, linuxfacts::SMBIOS_NEEDS_ROOT);
+    }
+    ASSERT_EQ(std::system(("rm -rf " + root).c_str()), 0);
 }

@@ -5,11 +5,14 @@
 #include <arpa/inet.h>
 #include <cctype>
 #include <cerrno>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <dirent.h>
+#include <fcntl.h>
 #include <set>
 #include <sys/stat.h>
+#include <unistd.h>
 
 namespace linuxfacts {
 namespace {
@@ -59,6 +62,28 @@ bool hexByte(const std::string& s, std::size_t at, unsigned char* out) {
         return false;
     *out = static_cast<unsigned char>(std::strtoul(s.substr(at, 2).c_str(), nullptr, 16));
     return true;
+}
+
+// "2596.122" whatever the C locale's decimal point; 0 when the text is no number.
+double decimal(const std::string& t) {
+    double v = 0, scale = 0;
+    bool any = false;
+    for (char ch : t) {
+        if (ch >= '0' && ch <= '9') {
+            any = true;
+            if (scale == 0) {
+                v = v * 10 + (ch - '0');
+            } else {
+                v += (ch - '0') * scale;
+                scale /= 10;
+            }
+        } else if (ch == '.' && scale == 0) {
+            scale = 0.1;
+        } else {
+            break;
+        }
+    }
+    return any && v < 1e15 ? v : 0;
 }
 
 } // namespace
@@ -159,13 +184,158 @@ CpuInfo parseCpuinfo(const std::string& text) {
             c.coresPerPackage = n;
         } else if (key == "siblings" && c.logicalPerPackage < 0 && toInt64(val, &n)) {
             c.logicalPerPackage = n;
-        } else if (key == "cpu MHz" && c.mhz == 0) {
-            c.mhz = std::atof(val.c_str());
+        } else if (key == "cpu MHz") {
+            const double mhz = decimal(val);
+            if (c.mhz == 0) c.mhz = std::atof(val.c_str());
+            if (mhz > c.maxMhz) c.maxMhz = mhz;
+        } else if (key == "CPU implementer" && c.implementer.empty()) {
+            c.implementer = val;
         }
     }
     c.packages = packages.empty() ? 1 : static_cast<std::int64_t>(packages.size());
     c.cores = cores.empty() ? c.logical : static_cast<std::int64_t>(cores.size());
     return c;
+}
+
+std::string cpuMaker(const std::string& vendorId, const std::string& implementer) {
+    // CPUID leaf 0 vendor strings; /proc/cpuinfo gives them without their blanks.
+    static const char* const vendors[][2] = {
+        {"GenuineIntel", "Intel"},     {"AuthenticAMD", "AMD"},
+        {"AMDisbetter!", "AMD"},       {"HygonGenuine", "Hygon"},
+        {"CentaurHauls", "Centaur"},   {"Shanghai", "Zhaoxin"},
+        {"CyrixInstead", "Cyrix"},     {"NexGenDriven", "NexGen"},
+        {"GenuineTMx86", "Transmeta"}, {"TransmetaCPU", "Transmeta"},
+        {"RiseRiseRise", "Rise"},      {"SiS SiS SiS", "SiS"},
+        {"UMC UMC UMC", "UMC"},        {"Geode by NSC", "National Semiconductor"},
+        {"Vortex86 SoC", "DM&P"},      {"VIA VIA VIA", "VIA"},
+        {"E2K MACHINE", "MCST"}};
+    for (const auto& v : vendors)
+        if (vendorId == v[0]) return v[1];
+    // MIDR_EL1 implementer codes, as the Arm architecture manual assigns them.
+    static const struct {
+        unsigned code;
+        const char* name;
+    } implementers[] = {
+        {0x41, "Arm"},       {0x42, "Broadcom"},      {0x43, "Cavium"},   {0x44, "DEC"},
+        {0x46, "Fujitsu"},   {0x48, "HiSilicon"},     {0x49, "Infineon"}, {0x4d, "Motorola"},
+        {0x4e, "NVIDIA"},    {0x50, "Applied Micro"}, {0x51, "Qualcomm"}, {0x53, "Samsung"},
+        {0x56, "Marvell"},   {0x61, "Apple"},         {0x66, "Faraday"},  {0x69, "Intel"},
+        {0x6d, "Microsoft"}, {0x70, "Phytium"},       {0xc0, "Ampere"}};
+    const std::string code = trim(implementer);
+    if (code.size() < 3 || code.size() > 4 || code[0] != '0' || (code[1] != 'x' && code[1] != 'X'))
+        return std::string();
+    char* end = nullptr;
+    const unsigned long n = std::strtoul(code.c_str() + 2, &end, 16);
+    if (!end || *end) return std::string();
+    for (const auto& i : implementers)
+        if (n == i.code) return i.name;
+    return std::string();
+}
+
+std::int64_t cpuMHz(const std::string& maxFreqText, const CpuInfo& cpu) {
+    std::int64_t khz;
+    if (toInt64(maxFreqText, &khz) && khz >= 1000 && khz < INT64_C(1) << 40)
+        return (khz + 500) / 1000;
+    if (cpu.maxMhz >= 1 && cpu.maxMhz < 1e9) return static_cast<std::int64_t>(cpu.maxMhz + 0.5);
+    return -1;
+}
+
+bool parseByteCount(const std::string& text, std::uint64_t* bytes) {
+    const std::string t = trim(text);
+    if (t.empty() || t.size() > 20) return false;
+    std::uint64_t v = 0;
+    for (char ch : t) {
+        if (ch < '0' || ch > '9') return false;
+        const unsigned d = static_cast<unsigned>(ch - '0');
+        if (v > (UINT64_MAX - d) / 10) return false;
+        v = v * 10 + d;
+    }
+    *bytes = v;
+    return true;
+}
+
+bool parseDecimalSize(const std::string& text, std::uint64_t* bytes) {
+    static const char* const units[] = {"bytes", "KB", "MB", "GB", "TB", "PB", "EB"};
+    const std::string t = trim(text);
+    const std::size_t blank = t.find(' ');
+    if (blank == std::string::npos || blank == 0) return false;
+    const std::string number = t.substr(0, blank), unit = t.substr(blank + 1);
+    if (number.find_first_not_of("0123456789.") != std::string::npos) return false;
+    double v = decimal(number);
+    for (const char* u : units) {
+        if (unit == u) {
+            if (!(v < 1.8e19)) return false;
+            *bytes = static_cast<std::uint64_t>(v + 0.5);
+            return true;
+        }
+        v *= 1000;
+    }
+    return false;
+}
+
+std::uint32_t decimalMB(std::uint64_t bytes) {
+    const std::uint64_t mb = bytes / 1000000u;
+    return mb > UINT32_MAX ? UINT32_MAX : static_cast<std::uint32_t>(mb);
+}
+
+std::uint32_t kbField(std::uint64_t kb) {
+    return kb > UINT32_MAX ? UINT32_MAX : static_cast<std::uint32_t>(kb);
+}
+
+SmbiosTable readSmbiosTable(const std::string& root) {
+    SmbiosTable t;
+    t.entry = readFile(root, "/sys/firmware/dmi/tables/smbios_entry_point", 4096);
+    const std::size_t cap = t.entry.compare(0, 4, "_SM_") == 0 ? MAX_SMBIOS_2 : MAX_SMBIOS_3;
+    const std::string path = root + SMBIOS_TABLE_PATH;
+    const int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
+    if (fd < 0) {
+        t.state = errno == EACCES || errno == EPERM     ? SMBIOS_NEEDS_ROOT
+                  : errno == ENOENT || errno == ENOTDIR ? SMBIOS_ABSENT
+                                                        : SMBIOS_UNREADABLE;
+        return t;
+    }
+    // sysfs gives the table's true size; read one byte past the cap to see it overflow.
+    char buf[65536];
+    std::string data;
+    t.state = SMBIOS_OK;
+    for (;;) {
+        const ssize_t n = ::read(fd, buf, sizeof buf);
+        if (n < 0 && errno == EINTR) continue;
+        if (n < 0) {
+            t.state = SMBIOS_UNREADABLE;
+            break;
+        }
+        if (n == 0) break;
+        t.size += static_cast<std::uint64_t>(n);
+        if (data.size() <= cap)
+            data.append(buf, std::min(static_cast<std::size_t>(n), cap + 1 - data.size()));
+        if (t.size > cap) {
+            t.state = SMBIOS_TOO_LARGE;
+            struct stat st;
+            if (::fstat(fd, &st) == 0 && st.st_size > 0)
+                t.size = static_cast<std::uint64_t>(st.st_size);
+            break;
+        }
+    }
+    ::close(fd);
+    if (t.state == SMBIOS_OK && data.empty()) t.state = SMBIOS_ABSENT;
+    if (t.state == SMBIOS_OK) t.bytes.swap(data);
+    return t;
+}
+
+const char* smbiosStateText(SmbiosState state) {
+    switch (state) {
+    case SMBIOS_OK:
+        return "SMBIOS table read";
+    case SMBIOS_ABSENT:
+        return "no SMBIOS table";
+    case SMBIOS_NEEDS_ROOT:
+        return "the SMBIOS table needs root";
+    case SMBIOS_TOO_LARGE:
+        return "the SMBIOS table is larger than its cap";
+    default:
+        return "the SMBIOS table is unreadable";
+    }
 }
 
 std::int64_t parseCacheSize(const std::string& text) {

@@ -42,8 +42,54 @@ struct CpuInfo {
     std::int64_t packages = 0; // distinct physical ids (1 when none)
     std::int64_t coresPerPackage = -1, logicalPerPackage = -1; // cpu cores, siblings
     double mhz = 0;                                            // the first cpu MHz
+    double maxMhz = 0;                                         // the highest cpu MHz
+    std::string implementer;                                   // CPU implementer (ARM): "0x41"
 };
 CpuInfo parseCpuinfo(const std::string& text);
+
+// Who made the processor, from the x86 vendor id ("AuthenticAMD": "AMD") or else the
+// ARM implementer code ("0x41": "Arm"); empty when neither is one we know.
+std::string cpuMaker(const std::string& vendorId, const std::string& implementer);
+
+// The processor's clock in MHz: cpufreq's cpuinfo_max_freq (its text, in kHz), else
+// the highest cpu MHz of /proc/cpuinfo, rounded; -1 when neither gives one.
+std::int64_t cpuMHz(const std::string& maxFreqText, const CpuInfo& cpu);
+
+// A byte count written as plain decimal digits ("274877906944"); false for anything
+// else or more than 64 bits hold.
+bool parseByteCount(const std::string& text, std::uint64_t* bytes);
+// A size as the gathering writes it for people ("274.88 GB", "650 MB", "512 bytes"),
+// in bytes of decimal units; false when the text is not one.
+bool parseDecimalSize(const std::string& text, std::uint64_t* bytes);
+// Whole megabytes of 10^6 bytes, held at the 32-bit maximum.
+std::uint32_t decimalMB(std::uint64_t bytes);
+// A KB count in a 32-bit field: held at the maximum (4 TiB) rather than wrapped.
+std::uint32_t kbField(std::uint64_t kb);
+
+// The firmware's SMBIOS structure table (/sys/firmware/dmi/tables/DMI), read whole,
+// and why it is missing when it is: a machine without one (no DMI in sysfs) is told
+// apart from a scan that is not root.
+enum SmbiosState {
+    SMBIOS_OK,
+    SMBIOS_ABSENT,
+    SMBIOS_NEEDS_ROOT,
+    SMBIOS_UNREADABLE,
+    SMBIOS_TOO_LARGE
+};
+// A 2.x entry point gives the table's length in 16 bits; a 3.x one gives a 32-bit
+// maximum, which real firmware keeps far below this.
+const char* const SMBIOS_TABLE_PATH = "/sys/firmware/dmi/tables/DMI";
+const std::size_t MAX_SMBIOS_2 = 0xFFFF;
+const std::size_t MAX_SMBIOS_3 = 8u << 20;
+struct SmbiosTable {
+    SmbiosState state = SMBIOS_ABSENT;
+    std::string bytes;      // the table; empty unless SMBIOS_OK
+    std::string entry;      // smbios_entry_point
+    std::uint64_t size = 0; // the table's size in the file system, also when refused
+};
+SmbiosTable readSmbiosTable(const std::string& root);
+// "no SMBIOS table", "the SMBIOS table needs root", ... for traces and messages.
+const char* smbiosStateText(SmbiosState state);
 
 // A cache size as sysfs writes it ("32K", "8192K", "1M", "512"): bytes, or -1.
 std::int64_t parseCacheSize(const std::string& text);

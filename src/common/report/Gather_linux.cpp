@@ -184,6 +184,7 @@ void addUsbDisk(const linuxfacts::BlockDevice& b, Sections* secs, int* diskNo) {
         d.addString("device_model", b.vendor.empty() ? b.model : b.vendor + " " + b.model);
     if (bytes) {
         d.addString("size", formatSize(bytes));
+        d.addString("size_in_bytes", std::to_string(bytes));
         d.addString("bsd_name", "disk" + std::to_string((*diskNo)++));
     }
     d.addString("removable_media", b.removable ? "yes" : "no");
@@ -338,9 +339,12 @@ LinuxMachine readLinuxMachine(const std::string& root, const char* helper) {
     m.vendor = readAttr(root, dmi + "sys_vendor");
     m.serial = readAttr(root, dmi + "product_serial");
     m.uuid = readAttr(root, dmi + "product_uuid");
-    m.smbiosTable = readFile(root, "/sys/firmware/dmi/tables/DMI", 1u << 20);
+    linuxfacts::SmbiosTable smbios = linuxfacts::readSmbiosTable(root);
+    m.smbiosTable.swap(smbios.bytes);
+    m.smbiosState = smbios.state;
+    m.smbiosSize = smbios.size;
     if (registry) {
-        m.smbiosEntry = readFile(root, "/sys/firmware/dmi/tables/smbios_entry_point", 4096);
+        m.smbiosEntry.swap(smbios.entry);
         const std::string version = readFile(root, "/proc/version", 4096);
         m.kernelVersion = trim(version.substr(0, version.find('\n')));
         return m;
@@ -384,6 +388,13 @@ void buildSystemProfiler(const LinuxMachine& m, Node* root) {
     addHardware(m, &sp);
     addSoftware(m, &sp);
     if (!m.smbiosTable.empty()) addMemoryModules(&sp, m.smbiosTable);
+    // Without modules the section still says why, so that the group can tell a
+    // machine without a table from a scan that was not root.
+    if (!sp.child("SPMemoryDataType"))
+        sp.addChild("SPMemoryDataType")
+            .addString("smbios_table", m.smbiosState == linuxfacts::SMBIOS_OK
+                                           ? "no memory devices in the SMBIOS table"
+                                           : linuxfacts::smbiosStateText(m.smbiosState));
     addDisks(m, &sp);
     addNetwork(m, &sp);
 }
@@ -405,6 +416,12 @@ void buildRegistry(const LinuxMachine& m, Node* root) {
     if (!m.vendor.empty()) pe.addString("manufacturer", m.vendor);
     if (!m.serial.empty()) pe.addString("IOPlatformSerialNumber", m.serial);
     if (!m.uuid.empty()) pe.addString("IOPlatformUUID", upper(m.uuid));
+    if (!m.smbiosTable.empty() && !haveTable)
+        pe.addString("SMBIOS-omitted", std::to_string(m.smbiosTable.size()) +
+                                           " bytes, more than a report value holds");
+    else if (m.smbiosState == linuxfacts::SMBIOS_TOO_LARGE)
+        pe.addString("SMBIOS-omitted",
+                     std::to_string(m.smbiosSize) + " bytes, over the cap of an SMBIOS table");
     if (haveTable) {
         Node& smbios =
             pe.addChild("AppleACPIPlatformExpert").addChild("bios").addChild("AppleSMBIOS");
@@ -418,10 +435,14 @@ void buildRegistry(const LinuxMachine& m, Node* root) {
 bool gatherLive(const char* helper, Node* root, std::string* err) {
     (void)err;
     const LinuxMachine m = readLinuxMachine("", helper);
-    if (std::strcmp(helper, "iokit") == 0)
+    if (std::strcmp(helper, "iokit") == 0) {
         buildRegistry(m, root);
-    else
+        if (m.smbiosTable.size() > MAX_DATA || m.smbiosState == linuxfacts::SMBIOS_TOO_LARGE)
+            std::fprintf(stderr, "%s: the SMBIOS table (%llu bytes) is too large and is left out\n",
+                         helper, static_cast<unsigned long long>(m.smbiosSize));
+    } else {
         buildSystemProfiler(m, root);
+    }
     return true;
 }
 

@@ -20,6 +20,8 @@ struct LinuxMachine {
     std::string product, family, vendor, bios, serial, uuid;
     // /sys/firmware/dmi/tables
     std::string smbiosTable, smbiosEntry;
+    linuxfacts::SmbiosState smbiosState = linuxfacts::SMBIOS_ABSENT;
+    std::uint64_t smbiosSize = 0; // also of a table refused for its size
     linuxfacts::CpuInfo cpu;
     std::int64_t maxKHz = -1;
     std::vector<linuxfacts::Cache> caches;

@@ -1,8 +1,9 @@
 // Memory modules from the SMBIOS structure table (memory devices, type 17), in the
-// shape of the profiler's memory section. The walk trusts no length byte: a
-// structure that does not fit ends it.
+// shape of the profiler's memory section, with each size also as a number of MB.
+// The walk trusts no length byte: a structure that does not fit ends it.
 #include "common/report/ReportVt.h"
 
+#include <cstdint>
 #include <cstring>
 
 namespace report {
@@ -82,6 +83,8 @@ void addMemoryModules(Node* sp, const std::string& t) {
             else if (size != 0xFFFF)
                 mb = (size & 0x8000) ? (size & 0x7FFF) / 1024 : size;
             bool empty = size == 0;
+            // The number itself, so that the group need not read the text back.
+            if (!empty) slot.addInt("dimm_size_mb", static_cast<std::int32_t>(mb));
             slot.addString("dimm_size", empty                  ? "Empty"
                                         : mb % 1024 == 0 && mb ? std::to_string(mb / 1024) + " GB"
                                                                : std::to_string(mb) + " MB");

@@ -1,12 +1,14 @@
 // The machine's identity from the profiler's hardware overview. On a Linux host the
 // firmware's own system information (DMI) answers instead; its serial and UUID are
-// readable by root only and stay empty otherwise.
+// readable by root only and stay empty otherwise, which the trace tells apart from a
+// machine without them.
 #include "invscan/ComponentIDGroup.h"
 
 #include "invscan/CcLog.h"
 #include "invscan/HostFacts.h"
 #include "invscan/MacInfo.h"
 #include "invscan/ZelTableRow.h"
+#include "invscan/host_root.h"
 
 #include <string>
 
@@ -17,7 +19,11 @@ const char* const HW_OVERVIEW = "SystemProfiler.SPHardwareDataType.hardware_over
 
 std::string dmi(const char* field) {
     std::string path = std::string("/sys/class/dmi/id/") + field, text;
-    if (!hostfacts::readHostFile(path.c_str(), &text, 4096)) return std::string();
+    if (!hostfacts::readHostFile(path.c_str(), &text, 4096)) {
+        if (host::needsRoot(path.c_str()))
+            getCcLogHw()->traceMAX(__LINE__, SRC, "getTable()", "hardware %s needs root", field);
+        return std::string();
+    }
     std::size_t b = text.find_first_not_of(" \t\r\n");
     if (b == std::string::npos) return std::string();
     return text.substr(b, text.find_last_not_of(" \t\r\n") - b + 1);

@@ -1,10 +1,13 @@
 // Kernel values by name and by number, with the fallbacks the kernel versions
 // need. All sizes are KB in unsigned 32 bits, as the host agent has always read
 // them; the odd Free Physical formula is the one hosts expect and is kept. On a
-// Linux host that formula gives 0 wherever there is no swap, so there Free
-// Physical is the kernel's MemAvailable.
+// Linux host that formula gives 0 wherever there is no swap, and the Mac's 32-bit
+// page products wrap past 4 GB, so there the values come from /proc/meminfo in 64
+// bits: Free Physical is MemAvailable, Free Virtual MemAvailable plus SwapFree, each
+// held at the field's maximum (4 TiB) instead of wrapping.
 #include "invscan/MemoryGroup.h"
 
+#include "common/host/linux_facts.h"
 #include "invscan/CcLog.h"
 #include "invscan/HostFacts.h"
 #include "invscan/ZelTableRow.h"
@@ -86,12 +89,14 @@ ZelTable* MemoryGroup::getTable() {
     MEM_TRACE("hardware Kernel page size: %d", static_cast<int>(kernelPage));
 
     std::uint32_t totalVirtual = 0, freeVirtual = 0;
+    bool haveVm = false;
     host::VmStatistics vm;
     std::memset(&vm, 0, sizeof vm);
     unsigned count = HOST_VM_INFO_COUNT;
     if (host::hostStatistics(HOST_VM_INFO, &vm, &count) != KERN_SUCCESS) {
         MEM_TRACE("hardware Can't retrieve host statistics");
     } else {
+        haveVm = true;
         // 32-bit products, as the kernel's own counters were read: 4 GB or more of
         // free memory wraps.
         const std::uint32_t p = static_cast<std::uint32_t>(kernelPage);
@@ -109,12 +114,29 @@ ZelTable* MemoryGroup::getTable() {
 
     std::uint32_t freePhys = (freeVirtual && freeSwap) ? freeVirtual - freeSwap : 0;
     if (hostfacts::scannedHostIsLinux()) {
+        // The sums and products again, in 64 bits.
+        const std::uint64_t pageKB = kernelPage >> 10;
+        const std::uint64_t swapTotalKB = swap.xsu_total >> 10;
+        const std::uint64_t swapFreeKB =
+            swap.xsu_used < swap.xsu_total ? (swap.xsu_total - swap.xsu_used) >> 10 : 0;
+        if (memsize >> 10) totalPhys = linuxfacts::kbField(memsize >> 10);
+        if (haveVm) {
+            totalVirtual = linuxfacts::kbField(std::uint64_t(totalPhys) + swapTotalKB);
+            // Without MemAvailable (kernels before 3.14): free pages and free swap.
+            freePhys = linuxfacts::kbField(pageKB * vm.free_count);
+            freeVirtual = linuxfacts::kbField(pageKB * vm.free_count + swapFreeKB);
+        }
         std::string meminfo;
-        std::uint64_t avail = 0;
+        std::uint64_t avail = 0, swapFree = 0;
         if (hostfacts::readHostFile("/proc/meminfo", &meminfo, 64 * 1024) &&
             hostfacts::meminfoKB(meminfo.data(), meminfo.size(), "MemAvailable", &avail)) {
-            freePhys = avail > UINT32_MAX ? UINT32_MAX : static_cast<std::uint32_t>(avail);
-            MEM_TRACE("hardware MemAvailable: %lu", static_cast<unsigned long>(freePhys));
+            if (!hostfacts::meminfoKB(meminfo.data(), meminfo.size(), "SwapFree", &swapFree))
+                swapFree = 0;
+            freePhys = linuxfacts::kbField(avail);
+            freeVirtual = linuxfacts::kbField(avail + swapFree);
+            MEM_TRACE("hardware MemAvailable: %lu SwapFree: %lu",
+                      static_cast<unsigned long>(freePhys),
+                      static_cast<unsigned long>(linuxfacts::kbField(swapFree)));
         } else {
             MEM_TRACE("hardware %s", "MemAvailable not readable");
         }

@@ -1,12 +1,15 @@
 #include "invscan/PhysicalProcessorGroup.h"
 
+#include "common/host/linux_facts.h"
 #include "invscan/CcLog.h"
+#include "invscan/HostFacts.h"
 #include "invscan/MacInfo.h"
 #include "invscan/ZelTableRow.h"
 #include "invscan/cpuid_intel_table_new.h"
 #include "invscan/host.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <cstdio>
 #include <cstring>
 #include <vector>
@@ -25,6 +28,23 @@ const int MAX_PACKAGES = 4096;
 
 unsigned long nonNegative(int v) {
     return v < 0 ? 0UL : static_cast<unsigned long>(v);
+}
+
+// What Linux says of the processor beyond the sysctl answers: the clock and, on ARM,
+// the implementer. Read through the host layer, so a recording keeps the files.
+struct LinuxCpu {
+    linuxfacts::CpuInfo info;
+    std::string maxFreq; // cpuinfo_max_freq, kHz
+};
+
+LinuxCpu readLinuxCpu() {
+    LinuxCpu c;
+    std::string text;
+    if (hostfacts::readHostFile("/proc/cpuinfo", &text, linuxfacts::MAX_FILE))
+        c.info = linuxfacts::parseCpuinfo(text);
+    hostfacts::readHostFile("/sys/devices/system/cpu/cpu0/cpufreq/cpuinfo_max_freq", &c.maxFreq,
+                            64);
+    return c;
 }
 
 } // namespace
@@ -110,8 +130,21 @@ ZelTable* PhysicalProcessorGroup::getTable() {
     PP_TRACE("hardware HW_L3CACHESIZE=%d", l3CacheKB);
     if (l3CacheKB >= 1) l3CacheKB >>= 10;
 
-    int mhz = IntelGetMHzFromBrandstring(brand.c_str());
-    PP_TRACE("hardware IntelGetMHzFromBrandstring=%d", mhz);
+    // Linux: the highest clock the kernel knows comes before the brand string, which
+    // AMD and ARM processors do not write a clock into.
+    const bool onLinux = hostfacts::scannedHostIsLinux();
+    const LinuxCpu linuxCpu = onLinux ? readLinuxCpu() : LinuxCpu();
+    int mhz = 0;
+    if (onLinux) {
+        const std::int64_t linuxMhz = linuxfacts::cpuMHz(linuxCpu.maxFreq, linuxCpu.info);
+        mhz = linuxMhz > INT32_MAX ? INT32_MAX : static_cast<int>(linuxMhz);
+        PP_TRACE("hardware cpuinfo_max_freq=%s highest cpu MHz=%d", linuxCpu.maxFreq.c_str(),
+                 static_cast<int>(linuxCpu.info.maxMhz));
+    }
+    if (mhz < 1) {
+        mhz = IntelGetMHzFromBrandstring(brand.c_str());
+        PP_TRACE("hardware IntelGetMHzFromBrandstring=%d", mhz);
+    }
     if (mhz < 1) {
         mhz = getIntValue("hw.cpufrequency_max") / 1000000;
         PP_TRACE("hardware hw.cpufrequency_max=%d", mhz);
@@ -170,6 +203,12 @@ ZelTable* PhysicalProcessorGroup::getTable() {
             physicalCpus = logicalCpus;
             if (packages <= 0) packages = logicalCpus / coresPerPackage;
         }
+    }
+
+    if (onLinux && manufacturer == "Unknown") {
+        const std::string maker = linuxfacts::cpuMaker(
+            vendor.empty() ? linuxCpu.info.vendor : vendor, linuxCpu.info.implementer);
+        if (!maker.empty()) manufacturer = maker;
     }
 
     PP_TRACE("hardware Processor man=%s fam=%s type=%s", manufacturer.c_str(), family.c_str(),

@@ -2,8 +2,11 @@
 // controllers, each controller its devices. Rows carry an MD5 of the device's
 // identity so that a host agent can follow one disk from scan to scan. NVMe, which
 // Macs have used since 2015, comes last so that older machines keep their numbers.
+// A Mac gives the size as text in GB of 1024 MB; on Linux the gathering's byte count
+// gives megabytes of 10^6 bytes, the unit disk makers and other agents use.
 #include "invscan/StorageGroup.h"
 
+#include "common/host/linux_facts.h"
 #include "invscan/CcLog.h"
 #include "invscan/HostFacts.h"
 #include "invscan/MacInfo.h"
@@ -11,6 +14,7 @@
 #include "invscan/ZelTableRow.h"
 #include "invscan/md5.h"
 
+#include <cstdint>
 #include <cstdlib>
 #include <cstring>
 #include <string>
@@ -26,6 +30,19 @@ const unsigned long TYPE_UNKNOWN = 1;
 const unsigned long TYPE_DVD = 23;
 const unsigned long TYPE_HARD_DISK = 30;
 
+// Linux: size_in_bytes (a number, or its exact decimal text past 32 bits), else the
+// size text read in decimal units; 0 when neither is there.
+unsigned long linuxSizeMB(VtNode* dev, const char* sizeText) {
+    std::uint64_t bytes = 0;
+    const int small = dev->getValue("", "size_in_bytes", -1);
+    if (small >= 0)
+        bytes = static_cast<std::uint64_t>(small);
+    else if (!linuxfacts::parseByteCount(dev->getValue("", "size_in_bytes", ""), &bytes) &&
+             !linuxfacts::parseDecimalSize(sizeText, &bytes))
+        return 0;
+    return linuxfacts::decimalMB(bytes);
+}
+
 } // namespace
 
 ZelTable* StorageGroup::getTable() {
@@ -38,6 +55,7 @@ ZelTable* StorageGroup::getTable() {
         log->traceMidExit(__LINE__, SRC, OP, "hardware %s", "StorageGroup");
         return nullptr;
     }
+    const bool onLinux = hostfacts::scannedHostIsLinux();
     ZelTable* table = new ZelTable(getGroupId(), getGroupVersion());
     unsigned long index = 1;
     for (const char* section : SECTIONS) {
@@ -53,7 +71,8 @@ ZelTable* StorageGroup::getTable() {
                 const char* sizeText = dev->getValue("", "size", "");
                 const char* maker = dev->getValue("", "f_manufacturer", "");
                 const char* bsd = dev->getValue("", "bsd_name", "");
-                unsigned long size = hostfacts::storageSizeMB(sizeText);
+                unsigned long size =
+                    onLinux ? linuxSizeMB(dev, sizeText) : hostfacts::storageSizeMB(sizeText);
                 unsigned long type = Toolbox::strcasestr(model, "DVD")   ? TYPE_DVD
                                      : std::strncmp(bsd, "disk", 4) == 0 ? TYPE_HARD_DISK
                                                                          : TYPE_UNKNOWN;
