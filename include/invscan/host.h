@@ -171,7 +171,7 @@ INVSCAN_API std::FILE* fopen(const char* path, const char* mode);
 INVSCAN_API std::FILE* popen(const char* command, const char* mode);
 INVSCAN_API int pclose(std::FILE* stream);
 INVSCAN_API struct hostent* gethostbyaddr(const void* addr, unsigned len, int type);
-// Bound on one live reverse lookup, in milliseconds (0: none). A lookup still
+// Bound on one live reverse lookup, in milliseconds (0, or more than 5000: 5000). A lookup still
 // unanswered then fails with TRY_AGAIN; its answer, if one comes, is dropped.
 INVSCAN_API void setLookupTimeout(unsigned ms);
 // Asks a reverse lookup ahead, so that several go on at once.

@@ -8,6 +8,7 @@
 #include "cli/Glpi.h"
 #include "cli/Manual.h"
 #include "cli/Sanitize.h"
+#include "cli/View.h"
 #include "common/host/host_internal.h"
 
 #include <CLI/CLI.hpp>
@@ -458,17 +459,19 @@ std::string utcNow() {
 
 // A scan from a file or standard input, at most DIFF_MAX_INPUT bytes and one more.
 bool readScanText(const std::string& path, std::string* out, std::string* why) {
-    std::FILE* f =
-        path == "-" ? stdin : safefile::streamOf(safefile::openRead(path.c_str(), why), "rb");
-    if (!f) return false;
+    if (path != "-") {
+        // Read to the file's exact size: no doubling of the buffer past it.
+        bool tooLarge = false;
+        if (safefile::readAll(path.c_str(), DIFF_MAX_INPUT, out, why, &tooLarge)) return true;
+        if (tooLarge) *why = "larger than " + std::to_string(DIFF_MAX_INPUT >> 20) + " MiB";
+        return false;
+    }
     char buf[65536];
     std::size_t n;
-    while (out->size() <= DIFF_MAX_INPUT && (n = std::fread(buf, 1, sizeof buf, f)) > 0)
+    while (out->size() <= DIFF_MAX_INPUT && (n = std::fread(buf, 1, sizeof buf, stdin)) > 0)
         out->append(buf, n);
-    bool failed = std::ferror(f) != 0;
-    if (f != stdin) std::fclose(f);
-    if (failed) *why = "cannot be read";
-    return !failed;
+    if (std::ferror(stdin)) *why = "cannot be read";
+    return !std::ferror(stdin);
 }
 
 int runDiff(const std::string& oldPath, const std::string& newPath, const std::string& format,
@@ -543,7 +546,9 @@ int main(int argc, char** argv) {
     bool listGroups = false, version = false, force = false, sanitize = false;
     app.add_option("-g,--group", groups, "Group to scan, by name or id (repeatable)")
         ->type_name("GROUP");
-    app.add_option("-f,--format", format, "Output format")
+    app.add_option("-f,--format", format,
+                   "Output format: text (readable, the default), dump (the tables' own block "
+                   "dump), json, glpi")
         ->type_name("FORMAT")
         ->check(CLI::IsMember({"text", "dump", "json", "glpi"}));
     app.add_option("-c,--config", config, "Hardware configuration file (XML)")->type_name("FILE");
@@ -562,8 +567,11 @@ int main(int argc, char** argv) {
                    "(/etc/invscan), else in ~/.config/invscan/")
         ->type_name("KEY");
     app.add_flag("--force", force, "With --record: empty a folder that is not empty first");
+    bool noLookup = false;
+    app.add_flag("-n,--no-lookup", noLookup,
+                 "Do not look addresses up in the name service (no query is sent)");
     app.add_flag("--list-groups", listGroups, "List the inventory groups and exit");
-    app.footer(EXIT_HELP);
+    app.footer(std::string(EXIT_HELP) + "\n\n" + groupsHelp());
     // invscan diff OLD NEW: exit 0 the same, 1 different, 2 trouble, as diff(1).
     std::string diffOld, diffNew, diffFormat = "text";
     bool diffAll = false;
@@ -740,6 +748,7 @@ int main(int argc, char** argv) {
             KorCfg::setKey(String("config_dir"), String(etc.c_str()));
         if (file && *file) KorCfg::setKey(String("hwscanner.config_file"), String(file));
     }
+    if (noLookup) KorCfg::setKey(String("hwscanner.reverse_lookup"), String("off"));
     factory->initialise();
     const String& path = factory->getHWConfigFile();
     std::string shown = path.toMultiByte();
@@ -768,7 +777,7 @@ int main(int argc, char** argv) {
 
     // The tables' own block dump is printed as each table is made; every other format
     // is built from the JSON document.
-    const bool blockDump = format == "dump" || format == "text";
+    const bool blockDump = format == "dump";
     nlohmann::ordered_json out;
     out["tool"] = "invscan";
     out["version"] = INVSCAN_VERSION;
@@ -830,6 +839,7 @@ int main(int argc, char** argv) {
     if (!sanitizedCopy) {
         if (format == "json") std::cout << out.dump(2) << std::endl;
         if (format == "glpi") std::cout << glpiInventory(out).dump(2) << std::endl;
+        if (format == "text") std::cout << readableView(out);
         if (blockDump && sanitizer)
             for (const std::string& d : dumps)
                 std::fwrite(d.data(), 1, d.size(), stdout);
