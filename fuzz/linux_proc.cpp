@@ -1,6 +1,6 @@
 // The Linux parsers over any text: /proc/cpuinfo, cache sizes, the mount table,
-// meminfo, the route tables, the resolver file, a VPD page and a device path never read out of
-// bounds or throw.
+// meminfo, processor makers and clocks, byte counts and sizes, the route tables, the resolver file,
+// a VPD page and a device path never read out of bounds or throw.
 #include "common/host/linux_facts.h"
 #include "invscan/HostFacts.h"
 
@@ -11,7 +11,13 @@
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     if (size > (1u << 20)) return 0;
     const std::string text(reinterpret_cast<const char*>(data), size);
-    linuxfacts::parseCpuinfo(text);
+    const linuxfacts::CpuInfo cpu = linuxfacts::parseCpuinfo(text);
+    linuxfacts::cpuMaker(cpu.vendor, cpu.implementer);
+    linuxfacts::cpuMaker(text, text);
+    linuxfacts::cpuMHz(text, cpu);
+    std::uint64_t bytes;
+    linuxfacts::parseByteCount(text, &bytes);
+    linuxfacts::parseDecimalSize(text, &bytes);
     linuxfacts::parseCacheSize(text);
     linuxfacts::parseMounts(text);
     linuxfacts::defaultRouter4(text, "eth0");

@@ -5,7 +5,10 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdio>
+#include <cstdlib>
 #include <string>
+#include <unistd.h>
 
 namespace {
 
@@ -54,6 +57,53 @@ TEST(LinuxGathering, ReportOfACapturedMachine) {
     ASSERT_TRUE(net);
     ASSERT_EQ(net->children.size(), 1u);
     EXPECT_EQ(valueOf(net->child("eth0")->child("Ethernet"), "MAC Address"), "02:fc:00:00:00:01");
+}
+
+// The memory section on machines with and without an SMBIOS table, and a table too
+// large for the registry's data value, which is left out with a word.
+TEST(LinuxGathering, SmbiosTableOrWhyNone) {
+    const std::string lenovo = linuxfacts::readFile(std::string(INVSCAN_TEST_DATA) + "/linux/",
+                                                    "lenovo-thinkpad-t480s.bin");
+    char dir[] = "/tmp/invscan-gather-smbios-XXXXXX";
+    ASSERT_TRUE(mkdtemp(dir));
+    const std::string root = dir, tables = root + "/sys/firmware/dmi/tables";
+    ASSERT_EQ(std::system(("mkdir -p " + tables).c_str()), 0);
+    const struct {
+        const char* what;
+        std::string table; // empty: no file at all
+        const char* reason;
+        std::size_t slots;
+        bool inRegistry;
+    } cases[] = {
+        {"no DMI in sysfs, as on this VM", "", "no SMBIOS table", 0, false},
+        {"a laptop's table", lenovo, "<none>", 2, true},
+        {"past what a report value holds", lenovo + std::string(60000, '\0'), "<none>", 2, false},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.what);
+        std::remove((tables + "/DMI").c_str());
+        if (!c.table.empty()) {
+            std::FILE* f = std::fopen((tables + "/DMI").c_str(), "wb");
+            ASSERT_TRUE(f);
+            std::fwrite(c.table.data(), 1, c.table.size(), f);
+            std::fclose(f);
+        }
+        report::Node sp;
+        report::buildSystemProfiler(report::readLinuxMachine(root, "sysprof"), &sp);
+        const report::Node* mem = sp.child("SystemProfiler")->child("SPMemoryDataType");
+        ASSERT_TRUE(mem);
+        EXPECT_EQ(valueOf(mem, "smbios_table"), c.reason);
+        const report::Node* slots = mem->child("SPMemoryDataType");
+        EXPECT_EQ(slots ? slots->children.size() : 0u, c.slots);
+
+        report::Node io;
+        report::buildRegistry(report::readLinuxMachine(root, "iokit"), &io);
+        const report::Node* pe = io.child("IOKit")->child("Root")->child("Linux");
+        ASSERT_TRUE(pe);
+        EXPECT_EQ(pe->child("AppleACPIPlatformExpert") != nullptr, c.inRegistry);
+        EXPECT_EQ(pe->value("SMBIOS-omitted") != nullptr, !c.table.empty() && !c.inRegistry);
+    }
+    ASSERT_EQ(std::system(("rm -rf " + root).c_str()), 0);
 }
 
 TEST(LinuxGathering, DisksByBus) {

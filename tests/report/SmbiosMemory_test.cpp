@@ -25,15 +25,16 @@ TEST(SmbiosMemory, ModulesOfRealMachines) {
         const char* type;
         const char* part;
         const char* maker;
+        int mb; // the size as a number; -1: none (an empty slot)
     } cases[] = {
         {"lenovo-thinkpad-t480s.bin", 2, 0, "BANK 0/ChannelA-DIMM0", "8 GB", "DDR4",
-         "HMAA51S6AMR6N-UH", "SK Hynix"},
+         "HMAA51S6AMR6N-UH", "SK Hynix", 8192},
         {"lenovo-thinkpad-t480s.bin", 2, 1, "BANK 2/ChannelB-DIMM0", "16 GB", "DDR4",
-         "M471A2K43CB1-CRC", "Samsung"},
-        {"asus-ux305la.bin", 2, 1, "BANK 2/ChannelB-DIMM0", "4 GB", "LPDDR3", "", "Elpida"},
-        {"dell-poweredge-r630.bin", 24, 0, "A1", "Empty", "Empty", nullptr, nullptr},
+         "M471A2K43CB1-CRC", "Samsung", 16384},
+        {"asus-ux305la.bin", 2, 1, "BANK 2/ChannelB-DIMM0", "4 GB", "LPDDR3", "", "Elpida", 4096},
+        {"dell-poweredge-r630.bin", 24, 0, "A1", "Empty", "Empty", nullptr, nullptr, -1},
         {"dell-poweredge-r630.bin", 24, 2, "A3", "16 GB", "DDR4", "18ASF2G72PDZ-2G3B1",
-         "002C00B3002C"},
+         "002C00B3002C", 16384},
     };
     for (const auto& c : cases) {
         report::Node sp("SystemProfiler");
@@ -46,6 +47,8 @@ TEST(SmbiosMemory, ModulesOfRealMachines) {
         EXPECT_EQ(c.slot, m.name) << c.file;
         EXPECT_EQ(c.size, m.text("", "dimm_size")) << c.file;
         EXPECT_EQ(c.type, m.text("", "dimm_type")) << c.file;
+        const report::Value* mb = m.value("dimm_size_mb");
+        EXPECT_EQ(c.mb, mb ? mb->i : -1) << c.file;
         if (c.part) {
             EXPECT_EQ(c.part, m.text("", "dimm_part_number")) << c.file;
         } else {

@@ -70,7 +70,7 @@ std::int64_t cacheSize(int level, const char* type) {
 std::int64_t cpuMaxHz() {
     const std::int64_t khz = linuxfacts::cpuMaxKHz("");
     if (khz > 0) return khz * 1000;
-    if (cpu().mhz > 0) return static_cast<std::int64_t>(cpu().mhz * 1000000.0);
+    if (cpu().maxMhz > 0) return static_cast<std::int64_t>(cpu().maxMhz * 1000000.0);
     return -1;
 }
 
