@@ -90,3 +90,60 @@ TEST(SmbiosReplay, EveryCorpusTableThroughTheProgram) {
 }
 
 } // namespace
+
+namespace {
+
+// A structure of an OEM type (200) with `len` formatted bytes and no strings.
+void oemStructure(std::vector<unsigned char>* t, unsigned char len, unsigned handle) {
+    t->push_back(200);
+    t->push_back(len);
+    t->push_back(static_cast<unsigned char>(handle & 0xFF));
+    t->push_back(static_cast<unsigned char>(handle >> 8));
+    t->insert(t->end(), len - 4, 0x5A);
+    t->push_back(0);
+    t->push_back(0);
+}
+
+} // namespace
+
+// A Linux host gives its table as the kernel's file, read whole: a table far larger
+// than the registry snapshot carries (here 200 KB, a real machine's structures and
+// OEM ones after them) comes out as the real machine's alone does.
+TEST(SmbiosReplay, LinuxTableOfAnySizeFromTheKernelFile) {
+    const auto expected = expectations();
+    const std::string name = "vmware-virtual-platform-large.bin";
+    std::ifstream in(kTables + name, std::ios::binary);
+    std::vector<unsigned char> table((std::istreambuf_iterator<char>(in)),
+                                     std::istreambuf_iterator<char>());
+    ASSERT_GT(table.size(), 8u);
+    // Its own structures, then OEM ones, then the end-of-table structure.
+    std::vector<unsigned char> big(table.begin(), table.end() - 6);
+    ASSERT_EQ(table[table.size() - 6], 127) << "the corpus table ends with type 127";
+    for (unsigned h = 0; big.size() < 200000; ++h)
+        oemStructure(&big, 250, 0x8000 + h);
+    big.insert(big.end(), table.end() - 6, table.end());
+
+    const std::string dir = testing::TempDir() + "/smbios-linux";
+    ASSERT_EQ(run("rm -rf '" + dir + "' && cp -r '" + std::string(INVSCAN_TEST_DATA) +
+                  "/bundles/linux-debian12-vm' '" + dir + "' && echo ok"),
+              "ok\n");
+    writeFile(dir + "/files/%2Fsys%2Ffirmware%2Fdmi%2Ftables%2FDMI",
+              std::string(big.begin(), big.end()));
+    std::ofstream(dir + "/files.txt", std::ios::app)
+        << "/sys/firmware/dmi/tables/DMI\tfiles/%2Fsys%2Ffirmware%2Fdmi%2Ftables%2FDMI\n";
+    std::string out = run("env -u KOR_HOMEDIR -u INVSCAN_REPLAY -u INVSCAN_RECORD " +
+                          std::string(INVSCAN_BINARY_DIR) + "/bin/invscan --replay '" + dir +
+                          "' --group SMBIOS --format json 2>/dev/null");
+    nlohmann::json doc = nlohmann::json::parse(out, nullptr, false);
+    ASSERT_FALSE(doc.is_discarded()) << out.substr(0, 200);
+    ASSERT_EQ(doc["tables"][0]["rows"].size(), 1u) << out.substr(0, 400);
+    std::map<int, std::string> got;
+    for (const auto& attr : doc["tables"][0]["rows"][0]) {
+        const auto& v = attr["value"];
+        got[attr["id"].get<int>()] = v.is_string() ? v.get<std::string>() : v.dump();
+    }
+    auto it = expected.find(name);
+    ASSERT_NE(it, expected.end());
+    EXPECT_EQ(got, it->second);
+    run("rm -rf '" + dir + "'");
+}

@@ -5,6 +5,9 @@
 #include "invscan/CcLog.h"
 #include "invscan/MacInfo.h"
 #include "invscan/vtree.h"
+#include "invscan/SMBIOS/smbios_host.h"
+
+#include <vector>
 
 static const char* const kFile = "./../../../src/invscan/SMBIOS/SMBIOSTable";
 static const char* const kOp = "getDataFromIOKit()";
@@ -45,7 +48,17 @@ bool SMBIOSTable::getDataFromIOKit() {
     log->traceMAX(__LINE__, kFile, kOp, "hardware %s", "Looking for kernel32.dll");
     bool ok = false;
     VtExecInfo* info = MacInfo::getIoKit();
-    if (!info) {
+    std::vector<unsigned char> raw;
+    if (linuxSmbiosTable(&raw) && raw.size() <= 0x7FFFFFF0u) {
+        // Read whole from the kernel: no size limit of the snapshot's dump on the way.
+        revision = majorVersion = minorVersion = 0;
+        numTables = static_cast<int>(raw.size() / 4);
+        takeBytes(raw.data(), static_cast<int>(raw.size()));
+        ok = true;
+        log->traceMAX(__LINE__, kFile, kOp,
+                      "hardware SMBIOS Version: %d.%d (Length: %d) successfully retrieved",
+                      majorVersion, minorVersion, totalLength);
+    } else if (!info) {
         log->traceMAX(__LINE__, kFile, kOp, "hardware %s", "No IOKIT data available");
     } else if (vtGetValue(info, "IOKit.Root.IOKitDiagnostics.Classes", "AppleSMBIOS", 1) != 0 &&
                vtGetValue(info, "IOKit.Root.IOKitDiagnostics.Classes", "AppleACPIPlatformExpert",

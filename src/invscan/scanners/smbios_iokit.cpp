@@ -1,5 +1,6 @@
 // Raw SMBIOS table of the I/O-registry snapshot for the processor summary.
 #include "invscan/smbios.h"
+#include "invscan/SMBIOS/smbios_host.h"
 
 #include "invscan/MacInfo.h"
 #include "invscan/vtree.h"
@@ -16,6 +17,13 @@ __attribute__((format(printf, 3, 4)))
 void smbiosTrace(const char* fn, int line, const char* fmt, ...);
 
 static bool getSmbiosTableRaw(std::vector<unsigned char>& table) {
+    if (linuxSmbiosTable(&table)) {
+        // The same spare zero bytes after the data as the snapshot's copy has.
+        const size_t n = table.size();
+        table.resize(n + 10, 0);
+        table.resize(n);
+        return true;
+    }
     VtExecInfo* info = MacInfo::getIoKit();
     if (!info) {
         std::fprintf(stderr, "getSmbiosTableRaw() ERROR! No iokit data available\n");
