@@ -107,6 +107,9 @@ int main() {
     props["kernel"] = {{"type", "string"}};
     // The scanned host's node name; absent in scans made before it was added.
     props["host"] = {{"type", "string"}};
+    // What a scan that was not root could not read ("serial number", "UUID",
+    // "SMBIOS table"); absent when nothing was missed for want of root.
+    props["needs_root"] = {{"type", "array"}, {"items", {{"type", "string"}}}};
     props["scan_time"] = {{"type", "string"},
                           {"pattern", "^[0-9]{4}-[0-9]{2}-[0-9]{2}T[0-9]{2}:[0-9]{2}:[0-9]{2}Z$"}};
     props["tables"] = {{"type", "array"}, {"items", {{"$ref", "#/$defs/table"}}}};

@@ -4,6 +4,7 @@
 
 #include "invscan_export.h"
 #include "host.h"
+#include "host_root.h"
 #include "String.h"
 #include "File.h"
 #include "SafeFile.h"

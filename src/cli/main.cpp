@@ -2,6 +2,7 @@
 // the tables' own text dump or as JSON.
 #include "invscan/invscan.h"
 #include "invscan/host.h"
+#include "invscan/host_root.h"
 #include "invscan/HostFacts.h"
 #include "invscan/ZelValue.h"
 #include "cli/Diff.h"
@@ -14,6 +15,7 @@
 #include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
 
+#include <algorithm>
 #include <cctype>
 #include <cerrno>
 #include <climits>
@@ -824,6 +826,23 @@ int main(int argc, char** argv) {
             std::fprintf(stderr, "invscan: cannot record into '%s': %s\n", recordDir.c_str(), e);
             return EXIT_RECORD_FAILED;
         }
+    }
+    // Values left empty because this scan is not root, said once, apart from values
+    // the machine does not have.
+    std::vector<std::string> missed;
+    for (const std::string& path : host::missedForWantOfRoot()) {
+        const char* what = path.find("/dmi/tables/") != std::string::npos ? "SMBIOS table"
+                           : path.find("uuid") != std::string::npos       ? "UUID"
+                                                                          : "serial number";
+        if (std::find(missed.begin(), missed.end(), what) == missed.end()) missed.push_back(what);
+    }
+    if (!missed.empty()) {
+        out["needs_root"] = missed;
+        std::string list;
+        for (const std::string& m : missed)
+            list += (list.empty() ? "" : ", ") + m;
+        std::fprintf(stderr, "invscan: not run as root: %s not read (they need root)\n",
+                     list.c_str());
     }
     if (sanitizer) {
         for (const auto& t : out["tables"])

@@ -180,6 +180,8 @@ TEST(View, HeaderNamesHostSystemAndTime) {
         {table(4, "Operating System", Json::array({Json::array({attr(1, "Name", "Debian 12")})}))});
     Json noHost = scanOf(os);
     noHost.erase("host");
+    Json notRoot = scanOf(os);
+    notRoot["needs_root"] = {"serial number", "UUID"};
     const std::string when = "Scanned: 2026-01-02 03:04:05 UTC (invscan 0)\n";
     const std::string none = "Host:    unknown\nSystem:  unknown\nScanned: unknown\n";
     const struct {
@@ -189,6 +191,8 @@ TEST(View, HeaderNamesHostSystemAndTime) {
         {scanOf(os), "Host:    testhost\nSystem:  Debian 12\n" + when},
         {scanOf(Json::array()), "Host:    testhost\nSystem:  Linux\n" + when},
         {noHost, "Host:    unknown\nSystem:  Debian 12\n" + when},
+        {notRoot, "Host:    testhost\nSystem:  Debian 12\n" + when +
+                      "Not read: serial number, UUID (needs root)\n"},
         {Json::object(), none},
         {Json::array({1, 2}), none},
     };
