@@ -57,26 +57,70 @@ const Json& nullJson() {
     return n;
 }
 
-// The attribute ids a group's rows are matched by: its keys, less "Index" when
-// there are others, so that a new disk or mount does not shift every row after it.
-std::vector<unsigned> matchKeys(unsigned group) {
-    std::vector<unsigned> keys;
+// What identifies a row of a group, tried in turn: rows one identity leaves unpaired
+// may still pair by the next (an adapter whose hardware address changed keeps its
+// name). A running Index is never one: it moves when a row before it comes or goes.
+struct Identities {
+    unsigned group;
+    const char* names[3][2];
+};
+const Identities IDENTITIES[] = {
+    {5, {{"ID"}, {"Serial Number"}}},
+    // An interface with the same address and name, then either one (Model is the
+    // interface's kind and name: "Ethernet-en0").
+    {7, {{"Permanent Address", "Model"}, {"Permanent Address"}, {"Model"}}},
+    {6, {{"Address", "Permanent Mac Address"}}},
+    {51, {{"Address", "Adapter Name"}}},
+    {27, {{"FS Mount Point"}}},
+    {31, {{"Socket Name"}}},
+    {44, {{"Id"}}},
+};
+
+typedef std::vector<unsigned> Identity; // attribute ids
+
+// A group's identities as attribute ids; a group not listed above is identified by
+// its catalog keys less Index. A group without any pairs its rows in order.
+std::vector<Identity> identitiesOf(unsigned group) {
+    std::vector<Identity> out;
     const zelGroupDef* def = getGroupDefinitionFromId(group);
-    if (!def || !def->keys) return keys;
-    for (uint32_t i = 0; i < def->keyCount && def->keys[i] != ZEL_DEF_END; ++i)
-        keys.push_back(def->keys[i]);
-    if (keys.size() > 1) {
-        std::vector<unsigned> rest;
-        for (unsigned k : keys) {
-            const zelAttribDef* a = getAttribDefinitionFromId(def, k);
-            if (!a || std::string(a->name) != "Index") rest.push_back(k);
+    if (!def) return out;
+    auto idOf = [def](const char* name) -> unsigned {
+        for (const zelAttribDef* a = def->attribs; a && a->id != ZEL_DEF_END; ++a)
+            if (std::string(a->name) == name) return a->id;
+        return ZEL_DEF_END;
+    };
+    for (const Identities& g : IDENTITIES) {
+        if (g.group != group) continue;
+        for (const auto& names : g.names) {
+            Identity id;
+            for (const char* n : names)
+                if (n && idOf(n) != ZEL_DEF_END) id.push_back(idOf(n));
+            if (!id.empty()) out.push_back(id);
         }
-        if (!rest.empty()) keys = rest;
+        return out;
     }
-    return keys;
+    Identity keys;
+    for (uint32_t i = 0; def->keys && i < def->keyCount && def->keys[i] != ZEL_DEF_END; ++i)
+        if (def->keys[i] != idOf("Index")) keys.push_back(def->keys[i]);
+    if (!keys.empty()) out.push_back(keys);
+    return out;
 }
 
-std::string keyOf(const Row& r, const std::vector<unsigned>& keys) {
+bool blank(const Json& v) {
+    return v.is_null() || (v.is_string() && v.get_ref<const std::string&>().find_first_not_of(
+                                                ' ') == std::string::npos);
+}
+
+// An identity names a row when one of its values at least is there and not blank.
+bool identifies(const Row& r, const Identity& keys) {
+    for (unsigned id : keys) {
+        const Attr* a = r.find(id);
+        if (a && !blank(*a->value)) return true;
+    }
+    return false;
+}
+
+std::string keyOf(const Row& r, const Identity& keys) {
     std::string k;
     for (unsigned id : keys) {
         const Attr* a = r.find(id);
@@ -90,7 +134,7 @@ std::string keyOf(const Row& r, const std::vector<unsigned>& keys) {
     return k;
 }
 
-Json keyJson(const Row& r, const std::vector<unsigned>& keys) {
+Json keyJson(const Row& r, const Identity& keys) {
     Json k = Json::object();
     for (unsigned id : keys)
         if (const Attr* a = r.find(id)) k[*a->name] = *a->value;
@@ -133,7 +177,10 @@ std::vector<Row> rowsOf(const Json& table) {
 std::map<unsigned, const Json*> tablesById(const Json& scan) {
     std::map<unsigned, const Json*> t;
     for (const Json& table : scan["tables"])
-        if (table.is_object() && table.contains("id") && table["id"].is_number_unsigned())
+        // A group asked for that gave no table ("no table", "not available") was
+        // not scanned.
+        if (table.is_object() && table.contains("id") && table["id"].is_number_unsigned() &&
+            table.contains("rows") && table["rows"].is_array())
             t.emplace(table["id"].get<unsigned>(), &table);
     return t;
 }
@@ -322,6 +369,75 @@ bool diffReadScan(const std::string& text, Json* scan, std::string* why) {
     return true;
 }
 
+namespace {
+
+// Rows of one group paired across the scans, by the identity that paired them.
+struct Pairing {
+    struct Pair {
+        const Row* before;
+        const Row* after;
+        const Identity* by; // null when paired in order
+    };
+    std::vector<Pair> both;
+    std::vector<const Row*> removed, added;
+};
+
+Pairing pairRows(const std::vector<Row>& before, const std::vector<Row>& after,
+                 const std::vector<Identity>& identities) {
+    Pairing p;
+    std::vector<bool> oldDone(before.size(), false), newDone(after.size(), false);
+    // Of rows sharing one key, the first old pairs with the first new, and so on.
+    struct Pending {
+        std::vector<std::size_t> rows; // positions in `after`
+        std::size_t next = 0;
+    };
+    for (const Identity& keys : identities) {
+        std::unordered_map<std::string, Pending> newByKey;
+        for (std::size_t i = 0; i < after.size(); ++i)
+            if (!newDone[i] && identifies(after[i], keys))
+                newByKey[keyOf(after[i], keys)].rows.push_back(i);
+        if (newByKey.empty()) continue;
+        for (std::size_t o = 0; o < before.size(); ++o) {
+            if (oldDone[o] || !identifies(before[o], keys)) continue;
+            auto it = newByKey.find(keyOf(before[o], keys));
+            if (it == newByKey.end() || it->second.next == it->second.rows.size()) continue;
+            const std::size_t n = it->second.rows[it->second.next++];
+            oldDone[o] = newDone[n] = true;
+            p.both.push_back({&before[o], &after[n], &keys});
+        }
+    }
+    // Rows that nothing identifies (the one row of a group without keys, or a row
+    // whose identifying values are all blank) pair in their order.
+    auto anonymous = [&identities](const Row& r) {
+        for (const Identity& keys : identities)
+            if (identifies(r, keys)) return false;
+        return true;
+    };
+    std::size_t n = 0;
+    for (std::size_t o = 0; o < before.size(); ++o) {
+        if (oldDone[o] || !anonymous(before[o])) continue;
+        while (n < after.size() && (newDone[n] || !anonymous(after[n])))
+            ++n;
+        if (n == after.size()) break;
+        oldDone[o] = newDone[n] = true;
+        p.both.push_back({&before[o], &after[n], nullptr});
+    }
+    for (std::size_t o = 0; o < before.size(); ++o)
+        if (!oldDone[o]) p.removed.push_back(&before[o]);
+    for (std::size_t i = 0; i < after.size(); ++i)
+        if (!newDone[i]) p.added.push_back(&after[i]);
+    return p;
+}
+
+// What names a row on its own: its first identity that does.
+Json keyJson(const Row& r, const std::vector<Identity>& identities) {
+    for (const Identity& keys : identities)
+        if (identifies(r, keys)) return keyJson(r, keys);
+    return Json::object();
+}
+
+} // namespace
+
 Json diffScans(const Json& oldScan, const Json& newScan, bool all) {
     Json differences = Json::array();
     const auto oldTables = tablesById(oldScan), newTables = tablesById(newScan);
@@ -332,98 +448,54 @@ Json diffScans(const Json& oldScan, const Json& newScan, bool all) {
         groups.insert(t.first);
     for (unsigned group : groups) {
         auto o = oldTables.find(group), n = newTables.find(group);
-        const std::vector<Row> before =
-            o == oldTables.end() ? std::vector<Row>() : rowsOf(*o->second);
-        const std::vector<Row> after =
-            n == newTables.end() ? std::vector<Row>() : rowsOf(*n->second);
         const zelGroupDef* def = getGroupDefinitionFromId(group);
         const std::string groupName = def ? def->name : std::to_string(group);
-        const std::vector<unsigned> keys = matchKeys(group);
-        const zelAttribDef* indexDef = nullptr;
-        for (const zelAttribDef* a = def ? def->attribs : nullptr; a && a->id != ZEL_DEF_END; ++a)
-            if (std::string(a->name) == "Index") indexDef = a;
-        const bool byIndex =
-            indexDef && std::find(keys.begin(), keys.end(), indexDef->id) != keys.end();
-        // New rows by key; a key met twice pairs its rows in order, so both stay apart.
-        // Old rows are then taken in their order, and what is left of the new is added.
-        auto keyFor = [&keys](const Row& r) {
-            return keys.empty() ? std::string("row") : keyOf(r, keys);
-        };
-        struct Pending {
-            std::vector<std::size_t> rows; // positions in `after`
-            std::size_t next = 0;
-        };
-        std::unordered_map<std::string, Pending> newByKey;
-        newByKey.reserve(after.size());
-        for (std::size_t i = 0; i < after.size(); ++i)
-            newByKey[keyFor(after[i])].rows.push_back(i);
-        std::vector<const Row*> removed, added;
-        std::vector<std::pair<const Row*, const Row*>> both;
-        std::vector<bool> matched(after.size(), false);
-        for (const Row& r : before) {
-            auto it = newByKey.find(keyFor(r));
-            if (it != newByKey.end() && it->second.next < it->second.rows.size()) {
-                const std::size_t i = it->second.rows[it->second.next++];
-                matched[i] = true;
-                both.emplace_back(&r, &after[i]);
-            } else {
-                removed.push_back(&r);
-            }
+        // A group one scan did not cover says nothing of its rows.
+        const bool inOld = o != oldTables.end(), inNew = n != newTables.end();
+        if (inOld != inNew) {
+            differences.push_back({{"group", groupName},
+                                   {"id", group},
+                                   {"change", "not scanned"},
+                                   {"absent_from", inOld ? "new" : "old"}});
+            continue;
         }
-        for (std::size_t i = 0; i < after.size(); ++i)
-            if (!matched[i]) added.push_back(&after[i]);
-        // A row whose key itself changed (a disk's serial is part of its ID) is still
-        // the same row when it keeps its place: unmatched rows of the same Index pair up.
-        if (indexDef) {
-            for (auto r = removed.begin(); r != removed.end();) {
-                auto same = added.end();
-                const Attr* ri = (*r)->find(indexDef->id);
-                for (auto a = added.begin(); a != added.end() && ri; ++a) {
-                    const Attr* ai = (*a)->find(indexDef->id);
-                    if (ai && *ai->value == *ri->value) same = a;
-                }
-                if (same == added.end()) {
-                    ++r;
-                    continue;
-                }
-                both.emplace_back(*r, *same);
-                added.erase(same);
-                r = removed.erase(r);
-            }
-        }
-        for (const auto& side : {std::make_pair("removed", &removed), {"added", &added}})
+        const std::vector<Row> before = rowsOf(*o->second), after = rowsOf(*n->second);
+        const std::vector<Identity> identities = identitiesOf(group);
+        const Pairing p = pairRows(before, after, identities);
+        for (const auto& side : {std::make_pair("removed", &p.removed), {"added", &p.added}})
             for (const Row* r : *side.second)
                 differences.push_back({{"group", groupName},
                                        {"id", group},
                                        {"change", side.first},
-                                       {"key", keyJson(*r, keys)},
+                                       {"key", keyJson(*r, identities)},
                                        {"row", rowJson(*r, group, all)}});
-        for (const auto& p : both) {
+        for (const auto& pair : p.both) {
             Json attrs = Json::array();
             // Both rows list mostly the same attributes: the first's, then any the
             // second has alone.
             std::vector<unsigned> ids;
-            ids.reserve(p.first->values.size());
-            for (const auto& v : p.first->values)
+            ids.reserve(pair.before->values.size());
+            for (const auto& v : pair.before->values)
                 ids.push_back(v.first);
-            for (const auto& v : p.second->values)
-                if (!p.first->find(v.first)) ids.push_back(v.first);
+            for (const auto& v : pair.after->values)
+                if (!pair.before->find(v.first)) ids.push_back(v.first);
             for (unsigned id : ids) {
-                const Attr* a = p.first->find(id);
-                const Attr* b = p.second->find(id);
+                const Attr* a = pair.before->find(id);
+                const Attr* b = pair.after->find(id);
                 const Json& ov = a ? *a->value : nullJson();
                 const Json& nv = b ? *b->value : nullJson();
                 const std::string& name = a ? *a->name : *b->name;
-                if (ov == nv || (!all && isVolatile(group, name)) || (name == "Index" && !byIndex))
-                    continue;
+                // Index only counts the rows before this one.
+                if (ov == nv || (!all && isVolatile(group, name)) || name == "Index") continue;
                 attrs.push_back({{"id", id}, {"name", name}, {"old", ov}, {"new", nv}});
             }
             if (!attrs.empty())
-                differences.push_back({{"group", groupName},
-                                       {"id", group},
-                                       {"change", "changed"},
-                                       {"key", keyJson(*p.first, keys)},
-                                       {"attributes", attrs}});
+                differences.push_back(
+                    {{"group", groupName},
+                     {"id", group},
+                     {"change", "changed"},
+                     {"key", pair.by ? keyJson(*pair.before, *pair.by) : Json::object()},
+                     {"attributes", attrs}});
         }
     }
     Json out;
@@ -436,6 +508,10 @@ std::string diffText(const Json& result) {
     std::string out;
     for (const Json& d : result["differences"]) {
         out += d["group"].get<std::string>() + ": " + d["change"].get<std::string>();
+        if (d.contains("absent_from")) {
+            out += " in the " + d["absent_from"].get<std::string>() + " scan\n";
+            continue;
+        }
         std::string key;
         for (const auto& k : d["key"].items())
             key += (key.empty() ? "" : ", ") + k.key() + "=" + k.value().dump();
