@@ -74,6 +74,14 @@ std::string glpiDate(const std::string& s) {
     return std::regex_match(s, iso) ? s : std::string();
 }
 
+// The release in a kernel's own description: "Linux version 6.1.0-18-amd64 (...) ..."
+// (/proc/version) or "Darwin Kernel Version 18.7.0: ..." (uname -v).
+std::string kernelRelease(const std::string& description) {
+    static const std::regex release("^[A-Za-z]+ (?:[Kk]ernel )?[Vv]ersion ([^ :]+).*");
+    std::smatch m;
+    return std::regex_match(description, m, release) ? m[1].str() : std::string();
+}
+
 bool isMac(const std::string& s) {
     static const std::regex mac("^[0-9A-Fa-f]{2}(:[0-9A-Fa-f]{2}){5}$");
     return std::regex_match(s, mac);
@@ -81,7 +89,7 @@ bool isMac(const std::string& s) {
 
 } // namespace
 
-Json glpiInventory(const Json& scan) {
+Json glpiInventory(const Json& scan, const std::string& deviceId) {
     Json content;
     const std::vector<Row> smbios = rows(scan, 24), component = rows(scan, 1),
                            memory = rows(scan, 3);
@@ -155,6 +163,7 @@ Json glpiInventory(const Json& scan) {
         for (char& ch : kernel)
             ch = static_cast<char>(std::tolower(static_cast<unsigned char>(ch)));
         put(os, "kernel_name", kernel);
+        put(os, "kernel_version", kernelRelease(text(o, "Description String")));
         for (const Row& g : rows(scan, 15)) {
             long long secs = number(g, "Time Zone Seconds");
             std::string name = text(g, "Time Zone Name");
@@ -260,16 +269,25 @@ Json glpiInventory(const Json& scan) {
     }
     content["versionclient"] = "invscan_v" + scan.value("version", std::string());
 
-    // The same host gives the same id: its UUID, else its serial, else a hardware address.
-    std::string identity = uuid;
-    if (identity.empty() && bios.contains("ssn")) identity = bios["ssn"].get<std::string>();
-    if (identity.empty()) identity = firstMac;
-    if (identity.empty())
-        identity = content.contains("operatingsystem") ? content["operatingsystem"].dump() : "host";
-    char* digest = md5_checksum(identity.c_str());
-    std::string deviceid =
-        std::string("invscan-") + (digest ? std::string(digest).substr(0, 16) : "host");
-    std::free(digest);
+    // The agent's id: the one the caller keeps, else the node name, which every scan
+    // has whatever its groups and whoever runs it (a hardware value would change the id
+    // with the groups asked for, a UUID or serial with root). Only a scan that has no
+    // node name (bundles recorded without one) falls back to what its tables hold.
+    std::string deviceid = deviceId.empty() ? scan.value("host", std::string()) : deviceId;
+    if (deviceid.empty()) {
+        std::string identity = uuid;
+        if (identity.empty() && bios.contains("ssn")) identity = bios["ssn"].get<std::string>();
+        if (identity.empty()) identity = firstMac;
+        if (identity.empty()) {
+            Json stable = content; // less what changes from scan to scan
+            stable.erase("accesslog");
+            stable.erase("versionclient");
+            identity = stable.dump();
+        }
+        char* digest = md5_checksum(identity.c_str());
+        deviceid = std::string("invscan-") + (digest ? std::string(digest).substr(0, 16) : "host");
+        std::free(digest);
+    }
 
     Json inventory;
     inventory["action"] = "inventory";

@@ -8,7 +8,10 @@
 
 #include <string>
 
-// `scan` is the front end's JSON object (tool, version, kernel, tables ...).
-nlohmann::ordered_json glpiInventory(const nlohmann::ordered_json& scan);
+// `scan` is the front end's JSON object (tool, version, kernel, host, tables ...).
+// `deviceId` is the agent's id when the caller keeps one; without it the id is the
+// scan's node name.
+nlohmann::ordered_json glpiInventory(const nlohmann::ordered_json& scan,
+                                     const std::string& deviceId = "");
 
 #endif
