@@ -13,12 +13,15 @@ want() { for p in "$@"; do installed "$p" || need+=("$p"); done; }
 
 for kind in "${@:-base}"; do
   case "$kind" in
-    base) want cmake ninja-build g++ pkg-config libpugixml-dev nlohmann-json3-dev libcli11-dev ;;
+    base) want cmake ninja-build g++ pkg-config libpugixml-dev nlohmann-json3-dev libcli11-dev \
+               libcurl4-openssl-dev zlib1g-dev ;;
     test) want cmake ninja-build g++ pkg-config libpugixml-dev nlohmann-json3-dev libcli11-dev \
-               libgtest-dev libbenchmark-dev clang locales python3-jsonschema time ;;
+               libcurl4-openssl-dev zlib1g-dev openssl libgtest-dev libbenchmark-dev clang locales \
+               python3-jsonschema time ;;
     m32)
       dpkg --print-foreign-architectures | grep -qx i386 || { dpkg --add-architecture i386; need+=(update); }
-      want gcc-multilib g++-multilib libpugixml-dev:i386 libgtest-dev:i386 ;;
+      want gcc-multilib g++-multilib libpugixml-dev:i386 libgtest-dev:i386 \
+        libcurl4-openssl-dev:i386 zlib1g-dev:i386 ;;
     fuzz) want clang libclang-rt-14-dev ;;
     check) want git clang-format python3 python3-yaml ;;
     package) want dpkg-dev fakeroot lintian ;;
