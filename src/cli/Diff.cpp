@@ -3,6 +3,8 @@
 #include "invscan/ZelDefs.h"
 
 #include <algorithm>
+#include <functional>
+#include <ostream>
 #include <map>
 #include <set>
 #include <string>
@@ -438,8 +440,11 @@ Json keyJson(const Row& r, const std::vector<Identity>& identities) {
 
 } // namespace
 
-Json diffScans(const Json& oldScan, const Json& newScan, bool all) {
-    Json differences = Json::array();
+namespace {
+
+// Hands each difference to `emit` as it is found.
+void forEachDifference(const Json& oldScan, const Json& newScan, bool all,
+                       const std::function<void(Json&&)>& emit) {
     const auto oldTables = tablesById(oldScan), newTables = tablesById(newScan);
     std::set<unsigned> groups;
     for (const auto& t : oldTables)
@@ -453,10 +458,10 @@ Json diffScans(const Json& oldScan, const Json& newScan, bool all) {
         // A group one scan did not cover says nothing of its rows.
         const bool inOld = o != oldTables.end(), inNew = n != newTables.end();
         if (inOld != inNew) {
-            differences.push_back({{"group", groupName},
-                                   {"id", group},
-                                   {"change", "not scanned"},
-                                   {"absent_from", inOld ? "new" : "old"}});
+            emit({{"group", groupName},
+                  {"id", group},
+                  {"change", "not scanned"},
+                  {"absent_from", inOld ? "new" : "old"}});
             continue;
         }
         const std::vector<Row> before = rowsOf(*o->second), after = rowsOf(*n->second);
@@ -464,11 +469,11 @@ Json diffScans(const Json& oldScan, const Json& newScan, bool all) {
         const Pairing p = pairRows(before, after, identities);
         for (const auto& side : {std::make_pair("removed", &p.removed), {"added", &p.added}})
             for (const Row* r : *side.second)
-                differences.push_back({{"group", groupName},
-                                       {"id", group},
-                                       {"change", side.first},
-                                       {"key", keyJson(*r, identities)},
-                                       {"row", rowJson(*r, group, all)}});
+                emit({{"group", groupName},
+                      {"id", group},
+                      {"change", side.first},
+                      {"key", keyJson(*r, identities)},
+                      {"row", rowJson(*r, group, all)}});
         for (const auto& pair : p.both) {
             Json attrs = Json::array();
             // Both rows list mostly the same attributes: the first's, then any the
@@ -490,46 +495,81 @@ Json diffScans(const Json& oldScan, const Json& newScan, bool all) {
                 attrs.push_back({{"id", id}, {"name", name}, {"old", ov}, {"new", nv}});
             }
             if (!attrs.empty())
-                differences.push_back(
-                    {{"group", groupName},
-                     {"id", group},
-                     {"change", "changed"},
-                     {"key", pair.by ? keyJson(*pair.before, *pair.by) : Json::object()},
-                     {"attributes", attrs}});
+                emit({{"group", groupName},
+                      {"id", group},
+                      {"change", "changed"},
+                      {"key", pair.by ? keyJson(*pair.before, *pair.by) : Json::object()},
+                      {"attributes", attrs}});
         }
     }
+}
+
+// One difference as diffText gives it.
+std::string differenceText(const Json& d) {
+    std::string out = d["group"].get<std::string>() + ": " + d["change"].get<std::string>();
+    if (d.contains("absent_from"))
+        return out + " in the " + d["absent_from"].get<std::string>() + " scan\n";
+    std::string key;
+    for (const auto& k : d["key"].items())
+        key += (key.empty() ? "" : ", ") + k.key() + "=" + k.value().dump();
+    if (!key.empty()) out += " (" + key + ")";
+    if (d.contains("attributes")) {
+        for (const Json& a : d["attributes"])
+            out += "\n    " + a["name"].get<std::string>() + ": " + a["old"].dump() + " -> " +
+                   a["new"].dump();
+    } else {
+        for (const auto& v : d["row"].items())
+            out += "\n    " + v.key() + ": " + v.value().dump();
+    }
+    return out + "\n";
+}
+
+std::string countText(std::size_t n) {
+    return n == 0 ? std::string("no differences\n")
+                  : std::to_string(n) + (n == 1 ? " difference\n" : " differences\n");
+}
+
+} // namespace
+
+Json diffScans(const Json& oldScan, const Json& newScan, bool all) {
+    Json differences = Json::array();
+    forEachDifference(oldScan, newScan, all,
+                      [&differences](Json&& d) { differences.push_back(std::move(d)); });
     Json out;
     out["format"] = oldScan["format"];
-    out["differences"] = differences;
+    out["differences"] = std::move(differences);
     return out;
+}
+
+std::size_t diffWrite(std::ostream& out, const Json& oldScan, const Json& newScan, bool all,
+                      bool json) {
+    std::size_t n = 0;
+    if (json) out << "{\n  \"format\": " << oldScan["format"].dump() << ",\n  \"differences\": [";
+    forEachDifference(oldScan, newScan, all, [&](Json&& d) {
+        if (!json) {
+            out << differenceText(d);
+        } else {
+            // As dump(2) nests it: two levels in. No line of a dump but the first
+            // starts inside a string (a newline in one is written \n).
+            std::string text = d.dump(2);
+            for (std::size_t at = 0; (at = text.find('\n', at)) != std::string::npos; at += 5)
+                text.insert(at + 1, "    ");
+            out << (n ? ",\n    " : "\n    ") << text;
+        }
+        ++n;
+    });
+    if (json)
+        out << (n ? "\n  ]\n}\n" : "]\n}\n");
+    else
+        out << countText(n);
+    return n;
 }
 
 std::string diffText(const Json& result) {
     std::string out;
-    for (const Json& d : result["differences"]) {
-        out += d["group"].get<std::string>() + ": " + d["change"].get<std::string>();
-        if (d.contains("absent_from")) {
-            out += " in the " + d["absent_from"].get<std::string>() + " scan\n";
-            continue;
-        }
-        std::string key;
-        for (const auto& k : d["key"].items())
-            key += (key.empty() ? "" : ", ") + k.key() + "=" + k.value().dump();
-        if (!key.empty()) out += " (" + key + ")";
-        if (d.contains("attributes")) {
-            for (const Json& a : d["attributes"])
-                out += "\n    " + a["name"].get<std::string>() + ": " + a["old"].dump() + " -> " +
-                       a["new"].dump();
-        } else {
-            for (const auto& v : d["row"].items())
-                out += "\n    " + v.key() + ": " + v.value().dump();
-        }
-        out += "\n";
-    }
-    const std::size_t n = result["differences"].size();
-    out += n == 0 ? std::string("no differences\n")
-                  : std::to_string(n) + (n == 1 ? " difference\n" : " differences\n");
-    return out;
+    for (const Json& d : result["differences"])
+        out += differenceText(d);
+    return out + countText(result["differences"].size());
 }
 
 std::string diffVolatileList() {

@@ -1,11 +1,14 @@
-// Change tracking between two JSON scans: rows matched by their group's key
-// attributes, then what was added, removed and changed, attribute by attribute.
+// Change tracking between two JSON scans: rows paired by what identifies them (an
+// address and its interface, a mount point, a disk's ID or serial ...), then what was
+// added, removed and changed, attribute by attribute, and which groups only one scan
+// has.
 #ifndef INVSCAN_CLI_DIFF_H
 #define INVSCAN_CLI_DIFF_H
 
 #include <nlohmann/json.hpp>
 
 #include <cstddef>
+#include <iosfwd>
 #include <string>
 
 // The largest scan a diff reads; past it the file is refused.
@@ -22,13 +25,21 @@ const std::size_t DIFF_MEMORY_SLACK = 8u << 20;
 // nested too deeply or would take more memory than the limits above allow).
 bool diffReadScan(const std::string& text, nlohmann::ordered_json* scan, std::string* why);
 
-// The differences of two scans of the same format: {"format", "differences": [...]}.
-// Values that change on every scan are left out unless `all`.
+// The differences of two scans of the same format: {"format", "differences": [...]},
+// each of a group's rows "removed", "added" or "changed", or the group "not scanned"
+// in the scan it is "absent_from". Values that change on every scan are left out
+// unless `all`.
 nlohmann::ordered_json diffScans(const nlohmann::ordered_json& oldScan,
                                  const nlohmann::ordered_json& newScan, bool all);
 
 // One line a difference, and a last line with their count.
 std::string diffText(const nlohmann::ordered_json& differences);
+
+// Writes what diffScans gives, dumped with an indent of two (`json`) or as diffText
+// has it, one difference at a time as it is found, and returns their count: the
+// differences of a large scan against one whose rows all went are never held whole.
+std::size_t diffWrite(std::ostream& out, const nlohmann::ordered_json& oldScan,
+                      const nlohmann::ordered_json& newScan, bool all, bool json);
 
 // The attributes left out without --all, as "Group: Attribute" lines for --help.
 std::string diffVolatileList();
