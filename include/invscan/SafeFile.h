@@ -1,8 +1,9 @@
 // Opening files by a name someone else may have planted. The scan runs as root in
-// folders it does not choose: a symbolic link is followed only when it belongs to the
-// caller (or to root), and a FIFO, device, socket or folder where a file is expected
-// is refused without ever waiting on it. Every check is made on the open descriptor
-// itself, so nothing can be swapped between the check and the use.
+// folders it does not choose: a symbolic link, wherever it stands in the path, is
+// followed only when it belongs to the caller (or to root), and a FIFO, device,
+// socket or folder where a file is expected is refused without ever waiting on it.
+// A path is walked one folder descriptor at a time and every check is made on the
+// open descriptor itself, so nothing can be swapped between the check and the use.
 #ifndef INVSCAN_SAFEFILE_H
 #define INVSCAN_SAFEFILE_H
 
@@ -21,7 +22,8 @@ namespace safefile {
 INVSCAN_API int openRead(const char* path, std::string* why);
 INVSCAN_API int openReadWrite(const char* path, std::string* why);
 
-// A regular file for appending, made with `mode` when it is not there.
+// A regular file for appending, made with `mode` when it is not there; one that
+// another user owns is refused (that user could read what is written).
 INVSCAN_API int openAppend(const char* path, mode_t mode, std::string* why);
 
 // A new file: refused when anything at all stands at the name (O_EXCL).
@@ -31,9 +33,14 @@ INVSCAN_API int createNewAt(int dirfd, const char* name, mode_t mode, std::strin
 // A folder, with the same rule for links.
 INVSCAN_API int openDir(const char* path, std::string* why);
 
-// The path that `path` names once the caller's own links are followed: the file
-// whose folder a rename must happen in. Empty with `why` when a link is refused.
-INVSCAN_API std::string resolveOwnLinks(const char* path, std::string* why);
+// As openRead and openReadWrite, and also the folder the file was found in (an open
+// descriptor the caller closes) and the file's name there: where a replacement is
+// renamed, with no second look-up of the path.
+INVSCAN_API int openReadIn(const char* path, int* dir, std::string* name, std::string* why);
+INVSCAN_API int openReadWriteIn(const char* path, int* dir, std::string* name, std::string* why);
+
+// A folder, made (mode 0700, with the missing folders above it) when it is not there.
+INVSCAN_API int makeDirs(const char* path, std::string* why);
 
 // The whole of a regular file, at most `cap` bytes. False with `why` on a refusal, an
 // error or a file past the cap (`*tooLarge` then set).

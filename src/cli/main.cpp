@@ -264,10 +264,18 @@ nlohmann::ordered_json tableJson(ZelTable* table) {
     return t;
 }
 
+// A bundle is a few folders deep; a copy refuses more, as the sanitiser does.
+const int MAX_COPY_DEPTH = 8;
+
 // Copies the folder open at `from` into the one open at `to`, file by file (a
-// bundle holds only files and folders): links, FIFOs and devices are left out and
-// never waited on, and every file is made new.
-bool copyAt(int from, int to, const std::string& where, std::string* why) {
+// bundle holds only files and folders): a link, FIFO or device in it is refused and
+// never waited on, and every file is made new, readable by its owner only.
+bool copyAt(int from, int to, const std::string& where, int depth, std::string* why) {
+    if (depth > MAX_COPY_DEPTH) {
+        *why = where + ": the bundle is nested more than " + std::to_string(MAX_COPY_DEPTH) +
+               " folders deep";
+        return false;
+    }
     int fd = ::dup(from);
     DIR* d = fd < 0 ? nullptr : ::fdopendir(fd);
     if (!d) {
@@ -286,9 +294,9 @@ bool copyAt(int from, int to, const std::string& where, std::string* why) {
         if (::fstatat(from, name, &st, AT_SYMLINK_NOFOLLOW) != 0) continue;
         if (S_ISDIR(st.st_mode)) {
             int a = ::openat(from, name, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
-            ok = a >= 0 && (::mkdirat(to, name, 0755) == 0 || errno == EEXIST);
+            ok = a >= 0 && (::mkdirat(to, name, 0700) == 0 || errno == EEXIST);
             int b = ok ? ::openat(to, name, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC) : -1;
-            ok = b >= 0 && copyAt(a, b, path, why);
+            ok = b >= 0 && copyAt(a, b, path, depth + 1, why);
             if (!ok && why->empty()) *why = path + ": " + std::strerror(errno);
             if (a >= 0) ::close(a);
             if (b >= 0) ::close(b);
@@ -297,10 +305,13 @@ bool copyAt(int from, int to, const std::string& where, std::string* why) {
             std::string data, reason;
             ok = in >= 0 && safefile::readAllFd(in, 64u << 20, &data);
             if (in >= 0) ::close(in);
-            int out = ok ? safefile::createNewAt(to, name, 0644, &reason) : -1;
+            int out = ok ? safefile::createNewAt(to, name, 0600, &reason) : -1;
             ok = out >= 0 && safefile::writeAllFd(out, data.data(), data.size());
             if (out >= 0 && ::close(out) != 0) ok = false;
             if (!ok) *why = path + ": " + (reason.empty() ? std::strerror(errno) : reason);
+        } else {
+            *why = path + ": is not a regular file or folder";
+            ok = false;
         }
     }
     ::closedir(d);
@@ -313,7 +324,7 @@ bool markIncomplete(const std::string& dir, bool on, std::string* why) {
     if (d < 0) return false;
     bool ok;
     if (on) {
-        int fd = safefile::createNewAt(d, host::bundle::INCOMPLETE, 0644, why);
+        int fd = safefile::createNewAt(d, host::bundle::INCOMPLETE, 0600, why);
         const char text[] = "this bundle is being sanitised\n";
         ok = (fd >= 0 && safefile::writeAllFd(fd, text, sizeof text - 1)) ||
              (fd < 0 && errno == EEXIST);
@@ -334,15 +345,10 @@ bool copyBundle(const std::string& from, const std::string& to, std::string* why
         *why = from + ": " + *why;
         return false;
     }
-    if (::mkdir(to.c_str(), 0755) != 0 && errno != EEXIST) {
-        *why = to + ": " + std::strerror(errno);
-        ::close(a);
-        return false;
-    }
-    int b = safefile::openDir(to.c_str(), why);
+    int b = safefile::makeDirs(to.c_str(), why);
     bool ok = b >= 0 && safefile::privateFolder(b, why);
     if (!ok) *why = to + ": " + *why;
-    ok = ok && markIncomplete(to, true, why) && copyAt(a, b, std::string(), why);
+    ok = ok && markIncomplete(to, true, why) && copyAt(a, b, std::string(), 0, why);
     ::close(a);
     if (b >= 0) ::close(b);
     return ok;

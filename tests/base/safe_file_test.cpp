@@ -57,38 +57,48 @@ TEST(SafeFile, NamesAndWhatTheyAre) {
                   return ok ? "" : "cannot plant";
               }),
               "");
+    // Another user's link as a folder on the way is refused as at the end.
+    ASSERT_EQ(planted::asNobody([&]() {
+                  return symlink((r + "dir").c_str(), (n + "via").c_str()) == 0 ? "" : "no via";
+              }),
+              "");
+    writeFile(r + "dir/inside", "root's\n");
     // The caller's own link to another user's link is still refused.
     ASSERT_EQ(symlink((n + "link").c_str(), (r + "own-to-foreign").c_str()), 0);
     const std::string foreign = "is a symbolic link owned by another user";
     const struct {
         Op op;
         std::string path;
-        const char* refusal; // null: opened
+        std::string refusal; // empty: opened
     } cases[] = {
-        {READ, r + "file", nullptr},
-        {READ, r + "own-link", nullptr},
-        {READ, r + "own-chain", nullptr},
-        {READ, n + "link", foreign.c_str()},
-        {READ, r + "own-to-foreign", foreign.c_str()},
+        {READ, r + "file", ""},
+        {READ, n + "via/inside", "via: " + foreign},
+        {APPEND, n + "via/new", "via: " + foreign},
+        {CREATE, n + "via/new", "via: " + foreign},
+        {READ, r + "own-dirlink/inside", ""},
+        {READ, r + "own-link", ""},
+        {READ, r + "own-chain", ""},
+        {READ, n + "link", foreign},
+        {READ, r + "own-to-foreign", foreign},
         {READ, r + "fifo", "is not a regular file"},
         {READ, n + "fifo", "is not a regular file"},
         {READ, "/dev/zero", "is not a regular file"},
         {READ, r + "dir", "is a folder"},
         {READ, r + "missing", "No such file or directory"},
         {READ, "", "no file name"},
-        {READ_WRITE, n + "link", foreign.c_str()},
+        {READ_WRITE, n + "link", foreign},
         {READ_WRITE, n + "fifo", "is not a regular file"},
-        {APPEND, n + "link", foreign.c_str()},
-        {APPEND, n + "dangling", foreign.c_str()},
+        {APPEND, n + "link", foreign},
+        {APPEND, n + "dangling", foreign},
         {APPEND, n + "fifo", "is not a regular file"},
-        {APPEND, r + "own-dangling", nullptr},
+        {APPEND, r + "own-dangling", ""},
         {CREATE, n + "link", "is already there"},
         {CREATE, n + "dangling", "is already there"},
         {CREATE, n + "fifo", "is already there"},
-        {CREATE, r + "new", nullptr},
-        {FOLDER, r + "dir", nullptr},
-        {FOLDER, r + "own-dirlink", nullptr},
-        {FOLDER, n + "dirlink", foreign.c_str()},
+        {CREATE, r + "new", ""},
+        {FOLDER, r + "dir", ""},
+        {FOLDER, r + "own-dirlink", ""},
+        {FOLDER, n + "dirlink", foreign},
         {FOLDER, r + "file", "Not a directory"},
     };
     for (const auto& c : cases) {
@@ -96,7 +106,7 @@ TEST(SafeFile, NamesAndWhatTheyAre) {
             std::string why;
             int fd = openAs(c.op, c.path, &why);
             if (fd >= 0) close(fd);
-            if (c.refusal) return fd < 0 && why == c.refusal;
+            if (!c.refusal.empty()) return fd < 0 && why == c.refusal;
             return fd >= 0;
         });
         EXPECT_TRUE(done) << c.op << " " << c.path;

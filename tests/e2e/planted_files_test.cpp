@@ -62,10 +62,13 @@ TEST(PlantedFiles, AnotherUsersNamesAreRefused) {
                             mkfifo((n + "/fifo").c_str(), 0666) == 0 &&
                             symlink(config.c_str(), (n + "/config.xml").c_str()) == 0 &&
                             symlink(rootDir.c_str(), (n + "/record").c_str()) == 0 &&
+                            symlink(rootDir.c_str(), (n + "/logs").c_str()) == 0 &&
                             mkdir((n + "/full").c_str(), 0777) == 0 &&
                             chmod((n + "/full").c_str(), 0777) == 0;
                   writeFile(n + "/full/bundle.txt", "invscan-bundle 1\n");
                   writeFile(n + "/full/keep", "nobody's\n");
+                  writeFile(n + "/open.log", "");
+                  chmod((n + "/open.log").c_str(), 0666);
                   return ok ? "" : "cannot plant";
               }),
               "");
@@ -81,6 +84,13 @@ TEST(PlantedFiles, AnotherUsersNamesAreRefused) {
         {"diff " + n + "/fifo " + n + "/fifo", 2, "is not a regular file"},
         {"-g 20 --record " + n + "/record", 6, "is a symbolic link owned by another user"},
         {"-g 20 --record " + n + "/full --force", 6, "belongs to another user"},
+        // The link is a folder on the way, not the last name.
+        {"-g 20 --trace " + n + "/logs/trace.txt", 1, "is a symbolic link owned by another user"},
+        {"-g 20 --record " + n + "/logs/b", 6, "Operation not permitted"},
+        {"-g 20 --config " + n + "/logs/../config.xml", 7,
+         "is a symbolic link owned by another user"},
+        // Another user's file would let that user read the trace.
+        {"-g 20 --trace " + n + "/open.log", 1, "belongs to another user"},
     };
     for (const auto& c : cases) {
         Result r = invscan(c.args);
@@ -90,6 +100,7 @@ TEST(PlantedFiles, AnotherUsersNamesAreRefused) {
     }
     EXPECT_EQ(readFile(victim), "root's own\n");
     EXPECT_EQ(entries(rootDir), 0);
+    EXPECT_EQ(readFile(n + "/open.log"), "");
     EXPECT_EQ(readFile(n + "/full/keep"), "nobody's\n");
 }
 
@@ -122,6 +133,21 @@ TEST_F(RecordReplay, NeverEatEachOther) {
         Result r = invscan(c.args);
         EXPECT_EQ(r.status, c.status) << c.args << ": " << r.err;
         EXPECT_NE(r.err.find(c.message), std::string::npos) << c.args << ": " << r.err;
+    }
+    // A copy refuses what a bundle never holds: a FIFO, and folders nested deeper than
+    // a bundle's.
+    const std::string odd = dir + "/odd";
+    ASSERT_EQ(testrun::runCommand("cp -r " + kBundle + " " + odd + " && mkfifo " + odd +
+                                  "/pipe && mkdir -p " + dir + "/deep/a/b/c/d/e/f/g/h/i/j && cp " +
+                                  kBundle + "/bundle.txt " + dir + "/deep/")
+                  .status,
+              0);
+    for (const auto& c : {std::make_pair(odd, "pipe: is not a regular file or folder"),
+                          std::make_pair(dir + "/deep", "nested more than 8 folders deep")}) {
+        Result r = invscan("--replay " + c.first + " --record " + dir + "/copy-" +
+                           std::to_string(entries(dir)) + " --sanitize-key k -g 20");
+        EXPECT_EQ(r.status, 6) << c.first << ": " << r.err;
+        EXPECT_NE(r.err.find(c.second), std::string::npos) << r.err;
     }
     EXPECT_EQ(entries(b), before);
     EXPECT_EQ(readFile(other + "/notes.txt"), "not a bundle\n");

@@ -503,7 +503,7 @@ std::map<std::string, Fields> parseTable(const std::string& text) {
 
 static int openSub(int dirfd, const char* sub, bool create) {
     if (!sub) return ::dup(dirfd);
-    if (create) ::mkdirat(dirfd, sub, 0755);
+    if (create) ::mkdirat(dirfd, sub, 0700);
     return ::openat(dirfd, sub, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
 }
 
@@ -562,7 +562,7 @@ static bool putFile(int dirfd, const char* sub, const std::string& name, const s
     if (d < 0) return false;
     int fd = ::openat(
         d, name.c_str(),
-        O_WRONLY | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC | (append ? O_APPEND : 0), 0644);
+        O_WRONLY | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC | (append ? O_APPEND : 0), 0600);
     ::close(d);
     if (fd < 0) return false;
     // Truncated only once it is known to be a file of this bundle alone: never a FIFO,

@@ -32,20 +32,6 @@ std::string hexOf(const std::string& b) {
     return o;
 }
 
-bool mkdirs(const std::string& path) {
-    std::string cur;
-    std::size_t p = 0;
-    while (p <= path.size()) {
-        std::size_t s = path.find('/', p);
-        if (s == std::string::npos) s = path.size();
-        cur = path.substr(0, s);
-        if (!cur.empty() && ::mkdir(cur.c_str(), 0755) != 0 && errno != EEXIST) return false;
-        p = s + 1;
-    }
-    struct stat st;
-    return ::stat(path.c_str(), &st) == 0 && S_ISDIR(st.st_mode);
-}
-
 std::string readAll(std::FILE* f) {
     std::string s;
     char buf[8192];
@@ -245,8 +231,9 @@ private:
 } // namespace
 
 Backend* newRecordBackend(Backend* inner, const char* dir) {
-    if (!inner || !dir || !*dir || !mkdirs(dir)) return nullptr;
-    int fd = safefile::openDir(dir, nullptr);
+    if (!inner || !dir || !*dir) return nullptr;
+    // Made and opened one folder at a time: no other user's link on the way is taken.
+    int fd = safefile::makeDirs(dir, nullptr);
     if (fd < 0) return nullptr;
     // Only a folder no one else can put anything in: every file of the bundle is
     // then ours, whatever name it has.

@@ -95,22 +95,15 @@ struct MifFile {
     }
 };
 
-// Opens the file without following another user's link and without waiting on a
-// FIFO. The folder is opened from the same resolved name, so a rename lands beside
-// the file that was read.
+// Opens the file without following another user's link anywhere in its path and
+// without waiting on a FIFO; the folder it was found in comes with it, so a rename
+// lands beside the file that was read.
 bool openMif(const char* path, MifFile& m) {
-    std::string target = safefile::resolveOwnLinks(path, nullptr);
-    if (target.empty()) return false;
-    m.fd = safefile::openReadWrite(target.c_str(), nullptr);
+    m.fd = safefile::openReadWriteIn(path, &m.dir, &m.name, nullptr);
     m.writable = m.fd >= 0;
-    if (m.fd < 0 && (errno == EACCES || errno == EROFS || errno == EPERM || errno == ETXTBSY))
-        m.fd = safefile::openRead(target.c_str(), nullptr);
-    if (m.fd < 0 || fstat(m.fd, &m.st) != 0) return false;
-    size_t slash = target.find_last_of('/');
-    std::string dir = slash == std::string::npos ? "." : target.substr(0, slash + 1);
-    m.name = slash == std::string::npos ? target : target.substr(slash + 1);
-    m.dir = open(dir.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    return true;
+    if (m.fd < 0 && (errno == EACCES || errno == EROFS || errno == ETXTBSY))
+        m.fd = safefile::openReadIn(path, &m.dir, &m.name, nullptr);
+    return m.fd >= 0 && fstat(m.fd, &m.st) == 0;
 }
 
 // The name in the folder still is the file that was read.
@@ -134,10 +127,11 @@ bool writeAtomically(const MifFile& m, const std::string& text) {
         if (fd < 0 && errno != EEXIST) return false;
     }
     if (fd < 0) return false;
-    fchmod(fd, m.st.st_mode & 07777);
+    // Owner first: a mode given before it would briefly apply to our own file.
     if (fchown(fd, m.st.st_uid, m.st.st_gid) != 0) {
         // Not ours to give away: the new file keeps our owner.
     }
+    fchmod(fd, m.st.st_mode & 07777);
     bool ok = safefile::writeAllFd(fd, text.data(), text.size());
     ok = fsync(fd) == 0 && ok;
     ok = close(fd) == 0 && ok;
