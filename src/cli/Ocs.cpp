@@ -187,7 +187,7 @@ std::string ocsInventory(const Json& scan, const std::string& deviceId) {
     std::vector<const Row*> cpus;
     for (const Row& p : cpuRows)
         if (!known(text(p, "Manufacturer")).empty() || !text(p, "Brandname").empty() ||
-            number(p, "CpuFreq") > 0)
+            number(p, "CpuFreq") > 0 || number(p, "Core Per Package Count") > 0)
             cpus.push_back(&p);
 
     pugi::xml_node hw = content.append_child("HARDWARE");

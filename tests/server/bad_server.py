@@ -69,6 +69,12 @@ class Handler(socketserver.BaseRequestHandler):
 
     def handle(self):
         try:
+            self.request.settimeout(10)
+            tls = isinstance(self.request, ssl.SSLSocket)
+            if not tls and self.request.recv(1, socket.MSG_PEEK) == b"\x16":
+                # A TLS hello to a plain server: answered in HTTP, as web servers do.
+                self.send("400 Bad Request", "text/plain", b"plain HTTP here")
+                return
             path, _ = self.read_request()
             if path is None:
                 return

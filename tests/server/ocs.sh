@@ -20,7 +20,7 @@ sock="$STATE/mysqld.sock"
 dbpid="$STATE/mysqld.pid"
 webpid="$STATE/apache2.pid"
 
-alive() { [ -s "$1" ] && kill -0 "$(cat "$1")" 2>/dev/null; }
+alive() { local p; p="$(cat "$1" 2>/dev/null)" && [ -n "$p" ] && kill -0 "$p" 2>/dev/null; }
 
 sql() { mariadb --protocol=socket -S "$sock" -uroot "$@"; }
 
@@ -158,11 +158,9 @@ EOF
 }
 
 stop_pid() { # pidfile, seconds to wait
-  alive "$1" || return 0
-  local p
-  p="$(cat "$1")"
-  kill "$p" 2>/dev/null || true
-  local i
+  local p i
+  p="$(cat "$1" 2>/dev/null)" || return 0
+  [ -n "$p" ] && kill "$p" 2>/dev/null || return 0
   for i in $(seq 1 $(($2 * 10))); do
     kill -0 "$p" 2>/dev/null || return 0
     sleep 0.1
@@ -180,10 +178,7 @@ case "${1:-}" in
     say "up: http://127.0.0.1:$HTTP_PORT/ocsinventory, database on $sock"
     ;;
   down)
-    if [ -f "$STATE/web/apache2.conf" ] && alive "$webpid"; then
-      apache2 -f "$STATE/web/apache2.conf" -k stop >/dev/null 2>&1 || true
-      stop_pid "$webpid" 10
-    fi
+    stop_pid "$webpid" 10 # its parent takes its children down
     stop_pid "$dbpid" 30
     case "$STATE" in /tmp/*) rm -rf "$STATE" ;; *) say "left $STATE in place (not under /tmp)" ;; esac
     ;;
