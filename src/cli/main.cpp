@@ -502,12 +502,8 @@ int runDiff(const std::string& oldPath, const std::string& newPath, const std::s
                      scans[0]["format"].dump().c_str(), scans[1]["format"].dump().c_str());
         return 2;
     }
-    nlohmann::ordered_json result = diffScans(scans[0], scans[1], all);
-    if (format == "json")
-        std::cout << result.dump(2) << std::endl;
-    else
-        std::cout << diffText(result);
-    return result["differences"].empty() ? 0 : 1;
+    // Written as the differences are found: no second copy of the rows in memory.
+    return diffWrite(std::cout, scans[0], scans[1], all, format == "json") ? 1 : 0;
 }
 
 struct Request {
