@@ -62,6 +62,19 @@ dump huge "dump: one huge line" "'v:s=' + 'x' * $big + '\n'" 1 -1
 dump deep "dump: deep nesting" "'(d\n' * 12288 + ')\n' * 8192" 1 -1
 dump cap "dump: 63 MB of tiny values (refused)" "'a:s=b\n' * ((63 << 20) // 6)" 1 3
 
+# sanitised copies: SHAPE LABEL FILE PYTHON-EXPR STATUS (6, the copy's failure, when refused)
+sanitised() {
+  bundle "$1" "$3" "import sys; sys.stdout.write($4)"
+  measure "$2" "$base" "$tmp/$1/$3" "$5" "$bin/invscan" --replay "$tmp/$1" \
+    --record "$tmp/$1.out" --sanitize-key k -g "Scan Info"
+  rm -rf "${tmp:?}/$1" "${tmp:?}/$1.out"
+}
+sanitised stiny "sanitise: 4 MiB of 'x' lines" notes.txt "'x\n' * (2 << 20)" 0
+sanitised sdump "sanitise: 4 MiB of tiny dump lines" helpers/sysprof "'1.0 0\n' + 'x:d=1\nk:s=v\n' * ((4 << 20) // 12)" 0
+sanitised sser "sanitise: 4 MiB of serials (refused)" helpers/sysprof "'1.0 0\n' + ''.join('serial_number:s=S%014dZ\nx:d=1\n' % i for i in range((4 << 20) // 38))" 6
+sanitised suuid "sanitise: 4 MiB of UUIDs (refused)" notes.txt "''.join('%08x-0000-4000-8000-%012x\n' % (i, i) for i in range((4 << 20) // 37))" 6
+sanitised shome "sanitise: 4 MiB of home folders (refused)" notes.txt "''.join('/Users/u%d/\n' % i for i in range((4 << 20) // 12))" 6
+
 bundle wide helpers/iokit "import sys; sys.stdout.write('1.0 0\n(IOKit\n(Root\nIOKitBuildVersion:s=wide\n' + '(n\n)\n' * 80000 + ')\n)\n')"
 measure "registry: 80,000 children" "$base" "$tmp/wide/helpers/iokit" 3 "$bin/invscan" --replay "$tmp/wide" -g 24
 rm -rf "${tmp:?}/wide"

@@ -22,7 +22,11 @@ namespace {
 const std::size_t MAX_BUNDLE_FILE = 64u << 20; // the largest file a bundle holds
 const std::size_t MAX_VALUE = 255;             // a host name's limit, and a serial's
 const std::size_t MIN_HEX = 6;                 // bytes: shorter hexadecimal forms turn up by chance
-const int MAX_DEPTH = 8;                       // folders in a bundle
+// What the noted values may take, their tries counted: a bundle naming more is refused
+// rather than held (a real one takes a few hundred KiB).
+const std::size_t MAX_LEARNT = 12u << 20;
+const std::size_t EDGE_BYTES = 48; // a trie edge as the hash map holds it
+const int MAX_DEPTH = 8;           // folders in a bundle
 
 void hmacMd5(const std::string& key, const std::string& msg, unsigned char out[16]) {
     unsigned char k[64] = {0};
@@ -101,6 +105,29 @@ std::string keyWords(const std::string& key) {
     for (char c : key)
         if (isAlnum(c)) k += static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
     return k;
+}
+// Where `pat` first stands in text[from, to), npos when not: searches that stop at
+// the end of their line keep every pass over a text linear.
+std::size_t findIn(const std::string& text, const char* pat, std::size_t from, std::size_t to) {
+    const std::size_t m = std::strlen(pat);
+    to = std::min(to, text.size());
+    if (from >= to || to - from < m) return std::string::npos;
+    const auto end = text.begin() + static_cast<std::ptrdiff_t>(to);
+    const auto at =
+        std::search(text.begin() + static_cast<std::ptrdiff_t>(from), end, pat, pat + m);
+    return at == end ? std::string::npos : static_cast<std::size_t>(at - text.begin());
+}
+// Whether a UUID (8-4-4-4-12 hexadecimal digits, either case) starts at text[i], no
+// hexadecimal digit touching it.
+bool uuidAt(const std::string& text, std::size_t i) {
+    if (text.size() - i < 36 || i > text.size() || (i > 0 && isHex(text[i - 1])) ||
+        (text.size() > i + 36 && isHex(text[i + 36])))
+        return false;
+    for (std::size_t k = 0; k < 36; ++k) {
+        const bool dash = k == 8 || k == 13 || k == 18 || k == 23;
+        if (dash ? text[i + k] != '-' : !isHex(text[i + k])) return false;
+    }
+    return true;
 }
 std::string replaced(std::string s, char from, char to) {
     std::replace(s.begin(), s.end(), from, to);
@@ -543,11 +570,18 @@ void Sanitizer::addForm(const std::string& raw, const std::string& rawTo, Match 
         }
     }
     if (from.empty() || from == to || (match == ANYWHERE && from.size() < MIN_HEX)) return;
+    if (m_learnt > MAX_LEARNT) {
+        m_full = true;
+        return;
+    }
     Trie& trie = match == ANYWHERE ? m_hex : m_words;
+    const std::size_t edges = trie.next.size();
     const std::uint32_t node = trie.add(from);
+    m_learnt += (trie.next.size() - edges) * (EDGE_BYTES + sizeof(std::int32_t));
     if (trie.form[node] >= 0) return; // the first pseudonym of a form stays
     trie.form[node] = static_cast<std::int32_t>(m_forms.size());
     m_forms.push_back(Form{from, to, match});
+    m_learnt += sizeof(Form) + from.size() + to.size();
 }
 
 std::string Sanitizer::shaped(const std::string& tag, const std::string& value, bool hex) const {
@@ -641,9 +675,9 @@ std::string Sanitizer::learnComputer(const std::string& value) {
 // "Ana Lima (ana)": the full name and the login. The system's own accounts name
 // no one.
 std::string Sanitizer::learnUser(const std::string& value) {
-    static const char* const system[] = {"root",          "daemon", "nobody",
-                                         "admin",         "guest",  "system administrator",
-                                         "administrator", "unknown"};
+    static const char* const system[] = {"root",          "daemon",  "nobody",
+                                         "admin",         "guest",   "system administrator",
+                                         "administrator", "unknown", "shared"};
     auto isSystem = [](const std::string& v) {
         const std::string l = lower(v);
         if (l.empty() || l[0] == '_') return true;
@@ -665,6 +699,9 @@ std::string Sanitizer::learnUser(const std::string& value) {
         const std::string pseudo = shaped("user|" + lower(full), full, false);
         addForm(full, pseudo, WORD);
         addForm(full, pseudo, ANYWHERE);
+        // Run together, as folder and account names make it.
+        addForm(without(full, ' '), without(pseudo, ' '), WORD);
+        addForm(lower(without(full, ' ')), lower(without(pseudo, ' ')), WORD);
         out = pseudo + (login.empty() ? "" : " (" + login + ")");
     }
     if (!login.empty() && !isSystem(login) && hostWord(login)) {
@@ -865,6 +902,13 @@ std::string Sanitizer::rewrite(const std::string& text) const {
     while (i < n) {
         const char c = text[i];
         const bool after = i == 0 || !isAlnum(text[i - 1]); // no name character before
+        // Every UUID, noted or not: a UUID names one machine, disk or network.
+        if (isHex(c) && i + 8 < n && text[i + 8] == '-' && uuidAt(text, i)) {
+            const std::string v = text.substr(i, 36);
+            out += placeholder(v) ? v : shaped("hex|" + upper(v), v, true);
+            i += 36;
+            continue;
+        }
         // Addresses: runs of hexadecimal digits, ':', '.' (and '-') that stand alone.
         if ((isHex(c) || c == ':') && i >= noAddressUntil &&
             (after && (i == 0 || text[i - 1] != '_'))) {
@@ -989,7 +1033,7 @@ void Sanitizer::learnDumpKey(const std::string& key, const std::string& parent,
         learn(SERIAL, value);
     else if (k.find("uuid") != std::string::npos)
         learn(HEX, value);
-    else if (k == "username" || k == "realname" || k == "fullname")
+    else if (k == "username" || k == "realname" || k == "fullname" || endsWith("usernamekey"))
         learn(USER, value);
     else if (endsWith("hostname") || k == "computername" ||
              (k == "name" && p == "hardwaresettings"))
@@ -1026,8 +1070,16 @@ void Sanitizer::learnMountSource(const std::string& source) {
 namespace {
 // Where a quoted or angle-bracketed value of a registry listing ends.
 std::size_t valueEnd(const std::string& text, std::size_t from, char close, std::size_t cap) {
-    std::size_t e = text.find(close, from);
-    return e == std::string::npos || e - from > cap ? std::string::npos : e;
+    if (from >= text.size()) return std::string::npos;
+    const void* e = std::memchr(text.data() + from, close, std::min(text.size() - from, cap + 1));
+    return e ? static_cast<std::size_t>(static_cast<const char*>(e) - text.data())
+             : std::string::npos;
+}
+// The opening quote of a key whose closing one is at text[p], no further back than `cap`.
+std::size_t quoteBefore(const std::string& text, std::size_t p, std::size_t cap) {
+    for (std::size_t q = p; q-- > 0 && p - q <= cap;)
+        if (text[q] == '"') return q;
+    return std::string::npos;
 }
 } // namespace
 
@@ -1081,13 +1133,13 @@ void Sanitizer::learnText(const std::string& text) {
         } else if (k < e && text[k] == ')') {
             if (!sections.empty()) sections.pop_back();
         } else if (k < e) {
-            const std::size_t line = std::min(e - k, std::size_t(4096));
-            const std::size_t s = text.find(":s=", k), d = text.find(":d=", k);
+            const std::size_t le = std::min(e, k + 4096);
+            const std::size_t s = findIn(text, ":s=", k, le), d = findIn(text, ":d=", k, le);
             const std::string parent = sections.empty() ? std::string() : sections.back();
-            if (s != std::string::npos && s < k + line) {
+            if (s != std::string::npos) {
                 learnDumpKey(text.substr(k, s - k), parent, text.substr(s + 3, e - s - 3));
-            } else if (d != std::string::npos && d < k + line) {
-                const std::size_t comma = text.find(',', d);
+            } else if (d != std::string::npos) {
+                const std::size_t comma = findIn(text, ",", d, e);
                 const std::string key = keyWords(text.substr(k, d - k));
                 if (comma < e && key.find("serial") != std::string::npos)
                     learnDumpKey("serial data", "",
@@ -1097,20 +1149,43 @@ void Sanitizer::learnText(const std::string& text) {
         p = e + 1;
     }
 
-    // Registry listings: "Key" = "value" and "Key" = <hexadecimal>.
-    for (std::size_t p = 0; (p = text.find("\" = ", p)) != std::string::npos; p += 4) {
-        const std::size_t q = p == 0 ? std::string::npos : text.rfind('"', p - 1);
-        if (q == std::string::npos || p - q > 128 || p + 5 >= n) continue;
-        const std::string key = text.substr(q + 1, p - q - 1);
-        const char open = text[p + 4];
-        const std::size_t end = open == '"'   ? valueEnd(text, p + 5, '"', MAX_VALUE)
-                                : open == '<' ? valueEnd(text, p + 5, '>', 2048)
-                                              : std::string::npos;
-        if (end == std::string::npos) continue;
-        if (open == '"')
-            learnDumpKey(key, "", text.substr(p + 5, end - p - 5));
-        else if (keyWords(key).find("serial") != std::string::npos)
-            learnDumpKey("serial data", "", text.substr(p + 4, end - p - 3));
+    // Registry listings: "Key" = "value" and "Key" = <hexadecimal>, and the same
+    // without spaces inside a dictionary: {"Key"="value",...}.
+    for (const char* sep : {"\" = ", "\"="}) {
+        const std::size_t m = std::strlen(sep);
+        for (std::size_t p = 0; (p = text.find(sep, p)) != std::string::npos; p += m) {
+            const std::size_t q = quoteBefore(text, p, 128), v = p + m;
+            if (q == std::string::npos || v + 1 >= n) continue;
+            const std::string key = text.substr(q + 1, p - q - 1);
+            const char open = text[v];
+            const std::size_t end = open == '"'   ? valueEnd(text, v + 1, '"', MAX_VALUE)
+                                    : open == '<' ? valueEnd(text, v + 1, '>', 2048)
+                                                  : std::string::npos;
+            if (end == std::string::npos) continue;
+            if (open == '"')
+                learnDumpKey(key, "", text.substr(v + 1, end - v - 1));
+            else if (keyWords(key).find("serial") != std::string::npos)
+                learnDumpKey("serial data", "", text.substr(v, end - v + 1));
+        }
+    }
+
+    // Every UUID, whatever names it; and logins by their home folders.
+    for (std::size_t i = 0; i + 36 <= n; ++i)
+        if (text[i + 8] == '-' && uuidAt(text, i)) {
+            learn(HEX, text.substr(i, 36));
+            i += 35;
+        }
+    for (const char* home : {"/Users/", "/home/"}) {
+        const std::size_t m = std::strlen(home);
+        for (std::size_t p = 0; (p = text.find(home, p)) != std::string::npos; p += m) {
+            std::size_t b = p + m, e = b;
+            while (e < n && e - b <= 64 &&
+                   (isAlnum(text[e]) || text[e] == '-' || text[e] == '_' || text[e] == '.'))
+                ++e;
+            if (e > b && e - b <= 64 &&
+                (e == n || text[e] == '/' || !std::isgraph(static_cast<unsigned char>(text[e]))))
+                learn(USER, text.substr(b, e - b));
+        }
     }
 
     // Property lists: <key>Key</key> <string>value</string>.
@@ -1133,10 +1208,10 @@ void Sanitizer::learnText(const std::string& text) {
               std::isalpha(static_cast<unsigned char>(t[-5])) &&
               std::isalpha(static_cast<unsigned char>(t[-7]))))
             continue;
-        const std::size_t h = i + 9, he = text.find(' ', h);
-        if (he == std::string::npos || he - h > 64) continue;
-        const std::size_t pe = text.find(' ', he + 1);
-        if (pe == std::string::npos || pe - he > 64 || text[pe - 1] != ':') continue;
+        const std::size_t h = i + 9, he = valueEnd(text, h, ' ', 64);
+        if (he == std::string::npos) continue;
+        const std::size_t pe = valueEnd(text, he + 1, ' ', 63);
+        if (pe == std::string::npos || text[pe - 1] != ':') continue;
         const std::string node = text.substr(h, he - h);
         if (hostWord(node)) learn(HOST, node);
     }
@@ -1209,6 +1284,11 @@ bool Sanitizer::sanitizeBundle(const std::string& dir, std::string* why) {
             p = e + 1;
         }
         learnText(data);
+        if (m_full) {
+            *why = file.path + ": names more values to hide than a sanitised copy may hold (" +
+                   std::to_string(MAX_LEARNT >> 20) + " MiB of them); refused";
+            return false;
+        }
     }
     for (const BundleFile& file : files) {
         const std::string clean = rewrite(file.data);

@@ -48,8 +48,9 @@ public:
     // Marks the bundle incomplete, notes the names it keeps beside the tables (node
     // name, looked-up names, resolver domains, mounts, the helpers' keys), rewrites
     // every file in place and only then removes the mark. The folder is walked and its
-    // files opened on descriptors: a link, FIFO or device in it is refused. False with
-    // the reason (naming the file) on a failure, the bundle then left incomplete.
+    // files opened on descriptors: a link, FIFO or device in it is refused, and so is a
+    // bundle whose noted values (with their forms) would take more than 12 MiB. False
+    // with the reason (naming the file) on a failure, the bundle then left incomplete.
     bool sanitizeBundle(const std::string& dir, std::string* why);
 
     // The pseudonym of an address token, or the token itself when it is none.
@@ -95,8 +96,10 @@ private:
 
     std::string m_key;
     std::vector<Form> m_forms;
-    Trie m_words; // WORD and NAME forms as written
-    Trie m_hex;   // the bytes the hexadecimal forms spell, matched in either case
+    Trie m_words;             // WORD and NAME forms as written
+    Trie m_hex;               // the bytes the hexadecimal forms spell, matched in either case
+    std::size_t m_learnt = 0; // bytes the forms and tries take, about
+    bool m_full = false;      // a form was dropped: past the cap
 };
 
 // The key of this installation: read from `path`, made there (mode 0600) on first use.

@@ -11,6 +11,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include <algorithm>
 #include <arpa/inet.h>
 #include <cstdio>
 #include <dirent.h>
@@ -66,8 +67,22 @@ bool placeholder(const std::string& v) {
     return std::regex_match(v, known);
 }
 
+// Every UUID a text holds but the ones no machine owns (one digit over and over, the
+// firmware's "03000200-0400-...").
+void uuidsIn(const std::string& text, std::set<std::string>* out) {
+    static const std::regex uuid("[0-9A-Fa-f]{8}(-[0-9A-Fa-f]{4}){3}-[0-9A-Fa-f]{12}");
+    for (std::sregex_iterator i(text.begin(), text.end(), uuid), end; i != end; ++i) {
+        std::string v = lower(i->str());
+        v.erase(std::remove(v.begin(), v.end(), '-'), v.end());
+        if (v.find_first_not_of(v[0]) != std::string::npos &&
+            v != "03000200040005000006000700080009")
+            out->insert(i->str());
+    }
+}
+
 // What a bundle's own files name beside the tables: the helpers' keys, mount sources,
-// hardware addresses written with dashes.
+// hardware addresses written with dashes, every UUID, the logins of home folders and
+// of the console's session.
 std::set<std::string> bundleOriginals(const std::string& bundle) {
     static const std::regex dumpKey("^ *(DomainName|SearchDomains|Domain Name|local_host_name|"
                                     "device_serial|serial_number|IOPlatformSerialNumber|"
@@ -76,6 +91,8 @@ std::set<std::string> bundleOriginals(const std::string& bundle) {
     static const std::regex dashed("\\b[0-9a-f]{2}(-[0-9a-f]{2}){5}\\b");
     static const std::regex mount("(//([^@/\t]+)@)?([A-Za-z][A-Za-z0-9.-]+)(:/|/)");
     static const std::regex ioreg("\"IOPlatform(SerialNumber|UUID)\" = \"([^\"]+)\"");
+    static const std::regex session("\"kCGS?Session(Long)?UserNameKey\"=\"([^\"]+)\"");
+    static const std::regex home("/(Users|home)/([A-Za-z0-9._-]+)/");
     std::set<std::string> out;
     std::vector<std::string> files;
     filesUnder(bundle, &files);
@@ -102,8 +119,15 @@ std::set<std::string> bundleOriginals(const std::string& bundle) {
                 if (m[3].str().find('.') != std::string::npos) out.insert(m[3]);
             }
             if (line.size() < 100000)
-                for (std::sregex_iterator i(line.begin(), line.end(), ioreg), end; i != end; ++i)
-                    out.insert((*i)[2]);
+                for (const std::regex* r : {&ioreg, &session, &home})
+                    for (std::sregex_iterator i(line.begin(), line.end(), *r), end; i != end; ++i)
+                        if ((*i)[2] != "Shared" && (*i)[2] != "root") {
+                            std::string v = (*i)[2];
+                            out.insert(v);
+                            v.erase(std::remove(v.begin(), v.end(), ' '), v.end());
+                            out.insert(lower(v)); // a full name run together
+                        }
+            uuidsIn(line, &out);
             p = e + 1;
         }
     }
@@ -141,6 +165,7 @@ std::set<std::string> originals(const Json& scan) {
                 if (!a["value"].is_string()) continue;
                 const std::string name = a["name"], v = trim(a["value"]);
                 if (v.empty()) continue;
+                uuidsIn(v, &out);
                 if (std::regex_search(name, serialName)) {
                     // Any serial but a firmware's placeholder; a disk's id hashes its serial.
                     if (!placeholder(v)) {
@@ -284,7 +309,10 @@ TEST(SanitizeShapes, EveryFormOfANotedOrAddressValueGoesAndItsPlaceStays) {
                 "\"serial-number\" = <44563700000043303248343043454456374e00>\n"
                 "<key>ComputerName</key> <string>Studio-7</string>\n"
                 "Dec  3 16:11:37 Pauls-MacBook-Pro Installer[29002]: done\n"
-                "Address:s=00-1e-52-ed-37-e4 ether 00:1b:63:36:1e:c3 inet 10.77.1.5\n");
+                "Address:s=00-1e-52-ed-37-e4 ether 00:1b:63:36:1e:c3 inet 10.77.1.5\n"
+                "\"IOConsoleUsers\" = ({\"kCGSessionLongUserNameKey\"=\"Bo Reis\","
+                "\"kCGSSessionUserNameKey\"=\"breis\"})\n"
+                "path:s=/home/cdias/\n");
     const struct {
         const char* text;
         const char* gone;  // what must not survive
@@ -298,6 +326,12 @@ TEST(SanitizeShapes, EveryFormOfANotedOrAddressValueGoesAndItsPlaceStays) {
         {"Ana Lima, /Users/alima/Library", "lima",
          "^[A-Z][a-z]{2} [A-Z][a-z]{3}, /Users/[a-z]{5}/Library$"},
         {"(Studio of Bo", "Studio", "^\\([A-Z][a-z]{5} [a-z]{2} [A-Z][a-z]$"},
+        {"sudo: breis : PWD=/Users/breis/Github/boreis", "reis",
+         "^sudo: [a-z]{5} : PWD=/Users/[a-z]{5}/Github/[a-z]{6}$"},
+        {"cdias logged in", "cdias", "^[a-z]{5} logged in$"},
+        {"/Volumes/0a1b2c3d-4e5f-6789-abcd-ef0123456789/x", "0a1b2c3d",
+         "^/Volumes/[0-9a-f]{8}-[0-9a-f]{4}-[0-9a-f]{4}-[0-9a-f]{4}-[0-9a-f]{12}/x$"},
+        {"FFFFFFFF-FFFF-FFFF-FFFF-FFFFFFFFFFFF", "", "^FFFFFFFF-FFFF-FFFF-FFFF-FFFFFFFFFFFF$"},
         {"disk overlayblk", "overlayblk", "^disk [a-z]{10}$"},
         {"Not Available", "", "^Not Available$"},
         {"\"IOPlatformSerialNumber\" = \"C02H40CEDV7N\"", "C02H40CEDV7N",
