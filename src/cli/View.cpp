@@ -214,7 +214,7 @@ std::string plain(const Json& v) {
 
 struct Cell {
     std::string text;
-    std::size_t width = 0;
+    std::uint32_t width = 0;
     bool number = false; // a number without an enumeration text: shown flush right
 };
 
@@ -251,7 +251,7 @@ Cell cellOf(unsigned long group, bool linuxHost, const Json& attr) {
         c.text = plain(value);
         c.number = value.is_number();
     }
-    c.width = viewWidth(c.text);
+    c.width = static_cast<std::uint32_t>(viewWidth(c.text));
     return c;
 }
 
@@ -274,7 +274,7 @@ struct Column {
 };
 
 struct Placed {
-    std::size_t column;
+    std::uint32_t column;
     Cell cell;
 };
 
@@ -296,8 +296,10 @@ public:
             k.used = true;
             k.number = k.number && c.number;
             if (c.width > k.width) k.width = c.width;
-            rows_.back().push_back({col, std::move(c)});
+            rows_.back().push_back({static_cast<std::uint32_t>(col), std::move(c)});
         }
+        // Rows of a large table are kept at their exact size: no spare capacity each.
+        rows_.back().shrink_to_fit();
     }
 
     std::size_t rowCount() const { return rows_.size(); }
@@ -395,6 +397,8 @@ private:
     std::vector<std::vector<Placed>> rows_;
 };
 
+void finishGroup(const std::string& name, const Group& g, std::string* out);
+
 // `linuxHost`: the scan is of a Linux host, whose disk sizes are in MB of 10^6 bytes
 // (a Mac's in MB of 2^20).
 void group(const Json& t, bool linuxHost, std::string* out) {
@@ -412,6 +416,10 @@ void group(const Json& t, bool linuxHost, std::string* out) {
     if (t.contains("rows") && t["rows"].is_array())
         for (const Json& row : t["rows"])
             g.addRow(row);
+    finishGroup(name, g, out);
+}
+
+void finishGroup(const std::string& name, const Group& g, std::string* out) {
     if (g.rowCount() == 0 || !g.anyValue()) {
         *out += name + (g.rowCount() == 0 ? ": none" : ": no values");
         endLine(out);
@@ -509,12 +517,48 @@ std::size_t viewWidth(const std::string& text) {
     return w;
 }
 
+struct ViewGroup::Impl {
+    Impl(unsigned long id, bool linuxHost) : group(id, linuxHost) {}
+    std::string name;
+    Group group;
+};
+
+ViewGroup::ViewGroup(unsigned long id, const std::string& name, bool linuxHost)
+    : impl_(new Impl(id, linuxHost)) {
+    impl_->name = name;
+}
+
+ViewGroup::~ViewGroup() = default;
+
+void ViewGroup::addRow(const Json& row) {
+    impl_->group.addRow(row);
+}
+
+void ViewGroup::appendTo(std::string* out) const {
+    *out += '\n';
+    finishGroup(viewText(impl_->name), impl_->group, out);
+}
+
+std::string readableGroup(const Json& table, bool linuxHost) {
+    std::string out;
+    if (table.is_object()) group(table, linuxHost, &out);
+    return out;
+}
+
 std::string readableView(const Json& scan) {
+    std::string out = readableHeader(scan);
+    const bool linuxHost = stringAt(scan, "kernel") == "Linux";
+    if (scan.is_object() && scan.contains("tables") && scan["tables"].is_array())
+        for (const Json& t : scan["tables"])
+            if (t.is_object()) group(t, linuxHost, &out);
+    return out;
+}
+
+std::string readableHeader(const Json& scan) {
     std::string out;
     std::string host = stringAt(scan, "host");
     std::string system = systemName(scan);
     const std::string kernel = stringAt(scan, "kernel");
-    const bool linuxHost = kernel == "Linux";
     if (system.empty()) system = kernel;
     std::string when = scanTime(stringAt(scan, "scan_time"));
     const std::string tool = stringAt(scan, "tool"), version = stringAt(scan, "version");
@@ -535,8 +579,5 @@ std::string readableView(const Json& scan) {
         out += "Not read: " + what + " (needs root)";
         endLine(&out);
     }
-    if (scan.is_object() && scan.contains("tables") && scan["tables"].is_array())
-        for (const Json& t : scan["tables"])
-            if (t.is_object()) group(t, linuxHost, &out);
     return out;
 }

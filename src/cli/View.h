@@ -6,6 +6,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include <memory>
 #include <string>
 
 // The widest line a table of columns may take; wider tables are shown as blocks.
@@ -15,6 +16,28 @@ constexpr std::size_t VIEW_WIDTH = 100;
 // that are missing or of the wrong type are left out, text is shown with control
 // characters escaped and invalid UTF-8 replaced.
 std::string readableView(const nlohmann::ordered_json& scan);
+// The view in parts, for a scan printed as its tables come: the header (host,
+// system from the Operating System table when the scan holds it, scan time) and one
+// group.
+std::string readableHeader(const nlohmann::ordered_json& scan);
+std::string readableGroup(const nlohmann::ordered_json& table, bool linuxHost);
+
+// One group's view built a row at a time, so that a large table is never held as
+// JSON: only the cells it shows are kept.
+class ViewGroup {
+public:
+    ViewGroup(unsigned long id, const std::string& name, bool linuxHost);
+    ~ViewGroup();
+    ViewGroup(const ViewGroup&) = delete;
+    ViewGroup& operator=(const ViewGroup&) = delete;
+    void addRow(const nlohmann::ordered_json& row);
+    // Appends what readableGroup gives for an "ok" table with these rows.
+    void appendTo(std::string* out) const;
+
+private:
+    struct Impl;
+    std::unique_ptr<Impl> impl_;
+};
 
 // Unit of a numeric attribute ("KB", "MB", "bytes", "MHz", "seconds"), or null when
 // its values are plain numbers.

@@ -229,32 +229,35 @@ nlohmann::ordered_json valueJson(const ZelValue& v) {
     }
 }
 
+nlohmann::ordered_json rowJson(ZelTableRow* row, const zelGroupDef* def) {
+    nlohmann::ordered_json attrs = nlohmann::ordered_json::array();
+    row->reset();
+    while (ZelTableAttrib* a = row->getNext()) {
+        const unsigned char* block = a->getAttribPtr();
+        if (!block) continue;
+        ZelValue v;
+        zelDecodeValue(block, &v);
+        const zelAttribDef* ad = getAttribDefinitionFromId(def, a->getId());
+        nlohmann::ordered_json j;
+        j["id"] = a->getId();
+        j["name"] = ad ? ad->name : "";
+        j["type"] = getZelAttribTypeAsString(a->getType());
+        j["value"] = valueJson(v);
+        if (ad && ad->enumDef && v.kind == ZelValue::UNSIGNED) {
+            const char* text = zelEnumText(ad->enumDef, static_cast<unsigned long>(v.u));
+            j["text"] = text ? nlohmann::ordered_json(text) : nlohmann::ordered_json(nullptr);
+        }
+        attrs.push_back(std::move(j));
+    }
+    return attrs;
+}
+
 nlohmann::ordered_json tableJson(ZelTable* table) {
     const zelGroupDef* def = table->getGroupDefinitionFromId();
     nlohmann::ordered_json rows = nlohmann::ordered_json::array();
     table->reset();
-    while (ZelTableRow* row = table->getNext()) {
-        nlohmann::ordered_json attrs = nlohmann::ordered_json::array();
-        row->reset();
-        while (ZelTableAttrib* a = row->getNext()) {
-            const unsigned char* block = a->getAttribPtr();
-            if (!block) continue;
-            ZelValue v;
-            zelDecodeValue(block, &v);
-            const zelAttribDef* ad = getAttribDefinitionFromId(def, a->getId());
-            nlohmann::ordered_json j;
-            j["id"] = a->getId();
-            j["name"] = ad ? ad->name : "";
-            j["type"] = getZelAttribTypeAsString(a->getType());
-            j["value"] = valueJson(v);
-            if (ad && ad->enumDef && v.kind == ZelValue::UNSIGNED) {
-                const char* text = zelEnumText(ad->enumDef, static_cast<unsigned long>(v.u));
-                j["text"] = text ? nlohmann::ordered_json(text) : nlohmann::ordered_json(nullptr);
-            }
-            attrs.push_back(std::move(j));
-        }
-        rows.push_back(std::move(attrs));
-    }
+    while (ZelTableRow* row = table->getNext())
+        rows.push_back(rowJson(row, def));
     nlohmann::ordered_json t;
     t["id"] = table->getGroupId();
     t["name"] = table->getGroupName();
@@ -794,13 +797,40 @@ int main(int argc, char** argv) {
     out["tables"] = nlohmann::ordered_json::array();
     int produced = 0;
     std::vector<std::string> dumps; // the text dump, held back to be sanitised
+    // The readable view of an unsanitised scan is rendered table by table, so that a
+    // large table's JSON is never held beside the others'; the Operating System table
+    // stays for the header.
+    const bool streamView = format == "text" && !sanitizer;
+    const bool linuxHost = out["kernel"] == "Linux";
+    std::string viewBody;
+    auto keep = [&](unsigned long id, nlohmann::ordered_json&& t) {
+        if (!streamView) {
+            out["tables"].push_back(std::move(t));
+            return;
+        }
+        viewBody += readableGroup(t, linuxHost);
+        if (id == ZEL_GROUP_OPER_SYS) out["tables"].push_back(std::move(t));
+    };
+    // A table's view a row at a time: its JSON is never held whole.
+    auto view = [&](ZelTable* table) {
+        const zelGroupDef* def = table->getGroupDefinitionFromId();
+        ViewGroup g(table->getGroupId(), table->getGroupName(), linuxHost);
+        table->reset();
+        while (ZelTableRow* row = table->getNext())
+            g.addRow(rowJson(row, def));
+        g.appendTo(&viewBody);
+        if (table->getGroupId() == ZEL_GROUP_OPER_SYS) out["tables"].push_back(tableJson(table));
+    };
     for (const Request& r : requests) {
         std::unique_ptr<ZelGroup> group(factory->getGroup(String(r.name.c_str())));
         std::unique_ptr<ZelTable> table(group ? group->getTable() : nullptr);
         if (table) ++produced;
         if (!blockDump || sanitizer) {
             if (table) {
-                out["tables"].push_back(tableJson(table.get()));
+                if (streamView)
+                    view(table.get());
+                else
+                    keep(r.id, tableJson(table.get()));
                 if (blockDump && !sanitizedCopy) dumps.push_back(captureDump(table.get()) + "\n");
             } else {
                 const zelGroupDef* def = getGroupDefinitionFromId(r.id);
@@ -810,7 +840,7 @@ int main(int argc, char** argv) {
                 t["version"] = def ? def->version : 0;
                 t["status"] = group ? "no table" : "not available";
                 t["rows"] = nullptr;
-                out["tables"].push_back(std::move(t));
+                keep(r.id, std::move(t));
                 char line[160];
                 std::snprintf(line, sizeof line, "\n--------Table %s (%08lX): %s\n", r.name.c_str(),
                               r.id, group ? "no table" : "not available");
@@ -860,7 +890,8 @@ int main(int argc, char** argv) {
     if (!sanitizedCopy) {
         if (format == "json") std::cout << out.dump(2) << std::endl;
         if (format == "glpi") std::cout << glpiInventory(out).dump(2) << std::endl;
-        if (format == "text") std::cout << readableView(out);
+        if (format == "text")
+            std::cout << (streamView ? readableHeader(out) : readableView(out)) << viewBody;
         if (blockDump && sanitizer)
             for (const std::string& d : dumps)
                 std::fwrite(d.data(), 1, d.size(), stdout);
