@@ -8,7 +8,9 @@
 #include "cli/Diff.h"
 #include "cli/Glpi.h"
 #include "cli/Manual.h"
+#include "cli/Ocs.h"
 #include "cli/Sanitize.h"
+#include "cli/Send.h"
 #include "cli/View.h"
 #include "common/host/host_internal.h"
 
@@ -56,7 +58,9 @@ const char* const EXIT_HELP =
     "4 --replay of a folder that is not a bundle; 5 --replay of a bundle whose recording did\n"
     "not finish; 6 --record failed (folder not empty without --force, or a write failed);\n"
     "configuration file: 7 cannot be opened, 8 too large, 9 nested too deeply, 10 not XML,\n"
-    "11 not a hardware configuration.";
+    "11 not a hardware configuration; --server: 20 unreachable, 21 no answer in time,\n"
+    "22 refused by the server, 23 an answer that is not the server's, 24 TLS or certificate\n"
+    "failure, 25 local trouble.";
 
 // Empties the folder open at `dir` for --force: every entry below it, removed by
 // descriptor so that a link planted in a sub-folder's place is removed, never
@@ -460,6 +464,74 @@ std::string recordRefusal(const std::string& dir, const std::string& replayDir, 
     return why;
 }
 
+// The folder where this host keeps what it keeps (the sanitise key, the device id):
+// the installation's configuration folder, else the user's.
+std::string keepingFolder(std::string* why) {
+    struct stat st;
+    const std::string etc = configFolder();
+    if (!etc.empty() && stat(etc.c_str(), &st) == 0 && S_ISDIR(st.st_mode)) return etc;
+    const char* xdg = std::getenv("XDG_CONFIG_HOME");
+    const char* user = std::getenv("HOME");
+    std::string dir = xdg && *xdg     ? std::string(xdg) + "/invscan"
+                      : user && *user ? std::string(user) + "/.config/invscan"
+                                      : std::string();
+    if (dir.empty()) {
+        *why = "no installation etc folder and no HOME to keep one in";
+        return dir;
+    }
+    int fd = safefile::makeDirs(dir.c_str(), why);
+    if (fd < 0) return std::string();
+    ::close(fd);
+    return dir;
+}
+
+// This host's device id, NAME-YYYY-MM-DD-HH-MM-SS, made once and kept, so that an
+// inventory server keeps one computer for it. Empty with the reason when it cannot be
+// kept.
+std::string keptDeviceId(const nlohmann::ordered_json& scan, std::string* why) {
+    std::string dummy;
+    if (!why) why = &dummy;
+    const std::string folder = keepingFolder(why);
+    if (folder.empty()) return folder;
+    return ocsDeviceId(folder, scan.value("host", std::string()), why);
+}
+
+// A sanitised scan's id: its host pseudonym, never the kept id (which names the host).
+std::string sanitizedDeviceId(const nlohmann::ordered_json& scan) {
+    std::string host = scan.value("host", std::string("host"));
+    for (char& c : host)
+        if (!std::isalnum(static_cast<unsigned char>(c)) && c != '-' && c != '.') c = '_';
+    return (host.empty() ? std::string("host") : host) + "-2000-01-01-00-00-00";
+}
+
+// Sends the scan to an inventory server and says what it answered.
+int sendToServer(const std::string& url, const std::string& format,
+                 const nlohmann::ordered_json& scan, bool sanitized, const std::string& caCert,
+                 double connectTimeout, double totalTimeout) {
+    const std::string kind = sendFormatFor(url, format == "ocs" || format == "glpi" ? format : "");
+    std::string why, id;
+    if (kind == "ocs") id = sanitized ? sanitizedDeviceId(scan) : keptDeviceId(scan, &why);
+    if (kind == "ocs" && id.empty()) {
+        std::fprintf(stderr, "invscan: no device id for the OCS inventory: %s\n", why.c_str());
+        return 1;
+    }
+    const std::string body = kind == "ocs" ? ocsInventory(scan, id) : glpiInventory(scan).dump();
+    SendOptions opts;
+    opts.caCert = caCert;
+    opts.connectTimeoutMs = static_cast<long>(connectTimeout * 1000);
+    opts.totalTimeoutMs = static_cast<long>(totalTimeout * 1000);
+    opts.userAgent = "invscan/" INVSCAN_VERSION;
+    std::string answer;
+    why.clear();
+    int rc = sendScan(url, kind, body, opts, &answer, &why);
+    if (rc != SEND_OK) {
+        std::fprintf(stderr, "invscan: %s\n", why.c_str());
+        return rc;
+    }
+    std::printf("sent to %s (%s): %s\n", url.c_str(), kind.c_str(), answer.c_str());
+    return 0;
+}
+
 std::string utcNow() {
     char buf[32] = "";
     std::time_t now = std::time(nullptr);
@@ -557,7 +629,7 @@ int main(int argc, char** argv) {
                    "Output format: text (readable, the default), dump (the tables' own block "
                    "dump), json, glpi")
         ->type_name("FORMAT")
-        ->check(CLI::IsMember({"text", "dump", "json", "glpi"}));
+        ->check(CLI::IsMember({"text", "dump", "json", "glpi", "ocs"}));
     app.add_option("-c,--config", config, "Hardware configuration file (XML)")->type_name("FILE");
     app.add_option("--trace", trace, "Write the trace to FILE (or 'stderr')")->type_name("FILE");
     app.add_option("--record", recordDir, "Record everything the scan reads into DIR")
@@ -574,6 +646,21 @@ int main(int argc, char** argv) {
                    "(/etc/invscan), else in ~/.config/invscan/")
         ->type_name("KEY");
     app.add_flag("--force", force, "With --record: empty a folder that is not empty first");
+    std::string server, caCert;
+    double connectTimeout = 10, totalTimeout = 60;
+    app.add_option("--server", server,
+                   "Send the scan to an inventory server: OCS Inventory NG (an address ending in "
+                   "/ocsinventory, or --format ocs) or GLPI (any other, or --format glpi)")
+        ->type_name("URL");
+    app.add_option("--ca-cert", caCert, "With --server: the certificates of a private CA (PEM)")
+        ->type_name("FILE");
+    app.add_option("--connect-timeout", connectTimeout,
+                   "With --server: seconds to wait for a connection (10)")
+        ->type_name("S")
+        ->check(CLI::Range(0.001, 3600.0));
+    app.add_option("--timeout", totalTimeout, "With --server: seconds for the whole exchange (60)")
+        ->type_name("S")
+        ->check(CLI::Range(0.001, 3600.0));
     bool noLookup = false;
     app.add_flag("-n,--no-lookup", noLookup,
                  "Do not look addresses up in the name service (no query is sent)");
@@ -800,7 +887,7 @@ int main(int argc, char** argv) {
     // The readable view of an unsanitised scan is rendered table by table, so that a
     // large table's JSON is never held beside the others'; the Operating System table
     // stays for the header.
-    const bool streamView = format == "text" && !sanitizer;
+    const bool streamView = format == "text" && !sanitizer && server.empty();
     const bool linuxHost = out["kernel"] == "Linux";
     std::string viewBody;
     auto keep = [&](unsigned long id, nlohmann::ordered_json&& t) {
@@ -887,9 +974,21 @@ int main(int argc, char** argv) {
                 d = sanitizer->rewrite(d);
         }
     }
+    if (!server.empty() && !sanitizedCopy)
+        return sendToServer(server, format, out, !!sanitizer, caCert, connectTimeout, totalTimeout);
     if (!sanitizedCopy) {
         if (format == "json") std::cout << out.dump(2) << std::endl;
+        // GLPI's deviceid is the node name: the same whether the scan is root or not.
         if (format == "glpi") std::cout << glpiInventory(out).dump(2) << std::endl;
+        if (format == "ocs") {
+            std::string why, id = sanitizer ? sanitizedDeviceId(out) : keptDeviceId(out, &why);
+            if (id.empty()) {
+                std::fprintf(stderr, "invscan: no device id for the OCS inventory: %s\n",
+                             why.c_str());
+                return 1;
+            }
+            std::cout << ocsInventory(out, id);
+        }
         if (format == "text")
             std::cout << (streamView ? readableHeader(out) : readableView(out)) << viewBody;
         if (blockDump && sanitizer)
