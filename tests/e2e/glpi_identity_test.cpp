@@ -23,8 +23,7 @@ using testrun::run;
 const std::string kBundles = std::string(INVSCAN_TEST_DATA) + "/bundles/";
 const std::string kBinary = std::string(INVSCAN_BINARY_DIR) + "/bin/invscan";
 const std::string kInvscan = "env -u KOR_HOMEDIR " + kBinary;
-const std::string kSchema =
-    std::string(INVSCAN_CORPUS) + "/../glpi-inventory-format/inventory.schema.json";
+const std::string kSchema = std::string(INVSCAN_TEST_DATA) + "/glpi/inventory.schema.json";
 
 // Group selections that share no group, and none at all (every group).
 const char* const kSelections[] = {

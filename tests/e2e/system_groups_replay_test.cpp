@@ -189,8 +189,7 @@ TEST(SystemGroupsReplay, RecordThenReplayIsIdentical) {
 
 // The GLPI inventory of every bundle and of this machine is what a GLPI server takes.
 TEST(GlpiInventory, EveryBundleAndThisMachineFollowTheServersSchema) {
-    const std::string schema =
-        std::string(INVSCAN_CORPUS) + "/../glpi-inventory-format/inventory.schema.json";
+    const std::string schema = std::string(INVSCAN_TEST_DATA) + "/glpi/inventory.schema.json";
     std::vector<std::string> docs;
     std::vector<std::string> commands = {"env -u KOR_HOMEDIR " + kInvscan + " --format glpi"};
     for (const std::string& name : bundles())
