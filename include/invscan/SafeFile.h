@@ -48,6 +48,11 @@ INVSCAN_API bool readAll(const char* path, std::size_t cap, std::string* out, st
                          bool* tooLarge = nullptr);
 INVSCAN_API bool readAllFd(int fd, std::size_t cap, std::string* out, bool* tooLarge = nullptr);
 
+// The first line of a file kept by this host (a key, an id), read from `fd` only when
+// no one but its owner, the caller or root, can change it. False with the reason
+// otherwise (another user's file, group- or world-writable, unreadable, past `cap`).
+INVSCAN_API bool readKeptLine(int fd, std::size_t cap, std::string* line, std::string* why);
+
 // Writes all of `data`; false (errno set) on a short or failed write.
 INVSCAN_API bool writeAllFd(int fd, const char* data, std::size_t len);
 

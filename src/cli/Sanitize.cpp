@@ -1305,21 +1305,11 @@ namespace {
 // The key in the file open at `fd`, when only its owner (the caller or root) can
 // change it.
 std::string keyOf(int fd, const std::string& path, std::string* why) {
-    struct stat st;
-    std::string key;
-    if (::fstat(fd, &st) != 0) {
-        *why = path + ": " + std::strerror(errno);
-    } else if (!safefile::trustedOwner(st.st_uid)) {
-        *why = path + ": belongs to another user";
-    } else if (st.st_mode & (S_IWGRP | S_IWOTH)) {
-        *why = path + ": others may change it (it is group- or world-writable)";
-    } else if (!safefile::readAllFd(fd, 4096, &key)) {
-        *why = path + ": cannot be read";
-        key.clear();
-    } else {
-        key = key.substr(0, key.find('\n'));
-        if (key.empty()) *why = path + ": is empty";
-    }
+    std::string key, reason;
+    if (!safefile::readKeptLine(fd, 4096, &key, &reason))
+        *why = path + ": " + reason;
+    else if (key.empty())
+        *why = path + ": is empty";
     ::close(fd);
     return key;
 }

@@ -333,24 +333,13 @@ bool ocsDeviceIdValid(const std::string& id) {
 std::string ocsDeviceId(const std::string& folder, const std::string& hostName, std::string* why) {
     const std::string path = folder + "/ocs-deviceid";
     auto readBack = [&](int fd) {
-        struct stat st;
-        std::string id;
-        if (::fstat(fd, &st) != 0) {
-            *why = path + ": " + std::strerror(errno);
-        } else if (!safefile::trustedOwner(st.st_uid)) {
-            *why = path + ": belongs to another user";
-        } else if (st.st_mode & (S_IWGRP | S_IWOTH)) {
-            *why = path + ": others may change it (it is group- or world-writable)";
-        } else if (!safefile::readAllFd(fd, 512, &id)) {
-            *why = path + ": cannot be read";
+        std::string id, reason;
+        if (!safefile::readKeptLine(fd, 512, &id, &reason)) {
+            *why = path + ": " + reason;
+        } else if (!ocsDeviceIdValid(id)) {
+            *why = path + ": does not hold a device id (NAME-YYYY-MM-DD-HH-MM-SS); remove it "
+                          "to make a new one";
             id.clear();
-        } else {
-            id = id.substr(0, id.find('\n'));
-            if (!ocsDeviceIdValid(id)) {
-                *why = path + ": does not hold a device id (NAME-YYYY-MM-DD-HH-MM-SS); remove it "
-                              "to make a new one";
-                id.clear();
-            }
         }
         ::close(fd);
         return id;

@@ -1,5 +1,6 @@
 #include "invscan/SafeFile.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <climits>
 #include <cstring>
@@ -362,6 +363,26 @@ bool readAll(const char* path, std::size_t cap, std::string* out, std::string* w
     if (tooLarge) *tooLarge = over;
     ::close(fd);
     return ok;
+}
+
+bool readKeptLine(int fd, std::size_t cap, std::string* line, std::string* why) {
+    why = orDummy(why);
+    line->clear();
+    struct stat st;
+    if (::fstat(fd, &st) != 0) {
+        *why = errText(errno);
+    } else if (!trustedOwner(st.st_uid)) {
+        *why = "belongs to another user";
+    } else if (st.st_mode & (S_IWGRP | S_IWOTH)) {
+        *why = "others may change it (it is group- or world-writable)";
+    } else if (!readAllFd(fd, cap, line)) {
+        *why = "cannot be read";
+        line->clear();
+    } else {
+        line->erase(std::min(line->size(), line->find('\n')));
+        return true;
+    }
+    return false;
 }
 
 bool writeAllFd(int fd, const char* data, std::size_t len) {
