@@ -54,6 +54,8 @@ public:
     // appended. A record without name and addresses is ignored.
     int add(const IfInfo& info);
     IfInfo* get(int i) const;
+    // The first record of that name, or null.
+    IfInfo* find(const char* name) const;
     int getCount() const { return m_count; }
 
 private:

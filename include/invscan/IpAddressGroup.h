@@ -7,6 +7,8 @@
 #include "invscan_export.h"
 #include "ZelTable.h"
 
+#include <string>
+
 class INVSCAN_API IpAddressGroup : public ZelGroup {
 public:
     IpAddressGroup() : ZelGroup(ZEL_GROUP_IP_ADDRESS, 1) {}
@@ -18,5 +20,9 @@ public:
     Ipv6AddressGroup() : ZelGroup(ZEL_GROUP_IPV6_ADDRESS, 1) {}
     ZelTable* getTable() override;
 };
+
+// The interface (eth0, br0, ...) of row `index` of the last IP Address table built
+// for a Linux host, when that row's address is `address`; empty otherwise.
+INVSCAN_API std::string ipAddressInterface(unsigned long index, const char* address);
 
 #endif

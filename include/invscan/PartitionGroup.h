@@ -19,4 +19,9 @@ public:
 INVSCAN_API void splitRemoteMount(const char* from, const char* type, std::string* hostName,
                                   std::string* path);
 
+// The mount's own file-system type (ext4, xfs, tmpfs, nfs4, ...) of row `index` of the
+// last Partition table built for a Linux host, when that row's mount point is
+// `mountPoint`; empty otherwise. The row's FS Type is the catalogue's code.
+INVSCAN_API std::string partitionFsName(unsigned long index, const char* mountPoint);
+
 #endif

@@ -1,6 +1,10 @@
 #include "cli/Glpi.h"
 
+#include "invscan/IpAddressGroup.h"
+#include "invscan/PartitionGroup.h"
 #include "invscan/md5.h"
+
+#include <arpa/inet.h>
 
 #include <cctype>
 #include <cstdio>
@@ -85,6 +89,102 @@ std::string kernelRelease(const std::string& description) {
 bool isMac(const std::string& s) {
     static const std::regex mac("^[0-9A-Fa-f]{2}(:[0-9A-Fa-f]{2}){5}$");
     return std::regex_match(s, mac);
+}
+
+// The network part of an IPv4 address and mask, or of an IPv6 address and prefix
+// length; the mask of that prefix into `mask` for IPv6.
+std::string subnet4(const std::string& address, const std::string& mask) {
+    in_addr a, m;
+    if (inet_pton(AF_INET, address.c_str(), &a) != 1 || inet_pton(AF_INET, mask.c_str(), &m) != 1)
+        return std::string();
+    a.s_addr &= m.s_addr;
+    char buf[INET_ADDRSTRLEN];
+    return inet_ntop(AF_INET, &a, buf, sizeof buf) ? buf : std::string();
+}
+std::string subnet6(const std::string& address, const std::string& prefix, std::string* mask) {
+    unsigned char a[16], m[16] = {};
+    char* end = nullptr;
+    unsigned long bits = std::strtoul(prefix.c_str(), &end, 10);
+    if (prefix.empty() || *end || bits > 128 || inet_pton(AF_INET6, address.c_str(), a) != 1)
+        return std::string();
+    for (unsigned long i = 0; i < bits; ++i)
+        m[i / 8] = static_cast<unsigned char>(m[i / 8] | (0x80 >> (i % 8)));
+    for (int i = 0; i < 16; ++i)
+        a[i] &= m[i];
+    char buf[INET6_ADDRSTRLEN];
+    if (!inet_ntop(AF_INET6, m, buf, sizeof buf)) return std::string();
+    *mask = buf;
+    return inet_ntop(AF_INET6, a, buf, sizeof buf) ? buf : std::string();
+}
+
+// A Linux scan's adapters, one entry per address as GLPI agents send them: each
+// address goes to the interface that holds it (a bridge's address is not its
+// members'), and an interface without an address still has its entry.
+Json linuxNetworks(const std::vector<Row>& adapters, const std::vector<Row>& ipv4,
+                   const std::vector<Row>& ipv6, std::string* firstMac) {
+    // The interface of each IPv4 row: as the scan kept it, else by a MAC that one
+    // adapter alone has.
+    std::map<std::string, int> macCount;
+    for (const Row& a : adapters)
+        ++macCount[text(a, "Permanent Address")];
+    std::vector<std::string> owner;
+    for (const Row& r : ipv4) {
+        std::string name = text(r, "interface");
+        if (name.empty())
+            name = ipAddressInterface(static_cast<unsigned long>(number(r, "Index")),
+                                      text(r, "Address").c_str());
+        owner.push_back(name);
+    }
+    Json networks = Json::array();
+    for (const Row& a : adapters) {
+        const std::string model = text(a, "Model"), mac = text(a, "Permanent Address");
+        const std::size_t dash = model.find('-');
+        const std::string kind = model.substr(0, dash);
+        const std::string ifname = dash == std::string::npos ? model : model.substr(dash + 1);
+        Json base = Json::object();
+        base["description"] = ifname;
+        if (isMac(mac)) {
+            base["mac"] = mac;
+            if (firstMac->empty()) *firstMac = mac;
+        }
+        if (kind == "Bridge")
+            base["type"] = "bridge";
+        else if (kind == "Bond")
+            base["type"] = "aggregate";
+        else if (kind == "AirPort")
+            base["type"] = "wifi";
+        else if (number(a, "Type") == 10)
+            base["type"] = "dialup";
+        else if (number(a, "Type") == 3)
+            base["type"] = "ethernet";
+        base["virtualdev"] = text(a, "Physical Type") == "virtual";
+        std::size_t before = networks.size();
+        for (std::size_t k = 0; k < ipv4.size(); ++k) {
+            const Row& r = ipv4[k];
+            const bool mine = owner[k].empty() ? !mac.empty() && macCount[mac] == 1 &&
+                                                     text(r, "Permanent Mac Address") == mac
+                                               : owner[k] == ifname;
+            if (!mine) continue;
+            Json e = base;
+            put(e, "ipaddress", text(r, "Address"));
+            put(e, "ipmask", text(r, "Subnet"));
+            put(e, "ipsubnet", subnet4(text(r, "Address"), text(r, "Subnet")));
+            put(e, "ipgateway", text(r, "Gateway"));
+            networks.push_back(e);
+        }
+        for (const Row& r : ipv6) {
+            if (text(r, "Adapter Name") != ifname) continue;
+            Json e = base;
+            std::string mask;
+            const std::string sub = subnet6(text(r, "Address"), text(r, "Subnet"), &mask);
+            put(e, "ipaddress6", text(r, "Address"));
+            put(e, "ipmask6", mask);
+            put(e, "ipsubnet6", sub);
+            networks.push_back(e);
+        }
+        if (networks.size() == before) networks.push_back(base);
+    }
+    return networks;
 }
 
 } // namespace
@@ -222,8 +322,15 @@ Json glpiInventory(const Json& scan, const std::string& deviceId) {
         Json e = Json::object();
         put(e, "volumn", text(p, "Device Name"));
         put(e, "type", text(p, "FS Mount Point"));
+        // The mount's own type where the scan knows it (Linux), else the code's name.
+        std::string own = text(p, "fs");
+        if (own.empty())
+            own = partitionFsName(static_cast<unsigned long>(number(p, "Index")),
+                                  text(p, "FS Mount Point").c_str());
         auto fs = p.find("FS Type#text");
-        if (fs != p.end() && fs->second.is_string() && fs->second != "UNKNOWN")
+        if (!own.empty())
+            e["filesystem"] = own;
+        else if (fs != p.end() && fs->second.is_string() && fs->second != "UNKNOWN")
             e["filesystem"] = fs->second;
         if (number(p, "FS Total Size") >= 0) e["total"] = number(p, "FS Total Size") / 1024;
         if (number(p, "FS Free Size") >= 0) e["free"] = number(p, "FS Free Size") / 1024;
@@ -233,7 +340,9 @@ Json glpiInventory(const Json& scan, const std::string& deviceId) {
 
     Json networks = Json::array();
     std::string firstMac;
-    for (const Row& a : rows(scan, 7)) {
+    const bool linuxScan = scan.value("kernel", std::string()) == "Linux";
+    if (linuxScan) networks = linuxNetworks(rows(scan, 7), ipv4, ipv6, &firstMac);
+    for (const Row& a : linuxScan ? std::vector<Row>() : rows(scan, 7)) {
         Json e = Json::object();
         const std::string model = text(a, "Model"), mac = text(a, "Permanent Address");
         e["description"] = model;

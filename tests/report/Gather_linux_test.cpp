@@ -52,11 +52,15 @@ TEST(LinuxGathering, ReportOfACapturedMachine) {
     EXPECT_EQ(valueOf(disk, "size_in_bytes"), "274877906944");
     EXPECT_EQ(valueOf(disk, "bsd_name"), "disk0");
     EXPECT_EQ(valueOf(disk, "spsata_medium_type"), "Rotational");
-    // Interfaces: eth0 only (lo is left out, ifb0 and ifb1 are down and unaddressed).
+    // Every interface but lo: ifb0 and ifb1 are down and unaddressed, and virtual.
     const report::Node* net = sp->child("SPNetworkDataType");
     ASSERT_TRUE(net);
-    ASSERT_EQ(net->children.size(), 1u);
+    ASSERT_EQ(net->children.size(), 3u);
     EXPECT_EQ(valueOf(net->child("eth0")->child("Ethernet"), "MAC Address"), "02:fc:00:00:00:01");
+    EXPECT_EQ(valueOf(net->child("eth0"), "physical"), "yes");
+    EXPECT_EQ(valueOf(net->child("ifb0"), "physical"), "no");
+    EXPECT_EQ(valueOf(net->child("ifb1"), "operstate"), "down");
+    EXPECT_FALSE(net->child("ifb1")->child("IPv4"));
 }
 
 // The memory section on machines with and without an SMBIOS table, and a table too

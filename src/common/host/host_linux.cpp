@@ -16,6 +16,7 @@
 #include <chrono>
 #include <condition_variable>
 #include <ifaddrs.h>
+#include <unordered_map>
 #include <memory>
 #include <mutex>
 #include <net/if.h>
@@ -275,9 +276,10 @@ const char* mibName(const int* mib, unsigned n) {
     return nullptr;
 }
 
-// Linux names whose Darwin twin exists. What df leaves out by default (proc, sysfs,
-// cgroup and the other kernel views) is reported as devfs, which the partition
-// scan passes over; tmpfs and devtmpfs hold memory and are listed, as df does.
+// The mount's own type, but for what df leaves out by default (proc, sysfs, cgroup
+// and the other kernel views): those are reported as devfs, which the partition
+// scan passes over; tmpfs and devtmpfs hold memory and are listed, as df does. The
+// partition scan gives Linux types their codes itself, so nfs4 stays nfs4.
 std::string darwinFsType(const std::string& type) {
     static const char* const pseudo[] = {
         "proc",        "sysfs",       "cgroup", "cgroup2",  "devpts",    "securityfs", "debugfs",
@@ -286,12 +288,6 @@ std::string darwinFsType(const std::string& type) {
         "devfs",       "fuse.portal", "subfs",  "kernfs",   "ignore"};
     for (const char* p : pseudo)
         if (type == p) return "devfs";
-    if (type == "nfs4" || type == "nfs") return "nfs";
-    if (type == "cifs" || type == "smb3" || type == "smbfs") return "smbfs";
-    if (type == "iso9660") return "cd9660";
-    if (type == "vfat" || type == "msdos" || type == "fat") return "msdos";
-    if (type == "hfsplus" || type == "hfs") return "hfs";
-    if (type == "ntfs3" || type == "ntfs") return "ntfs";
     return type;
 }
 
@@ -350,71 +346,47 @@ int boundedStatvfs(const std::string& dir, struct statvfs* out, unsigned ms) {
     return p->rc;
 }
 
-// The kernel's interface list: names, flags, addresses, hardware addresses.
+// The kernel's interface list: every interface, up or down, with its addresses
+// (labelled ones under the interface they label) and hardware address.
 std::vector<InterfaceFacts> readInterfaces() {
     std::vector<InterfaceFacts> out;
-    struct ifaddrs* list = nullptr;
-    if (::getifaddrs(&list) != 0) return out;
-    const std::vector<linuxfacts::NetInterface> sysfs = linuxfacts::readInterfaces("");
-    auto entry = [&out, &sysfs](const char* name) -> InterfaceFacts& {
-        for (InterfaceFacts& i : out)
-            if (i.name == name) return i;
-        out.emplace_back();
-        InterfaceFacts& i = out.back();
-        i.name = name;
-        i.index = ::if_nametoindex(name);
-        for (const linuxfacts::NetInterface& s : sysfs) {
-            if (s.name != name) continue;
-            i.mtu = s.mtu;
-            if (s.arphrd == 1 && !s.mac.empty() && s.mac != "00:00:00:00:00:00") i.mac = s.mac;
+    std::unordered_map<std::string, std::size_t> byName;
+    for (const linuxfacts::NetInterface& s : linuxfacts::readInterfaces("")) {
+        InterfaceFacts i;
+        i.name = s.name;
+        i.index = static_cast<unsigned>(s.index);
+        i.flags = s.flags;
+        // /sys keeps the administrative flags; RUNNING is the link's state.
+        if (s.operstate == "up" || (s.operstate == "unknown" && (s.flags & IFF_UP)))
+            i.flags |= IFF_RUNNING;
+        i.mtu = s.mtu;
+        if (s.arphrd == 1 && !s.mac.empty() && s.mac != "00:00:00:00:00:00") i.mac = s.mac;
+        byName.emplace(i.name, out.size());
+        out.push_back(i);
+    }
+    for (const linuxfacts::IfAddress& a : linuxfacts::readAddresses()) {
+        auto it = byName.find(a.ifname);
+        if (it == byName.end()) {
+            // Gone from /sys between the two reads, or /sys not mounted.
+            InterfaceFacts i;
+            i.name = a.ifname;
+            it = byName.emplace(i.name, out.size()).first;
+            out.push_back(i);
         }
-        return i;
-    };
-    for (struct ifaddrs* a = list; a; a = a->ifa_next) {
-        if (!a->ifa_name) continue;
-        InterfaceFacts& i = entry(a->ifa_name);
-        i.flags = a->ifa_flags;
-        if (!a->ifa_addr) continue;
-        char buf[INET6_ADDRSTRLEN];
         InterfaceFacts::Address ad;
-        ad.family = a->ifa_addr->sa_family;
-        if (ad.family == AF_INET) {
-            const auto* in = reinterpret_cast<const struct sockaddr_in*>(a->ifa_addr);
-            if (!inet_ntop(AF_INET, &in->sin_addr, buf, sizeof buf)) continue;
-            ad.address = buf;
-            std::uint32_t mask = 0;
-            if (a->ifa_netmask)
-                mask = ntohl(
-                    reinterpret_cast<const struct sockaddr_in*>(a->ifa_netmask)->sin_addr.s_addr);
+        ad.family = a.family;
+        ad.address = a.address;
+        if (a.family == AF_INET) {
+            std::uint32_t mask = a.prefix ? ~std::uint32_t(0) << (32 - a.prefix) : 0;
             char hex[16];
             std::snprintf(hex, sizeof hex, "0x%08x", mask);
             ad.netmask = hex;
-            if ((a->ifa_flags & IFF_BROADCAST) && a->ifa_broadaddr) {
-                const auto* b = reinterpret_cast<const struct sockaddr_in*>(a->ifa_broadaddr);
-                // Without a broadcast address of its own the kernel repeats the local one.
-                if (inet_ntop(AF_INET, &b->sin_addr, buf, sizeof buf) && ad.address != buf)
-                    ad.broadcast = buf;
-            }
-        } else if (ad.family == AF_INET6) {
-            const auto* in6 = reinterpret_cast<const struct sockaddr_in6*>(a->ifa_addr);
-            if (!inet_ntop(AF_INET6, &in6->sin6_addr, buf, sizeof buf)) continue;
-            ad.address = buf;
-            ad.scopeId = in6->sin6_scope_id;
-            if (a->ifa_netmask) {
-                const auto* m = reinterpret_cast<const struct sockaddr_in6*>(a->ifa_netmask);
-                for (unsigned char byte : m->sin6_addr.s6_addr)
-                    for (int bit = 7; bit >= 0; --bit)
-                        ad.prefix += (byte >> bit) & 1;
-            }
-        } else {
-            continue;
+            ad.broadcast = a.broadcast;
         }
-        i.addresses.push_back(ad);
+        ad.prefix = a.prefix;
+        ad.scopeId = a.scopeId;
+        out[it->second].addresses.push_back(ad);
     }
-    ::freeifaddrs(list);
-    std::stable_sort(out.begin(), out.end(), [](const InterfaceFacts& a, const InterfaceFacts& b) {
-        return a.index < b.index;
-    });
     return out;
 }
 

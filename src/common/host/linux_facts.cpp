@@ -10,6 +10,9 @@
 #include <cstdlib>
 #include <dirent.h>
 #include <fcntl.h>
+#include <ifaddrs.h>
+#include <net/if.h>
+#include <netinet/in.h>
 #include <set>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -412,6 +415,15 @@ std::vector<NetInterface> readInterfaces(const std::string& root) {
         i.wireless = exists(root, base + "wireless") || exists(root, base + "phy80211");
         i.bridge = exists(root, base + "bridge");
         i.vlan = exists(root, "/proc/net/vlan/" + n);
+        i.bond = exists(root, base + "bonding");
+        i.tun = exists(root, base + "tun_flags");
+        if (toInt64(readAttr(root, base + "iflink"), &v)) i.iflink = static_cast<int>(v);
+        const std::string flags = readAttr(root, base + "flags");
+        i.flags = static_cast<unsigned>(std::strtoul(flags.c_str(), nullptr, 16));
+        char link[PATH_MAX];
+        const std::string masterPath = root + base + "master";
+        ssize_t len = ::readlink(masterPath.c_str(), link, sizeof link - 1);
+        if (len > 0) i.master = baseName(std::string(link, static_cast<std::size_t>(len)));
         if (toInt64(readAttr(root, base + "speed"), &v) && v > 0) i.speedMbps = v;
         i.duplex = readAttr(root, base + "duplex");
         out.push_back(i);
@@ -419,6 +431,78 @@ std::vector<NetInterface> readInterfaces(const std::string& root) {
     std::stable_sort(out.begin(), out.end(), [](const NetInterface& a, const NetInterface& b) {
         return a.index < b.index;
     });
+    return out;
+}
+
+std::string interfaceKind(const NetInterface& i) {
+    if (i.arphrd == 772) return "Loopback";
+    if (i.wireless) return "Wireless";
+    if (i.bridge) return "Bridge";
+    if (i.bond) return "Bond";
+    if (i.vlan) return "VLAN";
+    if (i.arphrd == 512) return "PPP";
+    if (i.tun) return "tun";
+    if (i.device) return i.arphrd == 1 ? "Ethernet" : "Other";
+    // A veth's iflink is its peer's index; a plain virtual device links to itself.
+    if (i.arphrd == 1 && i.iflink > 0 && i.iflink != i.index) return "veth";
+    return "Virtual";
+}
+
+unsigned prefixLength(const unsigned char* mask, std::size_t n) {
+    unsigned bits = 0;
+    for (std::size_t k = 0; k < n; ++k)
+        for (int b = 7; b >= 0; --b) {
+            if (!(mask[k] & (1 << b))) return bits;
+            ++bits;
+        }
+    return bits;
+}
+
+std::string labelInterface(const std::string& label) {
+    return label.substr(0, label.find(':'));
+}
+
+std::vector<IfAddress> readAddresses() {
+    std::vector<IfAddress> out;
+    struct ifaddrs* list = nullptr;
+    if (::getifaddrs(&list) != 0) return out;
+    for (struct ifaddrs* a = list; a; a = a->ifa_next) {
+        if (!a->ifa_name || !a->ifa_addr) continue;
+        const int family = a->ifa_addr->sa_family;
+        if (family != AF_INET && family != AF_INET6) continue;
+        char buf[INET6_ADDRSTRLEN];
+        IfAddress ad;
+        ad.family = family;
+        ad.label = a->ifa_name;
+        ad.ifname = labelInterface(ad.label);
+        if (family == AF_INET) {
+            const auto* in = reinterpret_cast<const struct sockaddr_in*>(a->ifa_addr);
+            if (!inet_ntop(AF_INET, &in->sin_addr, buf, sizeof buf)) continue;
+            ad.address = buf;
+            if (a->ifa_netmask) {
+                const auto* m = reinterpret_cast<const struct sockaddr_in*>(a->ifa_netmask);
+                if (inet_ntop(AF_INET, &m->sin_addr, buf, sizeof buf)) ad.netmask = buf;
+                ad.prefix = prefixLength(reinterpret_cast<const unsigned char*>(&m->sin_addr), 4);
+            }
+            if ((a->ifa_flags & IFF_BROADCAST) && a->ifa_broadaddr) {
+                const auto* b = reinterpret_cast<const struct sockaddr_in*>(a->ifa_broadaddr);
+                // Without a broadcast address of its own the kernel repeats the local one.
+                if (inet_ntop(AF_INET, &b->sin_addr, buf, sizeof buf) && ad.address != buf)
+                    ad.broadcast = buf;
+            }
+        } else {
+            const auto* in6 = reinterpret_cast<const struct sockaddr_in6*>(a->ifa_addr);
+            if (!inet_ntop(AF_INET6, &in6->sin6_addr, buf, sizeof buf)) continue;
+            ad.address = buf;
+            ad.scopeId = in6->sin6_scope_id;
+            if (a->ifa_netmask)
+                ad.prefix = prefixLength(
+                    reinterpret_cast<const struct sockaddr_in6*>(a->ifa_netmask)->sin6_addr.s6_addr,
+                    16);
+        }
+        out.push_back(ad);
+    }
+    ::freeifaddrs(list);
     return out;
 }
 

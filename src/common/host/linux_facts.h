@@ -123,11 +123,34 @@ struct NetInterface {
     unsigned mtu = 0;
     std::string operstate; // up, down, unknown
     bool device = false, wireless = false, bridge = false;
-    bool vlan = false;           // listed in /proc/net/vlan
+    bool vlan = false; // listed in /proc/net/vlan
+    bool bond = false, tun = false;
+    int iflink = 0;              // the peer's or lower device's index (veth, VLAN)
+    unsigned flags = 0;          // IFF_* bits
+    std::string master;          // the bridge or bond it is enslaved to
     std::int64_t speedMbps = -1; // speed; -1 when the driver does not say
     std::string duplex;          // full, half, unknown
 };
 std::vector<NetInterface> readInterfaces(const std::string& root);
+// What an interface is, for people: "Ethernet", "Wireless", "Bridge", "Bond", "VLAN",
+// "veth", "tun", "PPP", "Loopback" or "Virtual"; physical when a device backs it.
+std::string interfaceKind(const NetInterface& i);
+
+// One address of an interface as the kernel lists it. An IPv4 address added with a
+// label ("eth0:1") belongs to the interface the label starts with.
+struct IfAddress {
+    std::string ifname, label;
+    int family = 0;                          // AF_INET or AF_INET6
+    std::string address, netmask, broadcast; // netmask and broadcast dotted, IPv4 only
+    unsigned prefix = 0;
+    unsigned scopeId = 0;
+};
+// Every address of every interface of this machine, in the kernel's order.
+std::vector<IfAddress> readAddresses();
+// The leading one bits of a mask of `n` bytes.
+unsigned prefixLength(const unsigned char* mask, std::size_t n);
+// The interface a label names: "eth0:1" gives "eth0" (interface names hold no colon).
+std::string labelInterface(const std::string& label);
 
 // Whether a DHCP client keeps a lease (or runs) for the interface: networkd,
 // dhclient (Debian and Red Hat paths) or dhcpcd.

@@ -15,7 +15,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <ifaddrs.h>
 #include <netinet/in.h>
 #include <sys/sysinfo.h>
 #include <sys/utsname.h>
@@ -47,41 +46,10 @@ std::string upper(std::string s) {
     return s;
 }
 
-int prefixLength(const unsigned char* m, int n) {
-    int bits = 0;
-    for (int i = 0; i < n; ++i)
-        for (int b = 7; b >= 0; --b)
-            if (m[i] & (1 << b)) ++bits;
-    return bits;
-}
-
-// The addresses of this machine's interfaces, as the kernel lists them.
+// The addresses of this machine's interfaces, as the kernel lists them; a labelled
+// address ("eth0:1") is its interface's.
 std::map<std::string, LinuxMachine::Addresses> liveAddresses() {
-    std::map<std::string, LinuxMachine::Addresses> out;
-    struct ifaddrs* list = nullptr;
-    if (::getifaddrs(&list) != 0) return out;
-    for (struct ifaddrs* a = list; a; a = a->ifa_next) {
-        if (!a->ifa_addr || !a->ifa_name) continue;
-        char buf[INET6_ADDRSTRLEN];
-        LinuxMachine::Addresses& x = out[a->ifa_name];
-        if (a->ifa_addr->sa_family == AF_INET) {
-            const auto* in = reinterpret_cast<const struct sockaddr_in*>(a->ifa_addr);
-            if (inet_ntop(AF_INET, &in->sin_addr, buf, sizeof buf)) x.v4.push_back(buf);
-            if (a->ifa_netmask) {
-                const auto* m = reinterpret_cast<const struct sockaddr_in*>(a->ifa_netmask);
-                if (inet_ntop(AF_INET, &m->sin_addr, buf, sizeof buf)) x.masks.push_back(buf);
-            }
-        } else if (a->ifa_addr->sa_family == AF_INET6) {
-            const auto* in = reinterpret_cast<const struct sockaddr_in6*>(a->ifa_addr);
-            if (inet_ntop(AF_INET6, &in->sin6_addr, buf, sizeof buf)) x.v6.push_back(buf);
-            if (a->ifa_netmask) {
-                const auto* m = reinterpret_cast<const struct sockaddr_in6*>(a->ifa_netmask);
-                x.prefixes.push_back(std::to_string(prefixLength(m->sin6_addr.s6_addr, 16)));
-            }
-        }
-    }
-    ::freeifaddrs(list);
-    return out;
+    return addressesByInterface(linuxfacts::readAddresses());
 }
 
 // ---- hardware and software ----
@@ -258,34 +226,25 @@ void addNetwork(const LinuxMachine& m, Node* sp) {
     const std::vector<std::string>& servers = m.resolver.servers;
     const std::vector<std::string>& search = m.resolver.search;
     std::vector<const linuxfacts::NetInterface*> ifs;
-    for (const linuxfacts::NetInterface& i : m.interfaces) {
-        if (i.name == "lo" || i.arphrd == 772) continue;
-        // Virtual interfaces that are down and unaddressed (ifb, dummy) are no service.
-        const LinuxMachine::Addresses& a = addressesOf(i.name);
-        if (!i.device && a.v4.empty() && a.v6.empty() && i.operstate == "down") continue;
-        ifs.push_back(&i);
-    }
+    // Every interface but loopback: up or down, with addresses or none.
+    for (const linuxfacts::NetInterface& i : m.interfaces)
+        if (i.name != "lo" && i.arphrd != 772) ifs.push_back(&i);
     if (ifs.empty()) return;
     Node& sec = sp->addChild("SPNetworkDataType");
     int order = 0;
     for (const linuxfacts::NetInterface* ip : ifs) {
         const linuxfacts::NetInterface& i = *ip;
         const std::string& n = i.name;
-        std::string kind = "Ethernet";
-        if (i.wireless)
-            kind = "AirPort";
-        else if (i.bridge)
-            kind = "Bridge";
-        else if (i.vlan)
-            kind = "VLAN";
-        else if (i.arphrd == 512)
-            kind = "PPP";
-        else if (i.arphrd != 1)
-            kind = "Other";
+        std::string kind = linuxfacts::interfaceKind(i);
+        if (kind == "Wireless") kind = "AirPort";
         Node& s = sec.addChild(n);
         s.addString("type", kind == "PPP" ? "PPP (PPPSerial)" : kind);
         s.addString("hardware", kind == "PPP" ? "Modem" : kind);
         s.addString("interface", n);
+        // Linux only: whether a device backs it, its link state and its bridge or bond.
+        s.addString("physical", i.device ? "yes" : "no");
+        if (!i.operstate.empty()) s.addString("operstate", i.operstate);
+        if (!i.master.empty()) s.addString("master", i.master);
         const LinuxMachine::Addresses& a = addressesOf(n);
         bool assigned = !a.v4.empty();
         s.addString("ip_assigned", assigned ? "yes" : "no");
@@ -327,6 +286,22 @@ void addNetwork(const LinuxMachine& m, Node* sp) {
 }
 
 } // namespace
+
+std::map<std::string, LinuxMachine::Addresses>
+addressesByInterface(const std::vector<linuxfacts::IfAddress>& list) {
+    std::map<std::string, LinuxMachine::Addresses> out;
+    for (const linuxfacts::IfAddress& a : list) {
+        LinuxMachine::Addresses& x = out[a.ifname];
+        if (a.family == AF_INET) {
+            x.v4.push_back(a.address);
+            x.masks.push_back(a.netmask);
+        } else if (a.family == AF_INET6) {
+            x.v6.push_back(a.address);
+            x.prefixes.push_back(std::to_string(a.prefix));
+        }
+    }
+    return out;
+}
 
 LinuxMachine readLinuxMachine(const std::string& root, const char* helper) {
     using linuxfacts::readAttr;

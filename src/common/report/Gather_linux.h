@@ -41,6 +41,11 @@ struct LinuxMachine {
     linuxfacts::Resolver resolver;
 };
 
+// The addresses of the walker's list grouped by interface, masks and prefixes in
+// step with their addresses.
+std::map<std::string, LinuxMachine::Addresses>
+addressesByInterface(const std::vector<linuxfacts::IfAddress>& list);
+
 // What `helper` ("sysprof" or "iokit") needs of the machine below `root` ("" for
 // this one: then uname, sysinfo and the interface addresses come from the kernel).
 LinuxMachine readLinuxMachine(const std::string& root, const char* helper);

@@ -158,6 +158,12 @@ IfInfo* IfInfoList::get(int i) const {
     return i < 0 || i >= m_count ? nullptr : m_items[i];
 }
 
+IfInfo* IfInfoList::find(const char* name) const {
+    if (!name) return nullptr;
+    auto it = m_byName.find(name);
+    return it == m_byName.end() ? nullptr : m_items[it->second];
+}
+
 int parse_ifconfig_unix(std::FILE* in, IfInfoList& list) {
     if (!in) return -1;
     IfInfo cur;

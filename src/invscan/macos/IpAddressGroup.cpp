@@ -4,11 +4,15 @@
 // answers: each is bounded, the group has a total budget, and an address asked once
 // is not asked again for a minute. The bounds come from the configuration file: 0
 // turns the lookups off, and larger values than MAX_TIMEOUT_MS and MAX_BUDGET_MS
-// are taken as those.
+// are taken as those. The configuration key "hwscanner.reverse_lookup" set to "off"
+// turns them off too, and loopback and link-local addresses are never asked for:
+// no name server knows them.
 #include "invscan/IpAddressGroup.h"
 
 #include "invscan/CcLog.h"
+#include "invscan/HostFacts.h"
 #include "invscan/IfInfo.h"
+#include "invscan/KorCfg.h"
 #include "invscan/MacInfo.h"
 #include "invscan/ZelTableRow.h"
 #include "invscan/host.h"
@@ -20,6 +24,8 @@
 #include <cwchar>
 #include <map>
 #include <string>
+#include <utility>
+#include <vector>
 #include <sys/socket.h>
 
 namespace {
@@ -78,6 +84,31 @@ std::map<std::string, Cached>& cache() {
     return *c;
 }
 
+bool lookupsSwitchedOff() {
+    const std::string v =
+        KorCfg::getKey(String("hwscanner.reverse_lookup")).trim().toLowerCase().toMultiByte();
+    return v == "off" || v == "no" || v == "false" || v == "0";
+}
+
+// 127/8, 169.254/16, ::1 and fe80::/10 (a v4-mapped loopback or link-local too).
+bool neverAsked(const unsigned char* bin, unsigned len) {
+    if (len == 16) {
+        static const unsigned char loop6[16] = {0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 1};
+        static const unsigned char mapped[12] = {0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0xff, 0xff};
+        if (std::memcmp(bin, loop6, 16) == 0) return true;
+        if (bin[0] == 0xfe && (bin[1] & 0xc0) == 0x80) return true;
+        if (std::memcmp(bin, mapped, 12) != 0) return false;
+        bin += 12;
+    }
+    return bin[0] == 127 || (bin[0] == 169 && bin[1] == 254);
+}
+
+// Interface and address of each row of the last IPv4 table of a Linux host.
+std::vector<std::pair<std::string, std::string>>& rowInterfaces() {
+    static std::vector<std::pair<std::string, std::string>> rows;
+    return rows;
+}
+
 class ReverseLookup {
 public:
     explicit ReverseLookup(const ZelGroup& g)
@@ -103,14 +134,14 @@ public:
         if (off()) return;
         unsigned char bin[16];
         unsigned len = toBinary(addr, family, bin);
-        if (!len) return;
+        if (!len || neverAsked(bin, len)) return;
         auto it = cache().find(std::to_string(family) + " " + addr);
         if (it != cache().end() && Clock::now() - it->second.when < std::chrono::minutes(1)) return;
         host::prefetchLookup(bin, len, family);
     }
 
 private:
-    bool off() const { return m_perAddress == 0 || m_budget == 0; }
+    bool off() const { return m_off || m_perAddress == 0 || m_budget == 0; }
 
     static unsigned toBinary(const char* addr, int family, unsigned char* bin) {
         if (family == AF_INET) {
@@ -124,7 +155,7 @@ private:
     std::string lookup(const char* addr, int family) {
         unsigned char bin[16];
         unsigned len = off() ? 0 : toBinary(addr, family, bin);
-        if (!len) return std::string();
+        if (!len || neverAsked(bin, len)) return std::string();
         const std::string key = std::to_string(family) + " " + addr;
         const Clock::time_point now = Clock::now();
         auto it = cache().find(key);
@@ -144,6 +175,7 @@ private:
     }
 
     unsigned long m_perAddress, m_budget;
+    bool m_off = lookupsSwitchedOff();
     Clock::time_point m_start = Clock::now();
 };
 
@@ -177,6 +209,8 @@ ZelTable* IpAddressGroup::getTable() {
         }
     }
     unsigned long index = 1;
+    const bool linuxHost = hostfacts::scannedHostIsLinux();
+    rowInterfaces().clear();
     for (VtNode* svc = net ? net->children : nullptr; svc; svc = svc->next) {
         Dns dns = dnsOf(svc);
         const char* mac = svc->getValue("Ethernet", "MAC Address", "");
@@ -187,7 +221,12 @@ ZelTable* IpAddressGroup::getTable() {
         const char* router = v4->getValue("", "Router", "");
         const char* subnet = v4->getValue("SubnetMasks", "SubnetMasks", "");
         VtNode* addrs = v4->getChild("Addresses", 0);
-        for (VtVariant* a = addrs ? addrs->values : nullptr; a; a = a->next) {
+        // Linux lists every address of an interface, each with its own mask.
+        VtNode* masks = linuxHost ? v4->getChild("SubnetMasks", 0) : nullptr;
+        VtVariant* mask = masks ? masks->values : nullptr;
+        for (VtVariant* a = addrs ? addrs->values : nullptr; a;
+             a = a->next, mask = mask ? mask->next : nullptr) {
+            if (mask && mask->type == VT_STRING && mask->value.s) subnet = mask->value.s;
             if (a->type != VT_STRING || !a->value.s) continue;
             std::string hostName, domain;
             lookups.resolve(a->value.s, AF_INET, dns.fallback, &hostName, &domain);
@@ -204,6 +243,8 @@ ZelTable* IpAddressGroup::getTable() {
                 new ZelTableAttrib(9UL, std::strcmp(method, "Automatic") == 0 ? "Y" : "N"));
             row->addAttrib(new ZelTableAttrib(10UL, mac));
             table->addRow(row);
+            if (linuxHost)
+                rowInterfaces().emplace_back(svc->getValue("", "interface", ""), a->value.s);
         }
     }
     log->traceMidExit(__LINE__, SRC4, OP, "hardware %s", "IpAddressGroup");
@@ -224,6 +265,7 @@ ZelTable* Ipv6AddressGroup::getTable() {
     ReverseLookup lookups(*this);
     VtNode* net = MacInfo::getSection(info, "SPNetworkDataType");
     unsigned long index = 1;
+    const bool linuxHost = hostfacts::scannedHostIsLinux();
     for (VtNode* svc = net ? net->children : nullptr; svc; svc = svc->next) {
         Dns dns = dnsOf(svc);
         const char* mac = svc->getValue("Ethernet", "MAC Address", "");
@@ -234,7 +276,7 @@ ZelTable* Ipv6AddressGroup::getTable() {
             continue;
         }
         const char* router = v6->getValue("", "Router", "");
-        IfInfo* found = find_if(ifname, interfaces);
+        IfInfo* found = interfaces.find(ifname);
         if (!found) {
             log->traceMAX(__LINE__, SRC6, OP, "hardware no ifconfig support for [%s]", ifname);
             continue;
@@ -254,11 +296,25 @@ ZelTable* Ipv6AddressGroup::getTable() {
             row->addAttrib(text(7UL, dns.primary));
             row->addAttrib(text(8UL, dns.secondary));
             row->addAttrib(new ZelTableAttrib(9UL, mac));
-            row->addAttrib(text(10UL, e.scope));
+            // Unique-local addresses (fc00::/7) are routed like global ones.
+            std::string scope = e.scope;
+            if (linuxHost && scope.empty() && e.address.size() > 2 &&
+                (e.address[0] == 'f' || e.address[0] == 'F') &&
+                (e.address[1] == 'c' || e.address[1] == 'd' || e.address[1] == 'C' ||
+                 e.address[1] == 'D'))
+                scope = "global";
+            row->addAttrib(text(10UL, scope));
             row->addAttrib(new ZelTableAttrib(11UL, ifname));
             table->addRow(row);
         }
     }
     log->traceMidExit(__LINE__, SRC6, OP, "hardware %s", "Ipv6AddressGroup");
     return table;
+}
+
+std::string ipAddressInterface(unsigned long index, const char* address) {
+    const auto& rows = rowInterfaces();
+    if (index < 1 || index > rows.size() || !address) return std::string();
+    const auto& r = rows[index - 1];
+    return r.second == address ? r.first : std::string();
 }

@@ -1,11 +1,13 @@
 #include "invscan/NetworkAdapterGroup.h"
 
 #include "invscan/CcLog.h"
+#include "invscan/HostFacts.h"
 #include "invscan/MacInfo.h"
 #include "invscan/ZelTableRow.h"
 #include "invscan/md5.h"
 
 #include <cstdlib>
+#include <cstring>
 #include <strings.h>
 #include <string>
 
@@ -26,6 +28,7 @@ ZelTable* NetworkAdapterGroup::getTable() {
     ZelTable* table = new ZelTable(getGroupId(), getGroupVersion());
     VtNode* net = MacInfo::getSection(info, "SPNetworkDataType");
     unsigned long index = 1;
+    const bool linuxHost = hostfacts::scannedHostIsLinux();
     for (VtNode* svc = net ? net->children : nullptr; svc; svc = svc->next) {
         const char* hardware = svc->getValue("", "hardware", "");
         const char* interface = svc->getValue("", "interface", "");
@@ -54,7 +57,14 @@ ZelTable* NetworkAdapterGroup::getTable() {
         row->addAttrib(new ZelTableAttrib(5UL, code));
         row->addAttrib(new ZelTableAttrib(6UL, model.c_str()));
         row->addAttrib(new ZelTableAttrib(9UL, connector));
-        row->addAttrib(new ZelTableAttrib(10UL, "ethernet"));
+        // Linux lists virtual interfaces (bridges, veth, bonds, VLANs, tun) too: the
+        // physical type tells them from the ports a device backs.
+        const char* physical = "ethernet";
+        if (linuxHost && std::strcmp(svc->getValue("", "physical", "yes"), "no") == 0)
+            physical = "virtual";
+        else if (linuxHost && std::strcmp(hardware, "AirPort") == 0)
+            physical = "wireless";
+        row->addAttrib(new ZelTableAttrib(10UL, physical));
         row->addAttrib(new ZelTableAttrib(11UL, ""));
         table->addRow(row);
         std::free(id);

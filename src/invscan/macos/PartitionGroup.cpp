@@ -55,6 +55,24 @@ unsigned long getFstype(const char* type, bool linuxHost) {
     return FS_UNKNOWN;
 }
 
+// Linux's names of the file systems that have a Darwin code.
+const char* darwinName(const char* type) {
+    static const struct {
+        const char* linuxName;
+        const char* darwin;
+    } names[] = {{"nfs4", "nfs"},   {"cifs", "smbfs"}, {"smb3", "smbfs"},  {"iso9660", "cd9660"},
+                 {"vfat", "msdos"}, {"fat", "msdos"},  {"hfsplus", "hfs"}, {"ntfs3", "ntfs"}};
+    for (const auto& n : names)
+        if (std::strcmp(type, n.linuxName) == 0) return n.darwin;
+    return type;
+}
+
+// Mount point and own type of each row of the last Linux table.
+std::vector<std::pair<std::string, std::string>>& fsNames() {
+    static std::vector<std::pair<std::string, std::string>> names;
+    return names;
+}
+
 bool skipRemote(const ZelGroup& g) {
     const wchar_t* v = g.getGroupAttr(L"skipRemote");
     if (!v) return false;
@@ -143,10 +161,11 @@ ZelTable* PartitionGroup::getTable() {
             list.push_back(&mounts[i]);
     }
     const bool skip = skipRemote(*this);
+    fsNames().clear();
     ZelTable* table = new ZelTable(getGroupId(), getGroupVersion());
     unsigned long index = 1;
     for (const host::Statfs* m : list) {
-        const char* type = m->f_fstypename;
+        const char* type = linuxHost ? darwinName(m->f_fstypename) : m->f_fstypename;
         const char* from = m->f_mntfromname;
         const char* on = m->f_mntonname;
         PART_TRACE("hardware FS [%s] [%s] [%s]", from, on, type);
@@ -190,7 +209,15 @@ ZelTable* PartitionGroup::getTable() {
         row->addAttrib(new ZelTableAttrib(11UL, hostName.c_str()));
         row->addAttrib(new ZelTableAttrib(12UL, path.c_str()));
         table->addRow(row);
+        if (linuxHost) fsNames().emplace_back(on, m->f_fstypename);
     }
     log->traceMidExit(__LINE__, SRC, OP, "hardware %s", "PartitionGroup");
     return table;
+}
+
+std::string partitionFsName(unsigned long index, const char* mountPoint) {
+    const auto& names = fsNames();
+    if (index < 1 || index > names.size() || !mountPoint) return std::string();
+    const auto& n = names[index - 1];
+    return n.first == mountPoint ? n.second : std::string();
 }
