@@ -20,8 +20,7 @@ for kind in "${@:-base}"; do
                python3-jsonschema time ;;
     m32)
       dpkg --print-foreign-architectures | grep -qx i386 || { dpkg --add-architecture i386; need+=(update); }
-      want gcc-multilib g++-multilib libpugixml-dev:i386 libgtest-dev:i386 \
-        libcurl4-openssl-dev:i386 zlib1g-dev:i386 ;;
+      want gcc-multilib g++-multilib libpugixml-dev:i386 libgtest-dev:i386 ;;
     fuzz) want clang libclang-rt-14-dev ;;
     check) want git clang-format python3 python3-yaml ;;
     package) want dpkg-dev fakeroot lintian ;;

@@ -2,10 +2,12 @@
 
 #include "invscan/SafeFile.h"
 
-#include <curl/curl.h>
 #include <nlohmann/json.hpp>
 #include <pugixml.hpp>
+#ifdef INVSCAN_HAVE_SEND
+#include <curl/curl.h>
 #include <zlib.h>
+#endif
 
 #include <cerrno>
 #include <cstring>
@@ -35,6 +37,21 @@ bool splitUrl(const std::string& url, std::string* scheme, std::string* path) {
     return true;
 }
 
+std::string oneLine(const std::string& s, std::size_t max = 200) {
+    std::string out;
+    for (char c : s) {
+        if (out.size() >= max) {
+            out += "...";
+            break;
+        }
+        const unsigned char u = static_cast<unsigned char>(c);
+        out += u < 0x20 || u == 0x7F ? ' ' : c;
+    }
+    std::size_t e = out.find_last_not_of(' ');
+    return e == std::string::npos ? std::string() : out.substr(0, e + 1);
+}
+
+#ifdef INVSCAN_HAVE_SEND
 // zlib's stream format, which the OCS server reads as application/x-compress.
 bool deflateAll(const std::string& in, std::string* out) {
     uLongf size = compressBound(static_cast<uLong>(in.size()));
@@ -91,20 +108,6 @@ size_t keep(char* ptr, size_t size, size_t n, void* user) {
     return len;
 }
 
-std::string oneLine(const std::string& s, std::size_t max = 200) {
-    std::string out;
-    for (char c : s) {
-        if (out.size() >= max) {
-            out += "...";
-            break;
-        }
-        const unsigned char u = static_cast<unsigned char>(c);
-        out += u < 0x20 || u == 0x7F ? ' ' : c;
-    }
-    std::size_t e = out.find_last_not_of(' ');
-    return e == std::string::npos ? std::string() : out.substr(0, e + 1);
-}
-
 // The word of a GLPI server: {"status":"ok"} or an error with its message.
 int glpiAnswer(const std::string& raw, std::string* answer, std::string* why) {
     const nlohmann::json j = nlohmann::json::parse(raw, nullptr, false);
@@ -137,6 +140,8 @@ struct CurlGlobal {
     bool ok;
 };
 
+#endif
+
 } // namespace
 
 std::string sendFormatFor(const std::string& url, const std::string& format) {
@@ -153,7 +158,11 @@ std::string sendFormatFor(const std::string& url, const std::string& format) {
 
 bool ocsParseReply(const std::string& raw, std::size_t cap, std::string* response) {
     std::string xml;
+#ifdef INVSCAN_HAVE_SEND
     if (!inflateCapped(raw, cap, &xml)) {
+#else
+    {
+#endif
         if (raw.size() > cap || raw.find("<REPLY") == std::string::npos) return false;
         xml = raw;
     }
@@ -165,6 +174,7 @@ bool ocsParseReply(const std::string& raw, std::size_t cap, std::string* respons
     return true;
 }
 
+#ifdef INVSCAN_HAVE_SEND
 int sendScan(const std::string& url, const std::string& format, const std::string& body,
              const SendOptions& opts, std::string* answer, std::string* why) {
     answer->clear();
@@ -315,6 +325,14 @@ int sendScan(const std::string& url, const std::string& format, const std::strin
     if (answer->empty()) *answer = "REPLY";
     return SEND_OK;
 }
+#else
+int sendScan(const std::string& url, const std::string&, const std::string&, const SendOptions&,
+             std::string* answer, std::string* why) {
+    answer->clear();
+    *why = "cannot send to " + url + ": this build of invscan has no HTTP client (libcurl)";
+    return SEND_LOCAL;
+}
+#endif
 
 bool ocsDeviceIdValid(const std::string& id) {
     // NAME-YYYY-MM-DD-HH-MM-SS, NAME not empty.

@@ -12,7 +12,9 @@
 #include <sys/stat.h>
 #include <unistd.h>
 #include <vector>
+#ifdef INVSCAN_HAVE_SEND
 #include <zlib.h>
+#endif
 
 namespace {
 
@@ -290,6 +292,7 @@ TEST(OcsSend, FormatOfAnAddress) {
         EXPECT_EQ(sendFormatFor(c.url, c.format), c.is) << c.url << " " << c.format;
 }
 
+#ifdef INVSCAN_HAVE_SEND
 std::string zlibOf(const std::string& s) {
     uLongf n = compressBound(static_cast<uLong>(s.size()));
     std::string out(n, '\0');
@@ -327,4 +330,5 @@ TEST(OcsSend, ServerReplies) {
     }
 }
 
+#endif
 } // namespace

@@ -110,6 +110,9 @@ long maxRssKb() {
 }
 
 TEST(Send, BadAnswers) {
+#ifndef INVSCAN_HAVE_SEND
+    GTEST_SKIP() << "built without libcurl: no --server";
+#endif
     if (!havePython()) GTEST_SKIP() << "no /usr/bin/python3 to play the servers";
     // Proxies from the environment would take loopback elsewhere.
     setenv("NO_PROXY", "127.0.0.1", 1);
@@ -161,6 +164,9 @@ TEST(Send, BadAnswers) {
 }
 
 TEST(Send, Tls) {
+#ifndef INVSCAN_HAVE_SEND
+    GTEST_SKIP() << "built without libcurl: no --server";
+#endif
     if (!havePython() || access("/usr/bin/openssl", X_OK) != 0)
         GTEST_SKIP() << "no /usr/bin/python3 or /usr/bin/openssl for a TLS server";
     setenv("NO_PROXY", "127.0.0.1", 1);
