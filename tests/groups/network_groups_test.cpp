@@ -8,6 +8,7 @@
 #include "../common/group_fixture.h"
 
 #include "invscan/IpAddressGroup.h"
+#include "invscan/KorCfg.h"
 #include "invscan/NetworkAdapterGroup.h"
 #include "invscan/PartitionGroup.h"
 #include "invscan/md5.h"
@@ -231,9 +232,9 @@ TEST_F(NetworkGroups, LinuxPartitions) {
         mount("ext4", "/dev/vda", "/", 4096, 1000, 500),
         mount("tmpfs", "tmpfs", "/dev/shm", 4096, 200, 200), // mounted over: listed once, in place
         mount("tmpfs", "none", "/empty", 4096, 0, 0),
-        mount("nfs", "filer:/vol/home", "/home", 0, 0,
+        mount("nfs4", "filer:/vol/home", "/home", 0, 0,
               0), // no answer in time: sizes 0, still listed
-        mount("smbfs", "//server/share", "/mnt/share", 1024, 10, 5),
+        mount("cifs", "//server/share", "/mnt/share", 1024, 10, 5),
         mount("xfs", "/dev/sdb1", "/data", 4096, 256, 256),
         mount("ext4", "/dev/vda", "/run/netns", 4096, 1000, 500), // a bind mount: listed once
     };
@@ -249,6 +250,68 @@ TEST_F(NetworkGroups, LinuxPartitions) {
             "1=5;2=2;3=4;4=//server/share;5=10;6=282;7=//server/share;8=/mnt/share;9=10;10=5;"
             "11=server;12=/share",
             "1=6;2=1;3=3;4=/dev/sdb1;5=1024;6=131;7=/dev/sdb1;8=/data;9=1024;10=1024;11=;12="}));
+    // The mount's own type goes with each row, for a row of that mount point only.
+    const char* const own[][2] = {{"/dev", "devtmpfs"}, {"/dev/shm", "tmpfs"},  {"/", "ext4"},
+                                  {"/home", "nfs4"},    {"/mnt/share", "cifs"}, {"/data", "xfs"}};
+    for (unsigned long i = 0; i < 6; ++i)
+        EXPECT_EQ(partitionFsName(i + 1, own[i][0]), own[i][1]) << own[i][0];
+    EXPECT_EQ(partitionFsName(2, "/"), "");
+    EXPECT_EQ(partitionFsName(7, "/data"), "");
+    fake.sysname = "Darwin";
+    fake.mountList = {mount("hfs", "/dev/disk0s2", "/", 4096, 10, 5)};
+    scan<PartitionGroup>();
+    EXPECT_EQ(partitionFsName(1, "/"), "") << "a Mac table keeps no Linux type";
+}
+
+// Loopback and link-local addresses are never asked for; the configuration key
+// turns every lookup off, the prefetching ones too.
+TEST_F(NetworkGroups, LookupsSkippedOrSwitchedOff) {
+    MacInfo::setSysProf(
+        snapshot("(SystemProfiler\n(SPNetworkDataType\n(A\ninterface:s=en0\n(IPv4\n(Addresses\n"
+                 "Addresses:s=127.0.0.1\nAddresses:s=169.254.3.4\nAddresses:s=10.9.8.6\n)\n)\n"
+                 "(IPv6\n)\n)\n)\n)\n"));
+    fake.commands["ifconfig -a 2>/dev/null"] = "";
+    fake.commands["/sbin/ifconfig -a 2>/dev/null"] =
+        "en0: flags=8863 mtu 1500\n\tinet6 ::1 prefixlen 128\n\tinet6 fe80::1%en0 prefixlen 64\n"
+        "\tinet6 febf::1 prefixlen 64\n\tinet6 fec0::1 prefixlen 64\n\tinet6 2001:db8::6 prefixlen "
+        "64\n";
+    // Switched off first: an answer is kept for a minute, and would hide a lookup.
+    const struct {
+        const char* key; // hwscanner.reverse_lookup, null for none
+        std::vector<std::string> asked;
+    } cases[] = {{"off", {}}, {" OFF ", {}}, {nullptr, {"10.9.8.6", "2001:db8::6", "fec0::1"}}};
+    for (const auto& c : cases) {
+        if (c.key) KorCfg::setKey(String("hwscanner.reverse_lookup"), String(c.key));
+        fake.lookups.clear();
+        scan<IpAddressGroup>();
+        scan<Ipv6AddressGroup>();
+        std::vector<std::string> asked = fake.lookups;
+        std::sort(asked.begin(), asked.end());
+        asked.erase(std::unique(asked.begin(), asked.end()), asked.end());
+        EXPECT_EQ(asked, c.asked) << (c.key ? c.key : "no key");
+        KorCfg::removeKey(String("hwscanner.reverse_lookup"));
+    }
+}
+
+// On Linux each IPv4 address has its own mask, and each row its interface.
+TEST_F(NetworkGroups, LinuxAddressesWithTheirMasksAndInterfaces) {
+    fake.sysname = "Linux";
+    KorCfg::setKey(String("hwscanner.reverse_lookup"), String("off"));
+    MacInfo::setSysProf(
+        snapshot("(SystemProfiler\n(SPNetworkDataType\n(br0\ninterface:s=br0\n(IPv4\n(Addresses\n"
+                 "Addresses:s=10.20.0.1\nAddresses:s=10.21.0.10\n)\n(SubnetMasks\n"
+                 "SubnetMasks:s=255.255.255.0\nSubnetMasks:s=255.255.0.0\n)\n)\n)\n"
+                 "(veth0\ninterface:s=veth0\nphysical:s=no\n)\n)\n)\n"));
+    std::vector<std::string> rows = scan<IpAddressGroup>();
+    ASSERT_EQ(rows.size(), 2u);
+    EXPECT_NE(rows[0].find(";5=255.255.255.0;"), std::string::npos) << rows[0];
+    EXPECT_NE(rows[1].find(";5=255.255.0.0;"), std::string::npos) << rows[1];
+    EXPECT_EQ(ipAddressInterface(2, "10.21.0.10"), "br0");
+    EXPECT_EQ(ipAddressInterface(2, "10.20.0.1"), "");
+    rows = scan<NetworkAdapterGroup>();
+    ASSERT_EQ(rows.size(), 2u);
+    EXPECT_NE(rows[1].find(";10=virtual;"), std::string::npos) << rows[1];
+    KorCfg::removeKey(String("hwscanner.reverse_lookup"));
 }
 
 namespace {

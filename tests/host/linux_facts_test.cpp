@@ -347,3 +347,49 @@ TEST(LinuxFacts, SmbiosTableAndWhyItIsMissing) {
     }
     ASSERT_EQ(std::system(("rm -rf " + root).c_str()), 0);
 }
+
+TEST(LinuxInterfaces, KindPrefixAndLabel) {
+    auto nic = [](int arphrd, bool device) {
+        linuxfacts::NetInterface i;
+        i.arphrd = arphrd;
+        i.device = device;
+        i.index = 7;
+        i.iflink = 7;
+        return i;
+    };
+    linuxfacts::NetInterface eth = nic(1, true), wifi = nic(1, true), br = nic(1, false),
+                             bond = nic(1, false), vlan = nic(1, false), veth = nic(1, false),
+                             tun = nic(65534, false), dummy = nic(1, false), lo = nic(772, false),
+                             ppp = nic(512, false);
+    wifi.wireless = true;
+    br.bridge = true;
+    bond.bond = true;
+    vlan.vlan = true;
+    vlan.iflink = 3; // its lower device: a VLAN is no veth
+    veth.iflink = 8;
+    tun.tun = true;
+    const struct {
+        const linuxfacts::NetInterface& i;
+        const char* kind;
+    } kinds[] = {{eth, "Ethernet"}, {wifi, "Wireless"}, {br, "Bridge"}, {bond, "Bond"},
+                 {vlan, "VLAN"},    {veth, "veth"},     {tun, "tun"},   {dummy, "Virtual"},
+                 {lo, "Loopback"},  {ppp, "PPP"}};
+    for (const auto& k : kinds)
+        EXPECT_EQ(linuxfacts::interfaceKind(k.i), k.kind);
+
+    const struct {
+        std::vector<unsigned char> mask;
+        unsigned bits;
+    } masks[] = {{{255, 255, 255, 0}, 24},
+                 {{255, 255, 255, 255}, 32},
+                 {{0, 0, 0, 0}, 0},
+                 {{255, 255, 128, 0}, 17},
+                 {{255, 0, 255, 0}, 8}, // not contiguous: the leading ones
+                 {std::vector<unsigned char>(8, 255), 64}};
+    for (const auto& m : masks)
+        EXPECT_EQ(linuxfacts::prefixLength(m.mask.data(), m.mask.size()), m.bits);
+
+    EXPECT_EQ(linuxfacts::labelInterface("eth0:1"), "eth0");
+    EXPECT_EQ(linuxfacts::labelInterface("br0:a:b"), "br0");
+    EXPECT_EQ(linuxfacts::labelInterface("eth0"), "eth0");
+}
