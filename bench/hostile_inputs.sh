@@ -112,6 +112,47 @@ mounts mbusy "mounts: 4096 records, -g Partition" "$row * 4096" "-g Partition" 0
 mounts mbusya "mounts: 4096 records, all groups" "$row * 4096" "" 0
 mounts mlong "mounts: 255 KiB of long names" "('hfs\t' + 'f' * 1023 + '\t' + 'o' * 1023 + '\t1\t1\t1\t1\t1\t0\t0\t0\n') * ((255 << 10) // 2072)" "-g Partition" 0
 
+# A Linux host of many interfaces (names with blanks and tabs among them) and
+# 100,000 addresses, replayed over the network groups. The input counted is the
+# interface command's text; the profiler report's line budget refuses more than
+# about 9,000 services.
+netbundle() { # NAME LABEL SERVICES ADDRESSES
+  local d="$tmp/$1"
+  mkdir -p "$d/helpers" "$d/commands"; echo 'invscan-bundle 1' > "$d/bundle.txt"
+  printf 'sysname\tLinux\n' > "$d/uname.txt"
+  python3 - "$d" "$3" "$4" <<'PY'
+import sys
+d, n, addrs = sys.argv[1], int(sys.argv[2]), int(sys.argv[3])
+name = lambda i: ("if %d" % i) if i % 3 == 0 else ("if\t%d" % i) if i % 3 == 1 else "eth%d" % i
+with open(d + "/helpers/sysprof", "w") as f:
+    f.write("1.0 0\n(SystemProfiler\n(SPNetworkDataType\n")
+    for i in range(n):
+        f.write("(s%d\ntype:s=Ethernet\nhardware:s=Ethernet\ninterface:s=%s\nphysical:s=no\n"
+                "(IPv4\n(Addresses\nAddresses:s=10.%d.%d.1\n)\n)\n(IPv6\n)\n"
+                "(Ethernet\nMAC Address:s=02:00:00:00:%02x:%02x\n)\n)\n"
+                % (i, name(i), i // 256, i % 256, i // 256 % 256, i % 256))
+    f.write(")\n)\n")
+text = []
+for i in range(n):
+    text.append("%s: flags=8863<UP> mtu 1500\n" % name(i))
+    for k in range(addrs // n):
+        text.append("\tinet6 2001:db8:%x::%x prefixlen 64\n" % (i, k))
+t = "".join(text)
+for c in ("ifconfig -a 2>/dev/null", "/sbin/ifconfig -a 2>/dev/null"):
+    fn = c.replace("/", "%2F").replace(" ", "%20").replace(">", "%3E")
+    open(d + "/commands/" + fn, "w").write(t)
+with open(d + "/commands.txt", "w") as f:
+    for c in ("ifconfig -a 2>/dev/null", "/sbin/ifconfig -a 2>/dev/null"):
+        fn = c.replace("/", "%2F").replace(" ", "%20").replace(">", "%3E")
+        f.write("%s\t0\tcommands/%s\n" % (c, fn))
+PY
+  measure "$2" "$base" "$d/commands/ifconfig%20-a%202%3E%2Fdev%2Fnull" 0 "$bin/invscan" \
+    --replay "$d" -g 7 -g 6 -g 51 -n
+  rm -rf "${d:?}"
+}
+netbundle net9k "network: 9,000 interfaces, 99,000 addresses" 9000 99000
+netbundle net1k "network: 1,000 interfaces, 100,000 addresses" 1000 100000
+
 # diff LABEL PYTHON-EXPR STATUS: the scan made by PYTHON-EXPR against a small one.
 echo '{"format":1,"tables":[]}' > "$tmp/small.json"
 diffscan() {

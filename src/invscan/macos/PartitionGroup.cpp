@@ -12,11 +12,13 @@
 #include "invscan/ZelTableRow.h"
 #include "invscan/host.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <cstring>
 #include <set>
 #include <string>
 #include <strings.h>
+#include <unordered_map>
 #include <vector>
 
 namespace {
@@ -115,20 +117,36 @@ namespace {
 // mount) is listed once, at its shortest mount point.
 std::vector<const host::Statfs*> linuxView(host::Statfs* mounts, int n) {
     std::vector<const host::Statfs*> out;
+    // The slots holding each mount point and each device, so that a table of many
+    // thousand mounts is not compared pair by pair.
+    std::unordered_map<std::string, std::vector<std::size_t>> byOn, byFrom;
+    auto unlink = [](std::vector<std::size_t>& v, std::size_t k) {
+        v.erase(std::remove(v.begin(), v.end(), k), v.end());
+    };
+    auto place = [&](std::size_t k, const host::Statfs* m) {
+        if (out[k] == m) return;
+        unlink(byOn[out[k]->f_mntonname], k);
+        unlink(byFrom[out[k]->f_mntfromname], k);
+        out[k] = m;
+        byOn[m->f_mntonname].push_back(k);
+        byFrom[m->f_mntfromname].push_back(k);
+    };
     for (int i = 0; i < n; ++i) {
         const host::Statfs* m = &mounts[i];
-        bool merged = false;
-        for (const host::Statfs*& seen : out) {
-            if (std::strcmp(seen->f_mntonname, m->f_mntonname) == 0) {
-                seen = m;
-                merged = true;
-            } else if (m->f_mntfromname[0] == '/' &&
-                       std::strcmp(seen->f_mntfromname, m->f_mntfromname) == 0) {
-                if (std::strlen(m->f_mntonname) < std::strlen(seen->f_mntonname)) seen = m;
-                merged = true;
-            }
+        std::vector<std::size_t> same = byOn[m->f_mntonname];
+        std::vector<std::size_t> device;
+        if (m->f_mntfromname[0] == '/') device = byFrom[m->f_mntfromname];
+        for (std::size_t k : same)
+            place(k, m);
+        for (std::size_t k : device)
+            if (std::find(same.begin(), same.end(), k) == same.end() &&
+                std::strlen(m->f_mntonname) < std::strlen(out[k]->f_mntonname))
+                place(k, m);
+        if (same.empty() && device.empty()) {
+            out.push_back(m);
+            byOn[m->f_mntonname].push_back(out.size() - 1);
+            byFrom[m->f_mntfromname].push_back(out.size() - 1);
         }
-        if (!merged) out.push_back(m);
     }
     return out;
 }
