@@ -1332,13 +1332,12 @@ std::string sanitizeKeyFromFile(const std::string& path, std::string* why) {
         return std::string();
     }
     const std::string key = hexOf(std::string(reinterpret_cast<char*>(raw), sizeof raw), false);
-    // The folder and its parent (~/.config/invscan on a new account).
+    // The folder and those above it (~/.config/invscan on a new account), made one
+    // descriptor at a time.
     std::size_t slash = path.find_last_of('/');
     if (slash != std::string::npos && slash > 0) {
-        std::string folder = path.substr(0, slash);
-        std::size_t up = folder.find_last_of('/');
-        if (up != std::string::npos && up > 0) ::mkdir(folder.substr(0, up).c_str(), 0700);
-        ::mkdir(folder.c_str(), 0700);
+        int made = safefile::makeDirs(path.substr(0, slash).c_str(), nullptr);
+        if (made >= 0) ::close(made);
     }
     // O_EXCL: two first scans at once agree on whichever key was made first.
     int out = safefile::createNew(path.c_str(), 0600, &reason);

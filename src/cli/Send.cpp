@@ -386,10 +386,10 @@ std::string ocsDeviceId(const std::string& folder, const std::string& hostName, 
     }
     const std::string id = name + "-" + when;
 
-    // The folder and its parent (~/.config/invscan on a new account).
-    std::size_t up = folder.find_last_of('/');
-    if (up != std::string::npos && up > 0) ::mkdir(folder.substr(0, up).c_str(), 0700);
-    ::mkdir(folder.c_str(), 0700);
+    // The folder and those above it (~/.config/invscan on a new account), made one
+    // descriptor at a time.
+    int made = safefile::makeDirs(folder.c_str(), nullptr);
+    if (made >= 0) ::close(made);
     // O_EXCL: two first sends at once agree on whichever id was made first.
     int out = safefile::createNew(path.c_str(), 0600, &reason);
     if (out < 0) {

@@ -76,7 +76,7 @@ TEST(ReportCorpus, EverySavedReportReadsBackWithResultZero) {
     }
 }
 
-// The whole shared corpus, when this checkout sits beside it.
+// The captured Mac reports of peer projects (tests/data/corpus).
 TEST(ReportCorpus, SharedCorpusWhenPresent) {
     const char* env = std::getenv("INVSCAN_CORPUS");
     std::string base = std::string(env && *env ? env : INVSCAN_CORPUS) + "/macos/";
