@@ -3,6 +3,7 @@
 #include "invscan/invscan.h"
 #include "invscan/host.h"
 #include "invscan/host_root.h"
+#include "invscan/md5.h"
 #include "invscan/HostFacts.h"
 #include "invscan/ZelValue.h"
 #include "cli/Diff.h"
@@ -506,7 +507,8 @@ std::string sanitizedDeviceId(const nlohmann::ordered_json& scan) {
 
 // Sends the scan to an inventory server and says what it answered.
 int sendToServer(const std::string& url, const std::string& format,
-                 const nlohmann::ordered_json& scan, bool sanitized, const std::string& caCert,
+                 const nlohmann::ordered_json& scan, const std::string& glpiId, bool sanitized,
+                 const std::string& caCert,
                  double connectTimeout, double totalTimeout) {
     const std::string kind = sendFormatFor(url, format == "ocs" || format == "glpi" ? format : "");
     std::string why, id;
@@ -515,7 +517,7 @@ int sendToServer(const std::string& url, const std::string& format,
         std::fprintf(stderr, "invscan: no device id for the OCS inventory: %s\n", why.c_str());
         return 1;
     }
-    const std::string body = kind == "ocs" ? ocsInventory(scan, id) : glpiInventory(scan).dump();
+    const std::string body = kind == "ocs" ? ocsInventory(scan, id) : glpiInventory(scan, glpiId).dump();
     SendOptions opts;
     opts.caCert = caCert;
     opts.connectTimeoutMs = static_cast<long>(connectTimeout * 1000);
@@ -530,6 +532,36 @@ int sendToServer(const std::string& url, const std::string& format,
     }
     std::printf("sent to %s (%s): %s\n", url.c_str(), kind.c_str(), answer.c_str());
     return 0;
+}
+
+// The host's machine id where it has one (systemd's, readable by every user), through
+// the host layer so that a bundle replays it. Empty when there is none.
+std::string machineId() {
+    for (const char* path : {"/etc/machine-id", "/var/lib/dbus/machine-id"}) {
+        std::FILE* f = host::fopen(path, "r");
+        if (!f) continue;
+        char line[80] = "";
+        const bool got = std::fgets(line, sizeof line, f) != nullptr;
+        std::fclose(f);
+        std::string id = got ? line : "";
+        while (!id.empty() && (id.back() == '\n' || id.back() == '\r')) id.pop_back();
+        bool hex = id.size() == 32;
+        for (char c : id)
+            hex = hex && std::isxdigit(static_cast<unsigned char>(c));
+        if (hex) return id;
+    }
+    return std::string();
+}
+
+// GLPI's deviceid: the node name, followed where the host has a machine id by a digest
+// of it, so that two hosts of one name stay two computers while root and every other
+// user send the same id whatever groups they ask for.
+std::string glpiDeviceId(const std::string& node, const std::string& machine) {
+    if (node.empty() || machine.empty()) return node;
+    char* digest = md5_checksum(machine.c_str());
+    std::string id = node + "-" + (digest ? std::string(digest).substr(0, 12) : "");
+    std::free(digest);
+    return id;
 }
 
 std::string utcNow() {
@@ -880,6 +912,7 @@ int main(int argc, char** argv) {
     host::Utsname uts;
     const std::string nodeName = host::uname(&uts) == 0 ? uts.nodename : "";
     out["host"] = nodeName;
+    std::string machine = machineId();
     out["scan_time"] = utcNow();
     out["tables"] = nlohmann::ordered_json::array();
     int produced = 0;
@@ -967,6 +1000,9 @@ int main(int argc, char** argv) {
         for (const auto& t : out["tables"])
             sanitizer->learnTable(t);
         if (!nodeName.empty()) out["host"] = sanitizer->learn(Sanitizer::HOST, nodeName);
+        // The pseudonym alone names a sanitised host; its machine id goes from the copy.
+        if (!machine.empty()) sanitizer->learn(Sanitizer::HEX, machine);
+        machine.clear();
         if (!sanitizedCopy) {
             for (auto& t : out["tables"])
                 sanitizer->sanitizeTable(t);
@@ -975,11 +1011,14 @@ int main(int argc, char** argv) {
         }
     }
     if (!server.empty() && !sanitizedCopy)
-        return sendToServer(server, format, out, !!sanitizer, caCert, connectTimeout, totalTimeout);
+        return sendToServer(server, format, out, glpiDeviceId(nodeName, machine), !!sanitizer,
+                            caCert, connectTimeout, totalTimeout);
     if (!sanitizedCopy) {
         if (format == "json") std::cout << out.dump(2) << std::endl;
-        // GLPI's deviceid is the node name: the same whether the scan is root or not.
-        if (format == "glpi") std::cout << glpiInventory(out).dump(2) << std::endl;
+        if (format == "glpi")
+            std::cout << glpiInventory(out, glpiDeviceId(out.value("host", std::string()), machine))
+                             .dump(2)
+                      << std::endl;
         if (format == "ocs") {
             std::string why, id = sanitizer ? sanitizedDeviceId(out) : keptDeviceId(out, &why);
             if (id.empty()) {

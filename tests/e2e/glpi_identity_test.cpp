@@ -1,6 +1,7 @@
 // The GLPI inventory's identity over the real bundles and this machine: the deviceid
-// is the node name whatever groups are asked for and whoever runs the scan, no two
-// hosts share one, and the values GLPI shows of a host reach it from their source.
+// is the node name (and a digest of the machine id where the host has one) whatever
+// groups are asked for and whoever runs the scan, no two hosts share one, and the
+// values GLPI shows of a host reach it from their source.
 #include <gtest/gtest.h>
 
 #include "../common/run_command.h"
@@ -52,18 +53,32 @@ std::string nodeName() {
     return uname(&u) == 0 ? u.nodename : "";
 }
 
+// This machine's id: its node name, and the digest of its machine id when it has one.
+std::string thisDeviceId() {
+    if (access("/etc/machine-id", R_OK) != 0) return nodeName();
+    return nodeName() + "-" + run("tr -d '\\n' </etc/machine-id | md5sum | cut -c1-12 | tr -d '\\n'");
+}
+
+// A copy of a bundle whose host has the given machine id.
+std::string withMachineId(const std::string& bundle, const std::string& id, const std::string& at) {
+    run("rm -rf " + at + " && cp -r " + kBundles + bundle + " " + at + " && mkdir -p " + at +
+        "/files && printf '" + id + "\\n' >" + at + "/files/%2Fetc%2Fmachine-id");
+    return at;
+}
+
 } // namespace
 
 TEST(GlpiIdentity, TheNodeNameIsTheIdWhateverTheGroups) {
     const struct {
         std::string bundle; // "" for this machine
         std::string node;
+        std::string id;
     } cases[] = {
-        {"kbrazil-mac-10.14.6", "kbrazil-mac"},
-        {"linux-debian12-vm", "vm"},
+        {"kbrazil-mac-10.14.6", "kbrazil-mac", "kbrazil-mac"},
+        {"linux-debian12-vm", "vm", "vm"},
         // The same VM seen from a network namespace: other addresses, the same host.
-        {"linux-debian12-netns-ipv6", "vm"},
-        {"", nodeName()},
+        {"linux-debian12-netns-ipv6", "vm", "vm"},
+        {"", nodeName(), thisDeviceId()},
     };
     std::vector<std::string> docs;
     for (const auto& c : cases) {
@@ -76,7 +91,7 @@ TEST(GlpiIdentity, TheNodeNameIsTheIdWhateverTheGroups) {
         for (const char* groups : kSelections) {
             const nlohmann::json doc = glpi(c.bundle, groups, &docs);
             ASSERT_FALSE(doc.is_discarded()) << c.bundle << groups;
-            EXPECT_EQ(doc["deviceid"], c.node) << c.bundle << groups;
+            EXPECT_EQ(doc["deviceid"], c.id) << c.bundle << groups;
             EXPECT_EQ(doc["content"]["hardware"]["name"], c.node) << c.bundle << groups;
         }
     }
@@ -103,6 +118,36 @@ TEST(GlpiIdentity, NoTwoHostsShareAnId) {
             EXPECT_EQ(id.second.size(), 1u)
                 << id.first << " is " << id.second[0] << " and " << id.second.back();
     }
+}
+
+// Two hosts of one name, told apart by their machine ids.
+TEST(GlpiIdentity, HostsOfOneNameAreTwoComputers) {
+    const std::string dir = testing::TempDir() + "glpi_identity_" + std::to_string(getpid());
+    const struct {
+        const char* machineId;
+        const char* deviceId;
+    } cases[] = {
+        {"0123456789abcdef0123456789abcdef", "vm-"},
+        {"fedcba9876543210fedcba9876543210", "vm-"},
+        {"not a machine id", "vm"}, // taken for none
+    };
+    std::map<std::string, int> seen;
+    std::vector<std::string> docs;
+    int n = 0;
+    for (const auto& c : cases) {
+        const std::string at = withMachineId("linux-debian12-vm", c.machineId,
+                                             dir + "_" + std::to_string(n++));
+        docs.push_back(run(kInvscan + " --replay " + at + " --format glpi 2>/dev/null"));
+        const nlohmann::json doc = nlohmann::json::parse(docs.back(), nullptr, false);
+        ASSERT_TRUE(doc["deviceid"].is_string()) << c.machineId;
+        const std::string id = doc["deviceid"];
+        EXPECT_EQ(id.substr(0, std::string(c.deviceId).size()), c.deviceId) << c.machineId;
+        EXPECT_EQ(id.size(), std::string(c.deviceId) == "vm" ? 2u : 15u) << id;
+        EXPECT_EQ(doc["content"]["hardware"]["name"], "vm");
+        EXPECT_EQ(++seen[id], 1) << id << " twice";
+        run("rm -rf " + at);
+    }
+    EXPECT_EQ(testjson::schemaProblems(docs, kSchema), "");
 }
 
 // A scan without root reads no UUID or system serial; its id stays the same.
