@@ -391,7 +391,9 @@ std::string ocsDeviceId(const std::string& folder, const std::string& hostName, 
     int made = safefile::makeDirs(folder.c_str(), nullptr);
     if (made >= 0) ::close(made);
     // O_EXCL: two first sends at once agree on whichever id was made first.
-    int out = safefile::createNew(path.c_str(), 0600, &reason);
+    // Readable by all: the id names the host to its server, and a scan without root
+    // sends the same one.
+    int out = safefile::createNew(path.c_str(), 0644, &reason);
     if (out < 0) {
         if (errno == EEXIST) {
             in = safefile::openRead(path.c_str(), &reason);

@@ -467,9 +467,9 @@ std::string recordRefusal(const std::string& dir, const std::string& replayDir, 
 
 // The folder where this host keeps what it keeps (the sanitise key, the device id):
 // the installation's configuration folder, else the user's.
-std::string keepingFolder(std::string* why) {
+std::string keepingFolder(std::string* why, bool userOnly = false) {
     struct stat st;
-    const std::string etc = configFolder();
+    const std::string etc = userOnly ? std::string() : configFolder();
     if (!etc.empty() && stat(etc.c_str(), &st) == 0 && S_ISDIR(st.st_mode)) return etc;
     const char* xdg = std::getenv("XDG_CONFIG_HOME");
     const char* user = std::getenv("HOME");
@@ -494,7 +494,15 @@ std::string keptDeviceId(const nlohmann::ordered_json& scan, std::string* why) {
     if (!why) why = &dummy;
     const std::string folder = keepingFolder(why);
     if (folder.empty()) return folder;
-    return ocsDeviceId(folder, scan.value("host", std::string()), why);
+    std::string id = ocsDeviceId(folder, scan.value("host", std::string()), why);
+    // Without root, before root has made the id, the user keeps one of their own.
+    if (id.empty() && geteuid() != 0 && access((folder + "/ocs-deviceid").c_str(), F_OK) != 0 &&
+        access(folder.c_str(), W_OK) != 0) {
+        const std::string mine = keepingFolder(why, true);
+        if (!mine.empty() && mine != folder)
+            id = ocsDeviceId(mine, scan.value("host", std::string()), why);
+    }
+    return id;
 }
 
 // A sanitised scan's id: its host pseudonym, never the kept id (which names the host).
