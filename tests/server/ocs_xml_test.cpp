@@ -242,7 +242,7 @@ TEST(OcsDeviceId, MadeOnceAndKept) {
     EXPECT_EQ(ocsDeviceId(folder, "web02", &why), first);
     struct stat st;
     ASSERT_EQ(stat((folder + "/ocs-deviceid").c_str(), &st), 0);
-    EXPECT_EQ(st.st_mode & 0777, 0600u);
+    EXPECT_EQ(st.st_mode & 0777, 0644u);
     EXPECT_EQ(ocsDeviceId(dir.path, "", &why).substr(0, 8), "unknown-");
 }
 
