@@ -1,4 +1,5 @@
 #include "cli/View.h"
+#include "invscan/PartitionGroup.h"
 
 #include <algorithm>
 #include <cstdint>
@@ -285,12 +286,20 @@ public:
     void addRow(const Json& row) {
         rows_.emplace_back();
         if (!row.is_array()) return;
+        const std::string fsName = ownFsName(row);
         for (const Json& attr : row) {
             if (!attr.is_object()) continue;
             std::string name = nameOf(attr, "(unnamed)");
             if (name == "Index") continue; // the running row number
             std::size_t col = columnOf(attr, name);
             Cell c = cellOf(id_, linuxHost_, attr);
+            if (!fsName.empty() && name == "FS Type") {
+                // The mount's own type first; the catalogue's code, when it names one, after.
+                c.text = c.text.empty() || c.text == "UNKNOWN" ? fsName
+                                                                : fsName + " (" + c.text + ")";
+                c.width = static_cast<std::uint32_t>(viewWidth(c.text));
+                c.number = false;
+            }
             if (c.text.empty()) continue;
             Column& k = columns_[col];
             k.used = true;
@@ -376,6 +385,22 @@ public:
     }
 
 private:
+    // A Linux mount's own file-system type (ext4, tmpfs, ...), which the Partition
+    // table's FS Type code cannot tell.
+    std::string ownFsName(const Json& row) const {
+        if (id_ != GROUP_PARTITION || !linuxHost_) return std::string();
+        unsigned long index = 0;
+        const std::string* mountPoint = nullptr;
+        for (const Json& attr : row) {
+            if (!attr.is_object() || !attr.contains("name") || !attr.contains("value")) continue;
+            const Json& v = attr["value"];
+            if (attr["name"] == "Index" && v.is_number_unsigned()) index = v.get<unsigned long>();
+            if (attr["name"] == "FS Mount Point" && v.is_string())
+                mountPoint = &v.get_ref<const std::string&>();
+        }
+        return mountPoint ? viewText(partitionFsName(index, mountPoint->c_str())) : std::string();
+    }
+
     std::size_t columnOf(const Json& attr, const std::string& name) {
         const Json* id = attr.contains("id") ? &attr["id"] : nullptr;
         std::string key = id && id->is_number_unsigned() ? std::to_string(id->get<std::uint64_t>())

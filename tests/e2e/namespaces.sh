@@ -46,6 +46,14 @@ in_ns ip addr add 2001:db8:20::1/64 dev veth1 nodad
 in_ns ip addr add fd12:3456:789a::1/64 dev veth1 nodad
 in_ns ip addr add 2001:db8:21::1/64 dev veth1 nodad preferred_lft 0 # deprecated
 for l in lo br0 veth0 veth1 $vlan; do in_ns ip link set "$l" up; done
+# a temporary (privacy) address, made by the kernel from a managed one
+in_ns sysctl -qw net.ipv6.conf.veth1.use_tempaddr=2 2>/dev/null || true
+in_ns ip addr add 2001:db8:22::1/64 dev veth1 nodad mngtmpaddr valid_lft 3600 preferred_lft 3600
+for _ in 1 2 3 4 5 6 7 8 9 10; do
+  in_ns ip -6 addr show dev veth1 | grep -q temporary && break
+  sleep 0.2
+done
+in_ns ip -6 addr show dev veth1 | grep -q temporary || echo "note: no temporary address made"
 
 in_ns ip -j addr > "$tmp/ip.json"
 in_ns "$invscan" -g 7 -g 6 -g 51 --format json > "$tmp/scan.json" 2>"$tmp/err"
@@ -85,6 +93,8 @@ v6 = sorted((x["local"], str(x["prefixlen"]), l["ifname"],
             for l in links for x in l["addr_info"] if x["family"] == "inet6")
 got6 = sorted((r["Address"], r["Subnet"], r["Adapter Name"], r["Scope"]) for r in rows(51))
 want(got6 == v6, "IPv6 rows %s, ip lists %s" % (got6, v6))
+temporary = [x["local"] for l in links for x in l["addr_info"] if x.get("temporary")]
+want(all(t in [r["Address"] for r in rows(51)] for t in temporary), "temporary addresses")
 nets = glpi["content"].get("networks", [])
 gv4 = sorted((n["description"], n["ipaddress"]) for n in nets if "ipaddress" in n)
 iv4 = sorted((l["ifname"], x["local"]) for l in links for x in l["addr_info"] if x["family"] == "inet")
@@ -96,7 +106,8 @@ want({n["description"] for n in nets} == {l["ifname"] for l in links}, "GLPI int
 want(not [n for n in nets if n["description"] == "veth0" and "ipaddress" in n],
      "the bridge member veth0 has an address")
 for b in bad: print("FAIL:", b)
-print("network: %d adapters, %d IPv4, %d IPv6, %d GLPI entries" % (len(adapters), len(got4), len(got6), len(nets)))
+print("network: %d adapters, %d IPv4, %d IPv6 (%d temporary), %d GLPI entries" %
+      (len(adapters), len(got4), len(got6), len(temporary), len(nets)))
 sys.exit(1 if bad else 0)
 EOF
 
@@ -115,10 +126,11 @@ if command -v mkfs.ext4 >/dev/null && truncate -s 16M "$tmp/ext.img" &&
 else echo "note: no loop device, ext4 left out"; fi
 df -T > "$tmp/df.txt"
 "$invscan" -g 27 --format glpi > "$tmp/drives.json"
+"$invscan" -g 27 > "$tmp/view.txt"
 EOF
 unshare -m sh "$tmp/mounts.sh"
 python3 "$validate" "$schema" "$tmp/drives.json"
-python3 - "$tmp/df.txt" "$tmp/drives.json" "$tmp/m" <<'EOF'
+python3 - "$tmp/df.txt" "$tmp/drives.json" "$tmp/m" "$tmp/view.txt" <<'EOF'
 import json, sys
 lines = open(sys.argv[1]).read().splitlines()[1:]
 df = {}
@@ -130,6 +142,15 @@ bad = [m for m in df if drives.get(m) != df[m]]
 for m in bad: print("FAIL: %s is %s in df -T, %s in GLPI" % (m, df[m], drives.get(m)))
 mine = {m: t for m, t in df.items() if m.startswith(sys.argv[3])}
 print("mounts: %d in df -T, %d drives; ours: %s" % (len(df), len(drives), mine))
+# The readable view: each mount's FS Type line starts with the type df gives it.
+view = {}
+for block in open(sys.argv[4]).read().split("\n\n"):
+    f = dict((k.strip(), v.strip()) for k, v in
+             (l.split(": ", 1) for l in block.splitlines() if ": " in l and l.startswith("  ")))
+    if "FS Mount Point" in f: view[f["FS Mount Point"]] = f.get("FS Type", "").split(" ")[0]
+for m, t in mine.items():
+    if view.get(m) != t:
+        print("FAIL: %s is %s in df -T, %s in the view" % (m, t, view.get(m))); bad.append(m)
 want = {"tmpfs", "overlay"}
 if not want <= set(mine.values()): print("FAIL: test mounts missing"); bad.append(1)
 sys.exit(1 if bad else 0)
