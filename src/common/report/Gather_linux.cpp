@@ -230,6 +230,8 @@ void addNetwork(const LinuxMachine& m, Node* sp) {
     for (const linuxfacts::NetInterface& i : m.interfaces)
         if (i.name != "lo" && i.arphrd != 772) ifs.push_back(&i);
     if (ifs.empty()) return;
+    const auto routers4 = linuxfacts::defaultRouters4(m.routes4);
+    const auto routers6 = linuxfacts::defaultRouters6(m.routes6);
     Node& sec = sp->addChild("SPNetworkDataType");
     int order = 0;
     for (const linuxfacts::NetInterface* ip : ifs) {
@@ -256,8 +258,8 @@ void addNetwork(const LinuxMachine& m, Node* sp) {
             auto dhcp = m.dhcp.find(n);
             v4.addString("ConfigMethod", dhcp != m.dhcp.end() && dhcp->second ? "DHCP" : "Manual");
             v4.addString("InterfaceName", n);
-            std::string r = linuxfacts::defaultRouter4(m.routes4, n);
-            if (!r.empty()) v4.addString("Router", r);
+            auto r = routers4.find(n);
+            if (r != routers4.end()) v4.addString("Router", r->second);
             v4.addList("SubnetMasks", a.masks);
         }
         if (!a.v6.empty()) {
@@ -266,8 +268,8 @@ void addNetwork(const LinuxMachine& m, Node* sp) {
             v6.addString("ConfigMethod", "Automatic");
             v6.addString("InterfaceName", n);
             v6.addList("PrefixLength", a.prefixes);
-            std::string r = linuxfacts::defaultRouter6(m.routes6, n);
-            if (!r.empty()) v6.addString("Router", r);
+            auto r = routers6.find(n);
+            if (r != routers6.end()) v6.addString("Router", r->second);
         }
         if ((assigned || !a.v6.empty()) && !servers.empty()) {
             Node& dns = s.addChild("DNS");

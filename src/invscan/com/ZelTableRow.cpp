@@ -121,39 +121,36 @@ void ZelTableAttrib::toString() const {
 }
 
 ZelTableRow::~ZelTableRow() {
-    Link* l = m_head;
-    while (l) {
-        Link* next = l->next;
-        delete l->attrib;
-        delete l;
-        l = next;
-    }
-    m_head = m_tail = m_cursor = nullptr;
-    m_count = 0;
+    for (unsigned long i = 0; i < m_count; ++i)
+        delete m_attribs[i];
+    std::free(m_attribs);
+    m_attribs = nullptr;
+    m_count = m_capacity = m_cursor = 0;
 }
 
 int ZelTableRow::addAttrib(ZelTableAttrib* attrib) {
-    Link* l = new Link{attrib, nullptr};
-    if (m_tail)
-        m_tail->next = l;
-    else
-        m_head = l;
-    m_tail = l;
-    ++m_count;
+    if (m_count == m_capacity) {
+        const unsigned long capacity = m_capacity ? m_capacity * 2 : 8;
+        void* grown = std::realloc(m_attribs, capacity * sizeof *m_attribs);
+        if (!grown) {
+            delete attrib; // taken, as promised, even when it cannot be kept
+            return 0;
+        }
+        m_attribs = static_cast<ZelTableAttrib**>(grown);
+        m_capacity = capacity;
+    }
+    m_attribs[m_count++] = attrib;
     return 1;
 }
 
 ZelTableAttrib* ZelTableRow::getNext() {
-    Link* next = m_cursor ? m_cursor->next : m_head;
-    if (!next) return nullptr;
-    m_cursor = next;
-    return next->attrib;
+    return m_cursor < m_count ? m_attribs[m_cursor++] : nullptr;
 }
 
 void ZelTableRow::toString() const {
     std::printf("\n\t Attribs=%lu", m_count);
-    for (Link* l = m_head; l; l = l->next)
-        if (l->attrib) l->attrib->toString();
+    for (unsigned long i = 0; i < m_count; ++i)
+        if (m_attribs[i]) m_attribs[i]->toString();
 }
 
 void TimeToZelDateTime(long timeValue, unsigned char* block) {
