@@ -50,6 +50,11 @@ public:
     ZelTableAttrib(const ZelTableAttrib&) = delete;
     ZelTableAttrib& operator=(const ZelTableAttrib&) = delete;
 
+    // From a pool of small blocks: an attribute object is one pointer, and a table of
+    // 100,000 rows holds a million of them.
+    static void* operator new(std::size_t size);
+    static void operator delete(void* p, std::size_t size) noexcept;
+
     unsigned long getId() const;
     unsigned long getType() const; // ZEL_NO_TYPE without a block
     unsigned char* getAttribPtr() const { return m_block; }

@@ -625,7 +625,7 @@ std::string readableView(const Json& scan) {
     if (scan.is_object() && scan.contains("tables") && scan["tables"].is_array())
         for (const Json& t : scan["tables"])
             if (t.is_object()) group(t, linuxHost, &out);
-    return out;
+    return out + readableFooter(scan);
 }
 
 std::string readableHeader(const Json& scan) {
@@ -644,13 +644,18 @@ std::string readableHeader(const Json& scan) {
     endLine(&out);
     out += "Scanned: " + (when.empty() ? unknown : when);
     endLine(&out);
+    return out;
+}
+
+std::string readableFooter(const Json& scan) {
+    std::string out;
     // What a scan without root could not read, told apart from what the host lacks.
     if (scan.is_object() && scan.contains("needs_root") && scan["needs_root"].is_array() &&
         !scan["needs_root"].empty()) {
         std::string what;
         for (const Json& w : scan["needs_root"])
             if (w.is_string()) what += (what.empty() ? "" : ", ") + viewText(w.get<std::string>());
-        out += "Not read: " + what + " (needs root)";
+        out += "\nNot read: " + what + " (needs root)";
         endLine(&out);
     }
     return out;

@@ -20,6 +20,8 @@ std::string readableView(const nlohmann::ordered_json& scan);
 // system from the Operating System table when the scan holds it, scan time) and one
 // group.
 std::string readableHeader(const nlohmann::ordered_json& scan);
+// What the scan could not read without root, after the groups; empty when nothing.
+std::string readableFooter(const nlohmann::ordered_json& scan);
 std::string readableGroup(const nlohmann::ordered_json& table, bool linuxHost);
 
 // One group's view made in two passes over its rows, so that a large table is never

@@ -1017,12 +1017,33 @@ int main(int argc, char** argv) {
     out["tables"] = nlohmann::ordered_json::array();
     int produced = 0;
     std::vector<std::string> dumps; // the text dump, held back to be sanitised
-    // The readable view of an unsanitised scan is rendered table by table, so that a
-    // large table's JSON is never held beside the others'; the Operating System table
-    // stays for the header.
+    // The readable view of an unsanitised scan is printed table by table as they come
+    // (held only while a recording may still fail), so that neither a large table's
+    // JSON nor the whole view is held; the Operating System table is made first, for
+    // the header.
     const bool streamView = format == "text" && !sanitizer && server.empty();
+    const bool holdView = !recordDir.empty();
     const bool linuxHost = out["kernel"] == "Linux";
     std::string viewBody;
+    std::unique_ptr<ZelGroup> osGroup;
+    std::unique_ptr<ZelTable> osTable;
+    if (streamView) {
+        for (const Request& r : requests) {
+            if (r.id != ZEL_GROUP_OPER_SYS) continue;
+            osGroup.reset(factory->getGroup(String(r.name.c_str())));
+            osTable.reset(osGroup ? osGroup->getTable() : nullptr);
+            if (osTable) out["tables"].push_back(tableJson(osTable.get()));
+            break;
+        }
+        viewBody = readableHeader(out);
+    }
+    auto flushView = [&] {
+        if (!streamView || holdView) return;
+        std::fwrite(viewBody.data(), 1, viewBody.size(), stdout);
+        std::fflush(stdout);
+        viewBody.clear();
+    };
+    flushView();
     // Likewise the JSON document, held only while a recording may still fail.
     std::unique_ptr<JsonStream> json;
     if (format == "json" && !sanitizer && server.empty()) {
@@ -1038,8 +1059,9 @@ int main(int argc, char** argv) {
             out["tables"].push_back(std::move(t));
             return;
         }
+        (void)id;
         viewBody += readableGroup(t, linuxHost);
-        if (id == ZEL_GROUP_OPER_SYS) out["tables"].push_back(std::move(t));
+        flushView();
     };
     // A table's view a row at a time: its JSON is never held whole.
     auto view = [&](ZelTable* table) {
@@ -1052,11 +1074,15 @@ int main(int argc, char** argv) {
         table->reset();
         while (ZelTableRow* row = table->getNext())
             g.writeRow(rowJson(row, def), &viewBody);
-        if (table->getGroupId() == ZEL_GROUP_OPER_SYS) out["tables"].push_back(tableJson(table));
+        flushView();
     };
     for (const Request& r : requests) {
-        std::unique_ptr<ZelGroup> group(factory->getGroup(String(r.name.c_str())));
-        std::unique_ptr<ZelTable> table(group ? group->getTable() : nullptr);
+        const bool madeFirst = r.id == ZEL_GROUP_OPER_SYS && osGroup;
+        std::unique_ptr<ZelGroup> group(madeFirst ? osGroup.release()
+                                                  : factory->getGroup(String(r.name.c_str())));
+        std::unique_ptr<ZelTable> table(madeFirst ? osTable.release()
+                                        : group   ? group->getTable()
+                                                  : nullptr);
         if (table) ++produced;
         if (!blockDump || sanitizer) {
             if (table) {
@@ -1145,7 +1171,7 @@ int main(int argc, char** argv) {
             std::cout << ocsInventory(out, id);
         }
         if (format == "text")
-            std::cout << (streamView ? readableHeader(out) : readableView(out)) << viewBody;
+            std::cout << (streamView ? viewBody + readableFooter(out) : readableView(out));
         if (blockDump && sanitizer)
             for (const std::string& d : dumps)
                 std::fwrite(d.data(), 1, d.size(), stdout);

@@ -60,11 +60,10 @@ std::string md5(const std::string& s) {
 
 host::Statfs mount(const char* type, const char* from, const char* on, unsigned bsize,
                    unsigned long long blocks, unsigned long long avail) {
-    host::Statfs s;
-    std::memset(&s, 0, sizeof s);
+    host::Statfs s{};
     host::copyField(s.f_fstypename, sizeof s.f_fstypename, type);
-    host::copyField(s.f_mntfromname, sizeof s.f_mntfromname, from);
-    host::copyField(s.f_mntonname, sizeof s.f_mntonname, on);
+    host::copyField(s.f_mntfromname, host::PATH_LEN, from);
+    host::copyField(s.f_mntonname, host::PATH_LEN, on);
     s.f_bsize = bsize;
     s.f_blocks = blocks;
     s.f_bavail = avail;

@@ -58,19 +58,18 @@ void fixedAnswers(testhost::FakeHost& m) {
     m.vmStats.inactive_count = 3000;
     m.vmStats.wire_count = 4000;
     m.vmStats.speculative_count = 15;
-    m.mountList.assign(2, host::Statfs());
-    std::memset(&m.mountList[0], 0, 2 * sizeof m.mountList[0]);
+    m.mountList.assign(2, host::Statfs{});
     host::Statfs& root = m.mountList[0];
     host::copyField(root.f_fstypename, sizeof root.f_fstypename, "hfs");
-    host::copyField(root.f_mntfromname, sizeof root.f_mntfromname, "/dev/disk0s2");
-    host::copyField(root.f_mntonname, sizeof root.f_mntonname, "/");
+    host::copyField(root.f_mntfromname, host::PATH_LEN, "/dev/disk0s2");
+    host::copyField(root.f_mntonname, host::PATH_LEN, "/");
     root.f_bsize = 4096;
     root.f_blocks = 1000000;
     root.f_bavail = 250000;
     host::Statfs& smb = m.mountList[1];
     host::copyField(smb.f_fstypename, sizeof smb.f_fstypename, "smbfs");
-    host::copyField(smb.f_mntfromname, sizeof smb.f_mntfromname, "//me@fileserver/public share\t1");
-    host::copyField(smb.f_mntonname, sizeof smb.f_mntonname, "/Volumes/public share");
+    host::copyField(smb.f_mntfromname, host::PATH_LEN, "//me@fileserver/public share\t1");
+    host::copyField(smb.f_mntonname, host::PATH_LEN, "/Volumes/public share");
     m.sysname = "Darwin";
     m.machine = "i386";
     m.files["/etc/resolv.conf"] = "nameserver 8.8.8.8\nsearch lan\n";
@@ -371,7 +370,7 @@ TEST(HostLinux, LiveAnswersAreConsistent) {
     ASSERT_GT(n, 0);
     bool root = false;
     for (int i = 0; i < n; ++i) {
-        root = root || std::strcmp(m[i].f_mntonname, "/") == 0;
+        root = root || m[i].f_mntonname == "/";
         EXPECT_STRNE("proc", m[i].f_fstypename); // pseudo file systems pass as devfs
     }
     EXPECT_TRUE(root);

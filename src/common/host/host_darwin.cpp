@@ -77,7 +77,7 @@ public:
         m_mounts.assign(static_cast<std::size_t>(n), Statfs());
         for (int i = 0; i < n; ++i) {
             Statfs& s = m_mounts[static_cast<std::size_t>(i)];
-            std::memset(&s, 0, sizeof s);
+            s = Statfs{};
             s.f_bsize = static_cast<std::uint32_t>(buf[i].f_bsize);
             s.f_iosize = static_cast<std::int32_t>(buf[i].f_iosize);
             s.f_blocks = static_cast<std::uint64_t>(buf[i].f_blocks);
@@ -87,8 +87,8 @@ public:
             s.f_ffree = static_cast<std::uint64_t>(buf[i].f_ffree);
             s.f_flags = static_cast<std::uint32_t>(buf[i].f_flags);
             copyField(s.f_fstypename, sizeof s.f_fstypename, buf[i].f_fstypename);
-            copyField(s.f_mntonname, sizeof s.f_mntonname, buf[i].f_mntonname);
-            copyField(s.f_mntfromname, sizeof s.f_mntfromname, buf[i].f_mntfromname);
+            copyField(s.f_mntonname, PATH_LEN, buf[i].f_mntonname);
+            copyField(s.f_mntfromname, PATH_LEN, buf[i].f_mntfromname);
         }
         *out = &m_mounts[0];
         *count = n;

@@ -120,6 +120,8 @@ const char* const* vmFieldNames();
 
 // Copies `src` into a fixed field, always terminated.
 void copyField(char* dst, std::size_t size, const char* src);
+// The same into a string: at most size - 1 bytes of `src`.
+void copyField(std::string& dst, std::size_t size, const char* src);
 
 namespace bundle {
 
@@ -151,7 +153,8 @@ const std::size_t MAX_FIELDS = 16;
 // tables stay small on every real host, and their parse costs up to about 40
 // bytes per byte, so a cap keeps a hostile one within 8 times its size + 16 MiB.
 const std::size_t MAX_FILE = 64u << 20;          // helper output, the largest kind
-const std::size_t MAX_TABLE = 256u << 10;        // sysctl.txt, host.txt, mounts.txt ...
+const std::size_t MAX_TABLE = 256u << 10;        // sysctl.txt, host.txt, uname.txt ...
+const std::size_t MAX_MOUNTS_FILE = 32u << 20;   // mounts.txt: 100,000 mounts take 12 MB
 const std::size_t MAX_FIXED_FILE = 4u << 20;     // files/: os-release, meminfo ...
 const std::size_t MAX_COMMAND_OUTPUT = 8u << 20; // commands/: the interface listing
 // False when missing, unreadable or over `cap` (then *tooLarge is set when given).

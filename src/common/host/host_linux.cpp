@@ -305,10 +305,19 @@ const char* g_mountTable = "/proc/self/mounts";
 
 // The mount table's text; false when it cannot be opened. A table larger than the
 // reader's bound is cut at its last whole line.
+// A host of 100,000 mounts has a table of about 10 MB; past this the rest is dropped
+// and the trace says so.
+const std::size_t MAX_MOUNT_TABLE = 32u << 20;
+
 bool readMountTable(const char* path, std::string* out) {
     if (::access(path, R_OK) != 0) return false;
-    *out = linuxfacts::readFile("", path);
-    if (out->size() >= linuxfacts::MAX_FILE) out->erase(out->find_last_of('\n') + 1);
+    *out = linuxfacts::readFile("", path, MAX_MOUNT_TABLE);
+    if (out->size() >= MAX_MOUNT_TABLE) {
+        out->erase(out->find_last_of('\n') + 1);
+        getCcLogHw()->traceMIN(__LINE__, "./../../../src/common/host/host_linux", "mounts()",
+                               "hardware %s is longer than %u MiB: the mounts past it are left out",
+                               path, static_cast<unsigned>(MAX_MOUNT_TABLE >> 20));
+    }
     return true;
 }
 StatvfsFn g_statvfs = ::statvfs;
@@ -475,12 +484,11 @@ public:
                 const char* mnt_dir;
                 const char* mnt_fsname;
             } ent = {m.type.c_str(), m.on.c_str(), m.from.c_str()};
-            Statfs s;
-            std::memset(&s, 0, sizeof s);
+            Statfs s{};
             std::string type = darwinFsType(ent.mnt_type);
             copyField(s.f_fstypename, sizeof s.f_fstypename, type.c_str());
-            copyField(s.f_mntonname, sizeof s.f_mntonname, ent.mnt_dir);
-            copyField(s.f_mntfromname, sizeof s.f_mntfromname, ent.mnt_fsname);
+            copyField(s.f_mntonname, PATH_LEN, ent.mnt_dir);
+            copyField(s.f_mntfromname, PATH_LEN, ent.mnt_fsname);
             struct statvfs sv;
             int rc = -1;
             if (type != "devfs") {

@@ -22,6 +22,10 @@
 
 namespace host {
 
+void copyField(std::string& dst, std::size_t size, const char* src) {
+    dst.assign(src ? src : "", src && size ? strnlen(src, size - 1) : 0);
+}
+
 void copyField(char* dst, std::size_t size, const char* src) {
     if (!size) return;
     std::size_t n = src ? std::strlen(src) : 0;

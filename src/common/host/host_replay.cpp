@@ -95,7 +95,7 @@ public:
 
     bool mounts(Statfs** out, int* count) override {
         std::string text;
-        if (!read(nullptr, "mounts.txt", &text, bundle::MAX_TABLE)) return false;
+        if (!read(nullptr, "mounts.txt", &text, bundle::MAX_MOUNTS_FILE)) return false;
         // A record is two kilobytes of fixed fields however short its line: they are
         // counted first and made at once, and a table of more than any host mounts is
         // refused rather than taken at 200 times its size.
@@ -109,11 +109,10 @@ public:
         std::vector<Statfs>().swap(m_mounts);
         m_mounts.reserve(rows);
         forEachMount(text, [this](const std::string* f) {
-            Statfs s;
-            std::memset(&s, 0, sizeof s);
+            Statfs s{};
             copyField(s.f_fstypename, sizeof s.f_fstypename, bundle::unescape(f[0]).c_str());
-            copyField(s.f_mntfromname, sizeof s.f_mntfromname, bundle::unescape(f[1]).c_str());
-            copyField(s.f_mntonname, sizeof s.f_mntonname, bundle::unescape(f[2]).c_str());
+            copyField(s.f_mntfromname, PATH_LEN, bundle::unescape(f[1]).c_str());
+            copyField(s.f_mntonname, PATH_LEN, bundle::unescape(f[2]).c_str());
             std::uint64_t v[8] = {0};
             for (int i = 0; i < 8; ++i)
                 parseU64(bundle::unescape(f[3 + i]), &v[i]);
@@ -228,8 +227,8 @@ public:
 private:
     typedef std::map<std::string, bundle::Fields> Table;
 
-    // More mounts than the busiest container hosts have.
-    static const std::size_t MAX_MOUNTS = 4096;
+    // A Linux host mounts at most 100,000 (the kernel's default fs.mount-max).
+    static const std::size_t MAX_MOUNTS = 100000;
     static const int MOUNT_FIELDS = 11;
 
     // Calls `use` with the first eleven fields (still escaped) of each record of the

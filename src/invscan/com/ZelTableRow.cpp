@@ -6,6 +6,8 @@
 #include <cstdlib>
 #include <cstring>
 #include <cwchar>
+#include <mutex>
+#include <new>
 
 static_assert(sizeof(wchar_t) == 4, "counted strings hold 32-bit characters");
 
@@ -29,7 +31,77 @@ template <typename T> void putBytes(unsigned char* p, T v) {
     }
 }
 
+// Attribute objects come from slabs and go back to a free list; a slab is kept for
+// the life of the process, so a long-lived host holds at most its largest table's
+// count of them (8 bytes each rather than a 32-byte heap chunk). Under
+// AddressSanitizer each object is its own allocation, so misuse is still caught.
+#if defined(__SANITIZE_ADDRESS__)
+#define INVSCAN_ATTRIB_POOL 0
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer)
+#define INVSCAN_ATTRIB_POOL 0
+#endif
+#endif
+#ifndef INVSCAN_ATTRIB_POOL
+#define INVSCAN_ATTRIB_POOL 1
+#endif
+
+#if INVSCAN_ATTRIB_POOL
+struct AttribPool {
+    union Slot {
+        Slot* next;
+        alignas(ZelTableAttrib) unsigned char object[sizeof(ZelTableAttrib)];
+    };
+    static constexpr std::size_t SLAB = 4096;
+    std::mutex lock;
+    Slot* free = nullptr;
+
+    void* take() {
+        std::lock_guard<std::mutex> hold(lock);
+        if (!free) {
+            Slot* slab = static_cast<Slot*>(std::malloc(SLAB * sizeof(Slot)));
+            if (!slab) throw std::bad_alloc();
+            for (std::size_t i = 0; i < SLAB; ++i)
+                slab[i].next = i + 1 < SLAB ? &slab[i + 1] : nullptr;
+            free = slab;
+        }
+        Slot* s = free;
+        free = s->next;
+        return s;
+    }
+
+    void give(void* p) {
+        std::lock_guard<std::mutex> hold(lock);
+        Slot* s = static_cast<Slot*>(p);
+        s->next = free;
+        free = s;
+    }
+};
+
+// Never destroyed: attributes may outlive static destruction in a host's exit path.
+AttribPool& pool() {
+    static AttribPool* p = new AttribPool;
+    return *p;
+}
+#endif
+
 } // namespace
+
+void* ZelTableAttrib::operator new(std::size_t size) {
+#if INVSCAN_ATTRIB_POOL
+    if (size == sizeof(ZelTableAttrib)) return pool().take();
+#endif
+    return ::operator new(size);
+}
+
+void ZelTableAttrib::operator delete(void* p, std::size_t size) noexcept {
+    if (!p) return;
+#if INVSCAN_ATTRIB_POOL
+    if (size == sizeof(ZelTableAttrib)) return pool().give(p);
+#endif
+    (void)size;
+    ::operator delete(p);
+}
 
 unsigned char* ZelTableAttrib::allocate(unsigned long id, uint32_t type, size_t valueBytes) {
     size_t total = ZEL_ATTRIB_HEADER + valueBytes;

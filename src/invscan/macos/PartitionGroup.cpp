@@ -140,7 +140,7 @@ std::vector<const host::Statfs*> linuxView(host::Statfs* mounts, int n) {
             place(k, m);
         for (std::size_t k : device)
             if (std::find(same.begin(), same.end(), k) == same.end() &&
-                std::strlen(m->f_mntonname) < std::strlen(out[k]->f_mntonname))
+                m->f_mntonname.size() < out[k]->f_mntonname.size())
                 place(k, m);
         if (same.empty() && device.empty()) {
             out.push_back(m);
@@ -184,8 +184,8 @@ ZelTable* PartitionGroup::getTable() {
     unsigned long index = 1;
     for (const host::Statfs* m : list) {
         const char* type = linuxHost ? darwinName(m->f_fstypename) : m->f_fstypename;
-        const char* from = m->f_mntfromname;
-        const char* on = m->f_mntonname;
+        const char* from = m->f_mntfromname.c_str();
+        const char* on = m->f_mntonname.c_str();
         PART_TRACE("hardware FS [%s] [%s] [%s]", from, on, type);
         if (isDummy(type, from)) {
             PART_TRACE("hardware %s", "Filesystem reported as dummy");
