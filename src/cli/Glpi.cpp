@@ -9,7 +9,9 @@
 #include <cctype>
 #include <cstdio>
 #include <cstdlib>
+#include <algorithm>
 #include <map>
+#include <unordered_map>
 #include <regex>
 #include <vector>
 
@@ -127,14 +129,28 @@ Json linuxNetworks(const std::vector<Row>& adapters, const std::vector<Row>& ipv
     std::map<std::string, int> macCount;
     for (const Row& a : adapters)
         ++macCount[text(a, "Permanent Address")];
-    std::vector<std::string> owner;
-    for (const Row& r : ipv4) {
+    // Rows by interface (else by MAC), so that a host of 10,000 interfaces is not
+    // 10,000 walks over its 100,000 addresses.
+    std::unordered_map<std::string, std::vector<std::size_t>> v4ByName, v4ByMac, v6ByName;
+    for (std::size_t k = 0; k < ipv4.size(); ++k) {
+        const Row& r = ipv4[k];
         std::string name = text(r, "interface");
         if (name.empty())
             name = ipAddressInterface(static_cast<unsigned long>(number(r, "Index")),
                                       text(r, "Address").c_str());
-        owner.push_back(name);
+        if (!name.empty())
+            v4ByName[name].push_back(k);
+        else
+            v4ByMac[text(r, "Permanent Mac Address")].push_back(k);
     }
+    for (std::size_t k = 0; k < ipv6.size(); ++k)
+        v6ByName[text(ipv6[k], "Adapter Name")].push_back(k);
+    static const std::vector<std::size_t> none;
+    auto of = [](const std::unordered_map<std::string, std::vector<std::size_t>>& m,
+                 const std::string& key) -> const std::vector<std::size_t>& {
+        auto it = m.find(key);
+        return it == m.end() ? none : it->second;
+    };
     Json networks = Json::array();
     for (const Row& a : adapters) {
         const std::string model = text(a, "Model"), mac = text(a, "Permanent Address");
@@ -159,12 +175,14 @@ Json linuxNetworks(const std::vector<Row>& adapters, const std::vector<Row>& ipv
             base["type"] = "ethernet";
         base["virtualdev"] = text(a, "Physical Type") == "virtual";
         std::size_t before = networks.size();
-        for (std::size_t k = 0; k < ipv4.size(); ++k) {
+        std::vector<std::size_t> mine = of(v4ByName, ifname);
+        if (!mac.empty() && macCount[mac] == 1) {
+            const std::vector<std::size_t>& byMac = of(v4ByMac, mac);
+            mine.insert(mine.end(), byMac.begin(), byMac.end());
+            std::sort(mine.begin(), mine.end()); // in the table's order
+        }
+        for (std::size_t k : mine) {
             const Row& r = ipv4[k];
-            const bool mine = owner[k].empty() ? !mac.empty() && macCount[mac] == 1 &&
-                                                     text(r, "Permanent Mac Address") == mac
-                                               : owner[k] == ifname;
-            if (!mine) continue;
             Json e = base;
             put(e, "ipaddress", text(r, "Address"));
             put(e, "ipmask", text(r, "Subnet"));
@@ -172,8 +190,8 @@ Json linuxNetworks(const std::vector<Row>& adapters, const std::vector<Row>& ipv
             put(e, "ipgateway", text(r, "Gateway"));
             networks.push_back(e);
         }
-        for (const Row& r : ipv6) {
-            if (text(r, "Adapter Name") != ifname) continue;
+        for (std::size_t k : of(v6ByName, ifname)) {
+            const Row& r = ipv6[k];
             Json e = base;
             std::string mask;
             const std::string sub = subnet6(text(r, "Address"), text(r, "Subnet"), &mask);

@@ -7,6 +7,7 @@
 #include <cctype>
 #include <cstdint>
 #include <map>
+#include <unordered_map>
 #include <sstream>
 #include <vector>
 
@@ -110,12 +111,6 @@ std::string logDate(const std::string& s) {
     if (s.size() < 19 || s[4] != '-' || s[7] != '-' || s[10] != '-' || s[13] != '.' || s[16] != '.')
         return std::string();
     return s.substr(0, 10) + " " + s.substr(11, 2) + ":" + s.substr(14, 2) + ":" + s.substr(17, 2);
-}
-
-// Whether the adapter named "<Kind>-<ifname>" is the interface `ifname`.
-bool sameInterface(const std::string& model, const std::string& ifname) {
-    return !ifname.empty() && model.size() > ifname.size() &&
-           model.compare(model.size() - ifname.size() - 1, std::string::npos, "-" + ifname) == 0;
 }
 
 } // namespace
@@ -299,7 +294,24 @@ std::string ocsInventory(const Json& scan, const std::string& deviceId) {
     }
 
     // One entry per address of an adapter, as agents send them; an adapter without an
-    // address still gets one.
+    // address still gets one. Addresses are found by interface (IPv6 rows name it) or
+    // MAC, through an index: a host of 10,000 interfaces and 100,000 addresses.
+    std::unordered_map<std::string, std::vector<std::size_t>> v4ByMac, v6ByName, v6ByMac;
+    for (std::size_t k = 0; k < ipv4.size(); ++k)
+        v4ByMac[text(ipv4[k], "Permanent Mac Address")].push_back(k);
+    for (std::size_t k = 0; k < ipv6.size(); ++k) {
+        const std::string ifname = text(ipv6[k], "Adapter Name");
+        if (ifname.empty())
+            v6ByMac[text(ipv6[k], "Permanent Mac Address")].push_back(k);
+        else
+            v6ByName[ifname].push_back(k);
+    }
+    static const std::vector<std::size_t> noRows;
+    auto of = [](const std::unordered_map<std::string, std::vector<std::size_t>>& m,
+                 const std::string& key) -> const std::vector<std::size_t>& {
+        auto it = m.find(key);
+        return it == m.end() ? noRows : it->second;
+    };
     for (const Row& a : rows(scan, 7)) {
         const std::string model = text(a, "Model");
         std::string mac = text(a, "Permanent Address");
@@ -313,8 +325,8 @@ std::string ocsInventory(const Json& scan, const std::string& deviceId) {
             return e;
         };
         int n = 0;
-        for (const Row& r : ipv4) {
-            if (mac.empty() || text(r, "Permanent Mac Address") != mac) continue;
+        for (std::size_t k : mac.empty() ? noRows : of(v4ByMac, mac)) {
+            const Row& r = ipv4[k];
             pugi::xml_node e = entry();
             put(e, "IPADDRESS", text(r, "Address"));
             put(e, "IPMASK", text(r, "Subnet"));
@@ -322,11 +334,16 @@ std::string ocsInventory(const Json& scan, const std::string& deviceId) {
             put(e, "IPGATEWAY", text(r, "Gateway"));
             ++n;
         }
-        for (const Row& r : ipv6) {
-            const std::string ifname = text(r, "Adapter Name");
-            if (ifname.empty() ? mac.empty() || text(r, "Permanent Mac Address") != mac
-                               : !sameInterface(model, ifname))
-                continue;
+        const std::size_t dash = model.find('-');
+        std::vector<std::size_t> mine =
+            dash == std::string::npos ? noRows : of(v6ByName, model.substr(dash + 1));
+        if (!mac.empty()) {
+            const std::vector<std::size_t>& byMac = of(v6ByMac, mac);
+            mine.insert(mine.end(), byMac.begin(), byMac.end());
+            std::sort(mine.begin(), mine.end()); // in the table's order
+        }
+        for (std::size_t k : mine) {
+            const Row& r = ipv6[k];
             pugi::xml_node e = entry();
             put(e, "IPADDRESS", text(r, "Address"));
             put(e, "IPMASK", text(r, "Subnet"));

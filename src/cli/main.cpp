@@ -1072,8 +1072,10 @@ int main(int argc, char** argv) {
             g.measureRow(rowJson(row, def));
         g.begin(&viewBody);
         table->reset();
-        while (ZelTableRow* row = table->getNext())
+        while (ZelTableRow* row = table->getNext()) {
             g.writeRow(rowJson(row, def), &viewBody);
+            if (viewBody.size() > (1u << 20)) flushView();
+        }
         flushView();
     };
     for (const Request& r : requests) {
