@@ -37,6 +37,10 @@ std::string sendFormatFor(const std::string& url, const std::string& format);
 int sendScan(const std::string& url, const std::string& format, const std::string& body,
              const SendOptions& opts, std::string* answer, std::string* why);
 
+// Where the program finds the module that holds the HTTP client (an absolute path),
+// loaded by the first sendScan; tests link the client itself and need not say.
+void setSendModule(const std::string& path);
+
 // The DEVICEID of this host, NAME-YYYY-MM-DD-HH-MM-SS, kept in <folder>/ocs-deviceid
 // (mode 0600, made on first use) so that the host stays one computer on the server
 // whatever its name becomes. Empty with the reason in `why`.

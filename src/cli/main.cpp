@@ -618,6 +618,11 @@ int sendToServer(const std::string& url, const std::string& format,
         return 1;
     }
     const std::string body = kind == "ocs" ? ocsInventory(scan, id) : glpiInventory(scan, glpiId).dump();
+    // The HTTP client's module: <prefix>/libexec/invscan beside <prefix>/bin, as built.
+    const std::string self = selfExe(nullptr);
+    const std::size_t slash = self.rfind('/');
+    if (slash != std::string::npos)
+        setSendModule(self.substr(0, slash) + "/../" INVSCAN_LIBEXEC "/invscan/invscan-send.so");
     SendOptions opts;
     opts.caCert = caCert;
     opts.connectTimeoutMs = static_cast<long>(connectTimeout * 1000);
