@@ -111,6 +111,94 @@ print("network: %d adapters, %d IPv4, %d IPv6 (%d temporary), %d GLPI entries" %
 sys.exit(1 if bad else 0)
 EOF
 
+# A captured host rebuilt: a server's `ip addr` (GLPI agent's resources, see
+# tests/data/linux/SOURCES.md) made again in a namespace of its own, interface by
+# interface with its hardware addresses and addresses (veths whose peers wait in a
+# third namespace; an interface the kernel cannot make here is left out with a
+# note), then compared with what invscan reports.
+capture="$(dirname "$0")/../data/linux/server-el8-macvlan/ip_addr"
+cns="invscan-capture-$$" pns="invscan-peers-$$"
+ip netns add "$cns"
+ip netns add "$pns"
+trap 'ip netns del "$cns" 2>/dev/null; ip netns del "$pns" 2>/dev/null; cleanup' EXIT
+python3 - "$capture" "$pns" > "$tmp/build.sh" <<'PY'
+import re, sys
+links, cur = [], None
+for line in open(sys.argv[1]):
+    m = re.match(r"\d+: ([^:@]+)(?:@(\S+))?: <([^>]*)>", line)
+    if m:
+        cur = {"name": m.group(1), "parent": m.group(2), "flags": m.group(3).split(","),
+               "addrs": []}
+        links.append(cur)
+        continue
+    f = line.split()
+    if f and f[0] == "link/ether":
+        cur["mac"] = f[1]
+    if f and f[0] in ("inet", "inet6"):
+        label = f[-1] if f[0] == "inet" and f[-1].startswith(cur["name"] + ":") else ""
+        cur["addrs"].append((f[1], label))
+for l in links:
+    n = l["name"]
+    if n == "lo":
+        continue
+    if l["parent"]:
+        kind, make = "macvlan", "ip link add %s link %s type macvlan mode bridge" % (n, l["parent"])
+    elif n.startswith("docker"):
+        kind, make = "bridge", "ip link add %s type bridge" % n
+    else:
+        kind, make = "veth", "ip link add %s type veth peer name p-%s netns %s" % (n, n, sys.argv[2])
+    print("if %s 2>/dev/null; then" % make)
+    print("  ip link set %s addrgenmode none 2>/dev/null || true" % n)
+    if "mac" in l:
+        print("  ip link set %s address %s" % (n, l["mac"]))
+    for a, label in l["addrs"]:
+        print("  ip addr add %s dev %s%s%s" % (a, n, " nodad" if ":" in a else "",
+                                                " label " + label if label else ""))
+    if "UP" in l["flags"]:
+        print("  ip link set %s up" % n)
+    print("else echo 'note: %s left out (no %s here)'; fi" % (n, kind))
+PY
+ip netns exec "$cns" sh -e "$tmp/build.sh"
+ip netns exec "$cns" ip -j addr > "$tmp/cap-ip.json"
+ip netns exec "$cns" "$invscan" -n -g 7 -g 6 -g 51 --format json > "$tmp/cap-scan.json"
+python3 - "$capture" "$tmp/cap-ip.json" "$tmp/cap-scan.json" <<'PY'
+import json, sys
+captured = open(sys.argv[1]).read()
+made = [l for l in json.load(open(sys.argv[2])) if l["ifname"] != "lo"]
+scan = json.load(open(sys.argv[3]))
+def rows(gid):
+    for t in scan["tables"]:
+        if t["id"] == gid:
+            return [{a["name"]: a["value"] for a in r} for r in t["rows"] or []]
+    return []
+bad = []
+adapters = {r["Model"].split("-", 1)[1]: r for r in rows(7)}
+for l in made:
+    a = adapters.get(l["ifname"])
+    if l["address"] not in captured:
+        bad.append("%s has not the captured MAC" % l["ifname"])
+    if not a or a["Permanent Address"].lower() != l["address"]:
+        bad.append("the adapter of " + l["ifname"])
+if set(adapters) != {l["ifname"] for l in made}:
+    bad.append("adapters %s" % sorted(adapters))
+def plen(mask): return sum(bin(int(p)).count("1") for p in mask.split("."))
+want4 = sorted((x["local"], x["prefixlen"]) for l in made for x in l["addr_info"]
+               if x["family"] == "inet")
+got4 = sorted((r["Address"], plen(r["Subnet"])) for r in rows(6))
+if got4 != want4 or any(a not in captured for a, _ in got4):
+    bad.append("IPv4 %s, captured %s" % (got4, want4))
+want6 = sorted((x["local"], str(x["prefixlen"]), l["ifname"]) for l in made
+               for x in l["addr_info"] if x["family"] == "inet6")
+got6 = sorted((r["Address"], r["Subnet"], r["Adapter Name"]) for r in rows(51))
+if got6 != want6:
+    bad.append("IPv6 %s, captured %s" % (got6, want6))
+for b in bad:
+    print("FAIL: captured host:", b)
+print("captured host: %d of 6 interfaces made, %d IPv4, %d IPv6 addresses" %
+      (len(made), len(got4), len(got6)))
+sys.exit(1 if bad else 0)
+PY
+
 # Mounts: a private mount namespace with tmpfs, ext4 on a loop device and overlay.
 command -v unshare >/dev/null || skip "no unshare"
 unshare -m true 2>/dev/null || skip "cannot make a mount namespace"
