@@ -1,4 +1,5 @@
 #include "cli/Ocs.h"
+#include "invscan/PartitionGroup.h"
 
 #include <pugixml.hpp>
 
@@ -285,7 +286,10 @@ std::string ocsInventory(const Json& scan, const std::string& deviceId) {
         pugi::xml_node e = content.append_child("DRIVES");
         put(e, "VOLUMN", text(p, "Device Name"));
         put(e, "TYPE", text(p, "FS Mount Point"));
-        put(e, "FILESYSTEM", known(text(p, "FS Type#text")));
+        // The mount's own type where the scan knows it (Linux), else the code's name.
+        const std::string own = partitionFsName(static_cast<unsigned long>(number(p, "Index")),
+                                                text(p, "FS Mount Point").c_str());
+        put(e, "FILESYSTEM", own.empty() ? known(text(p, "FS Type#text")) : own);
         // Kilobytes in the table, megabytes on the server.
         if (number(p, "FS Total Size") >= 0)
             put(e, "TOTAL", std::to_string(number(p, "FS Total Size") / 1024));

@@ -578,6 +578,10 @@ std::string keepingFolder(std::string* why, bool userOnly = false) {
     return dir;
 }
 
+bool replaying() {
+    return std::strcmp(host::mode(), "replay") == 0;
+}
+
 // This host's device id, NAME-YYYY-MM-DD-HH-MM-SS, made once and kept, so that an
 // inventory server keeps one computer for it. Empty with the reason when it cannot be
 // kept.
@@ -597,8 +601,10 @@ std::string keptDeviceId(const nlohmann::ordered_json& scan, std::string* why) {
     return id;
 }
 
-// A sanitised scan's id: its host pseudonym, never the kept id (which names the host).
-std::string sanitizedDeviceId(const nlohmann::ordered_json& scan) {
+// The id of a scan that is not this machine's own scan: a sanitised one (its host
+// pseudonym) or a replayed bundle (another host, or this one in the past). Never the
+// kept id, which would make it this machine's computer on the server.
+std::string fixedDeviceId(const nlohmann::ordered_json& scan) {
     std::string host = scan.value("host", std::string("host"));
     for (char& c : host)
         if (!std::isalnum(static_cast<unsigned char>(c)) && c != '-' && c != '.') c = '_';
@@ -612,7 +618,7 @@ int sendToServer(const std::string& url, const std::string& format,
                  double connectTimeout, double totalTimeout) {
     const std::string kind = sendFormatFor(url, format == "ocs" || format == "glpi" ? format : "");
     std::string why, id;
-    if (kind == "ocs") id = sanitized ? sanitizedDeviceId(scan) : keptDeviceId(scan, &why);
+    if (kind == "ocs") id = sanitized || replaying() ? fixedDeviceId(scan) : keptDeviceId(scan, &why);
     if (kind == "ocs" && id.empty()) {
         std::fprintf(stderr, "invscan: no device id for the OCS inventory: %s\n", why.c_str());
         return 1;
@@ -1169,7 +1175,8 @@ int main(int argc, char** argv) {
                              .dump(2)
                       << std::endl;
         if (format == "ocs") {
-            std::string why, id = sanitizer ? sanitizedDeviceId(out) : keptDeviceId(out, &why);
+            std::string why,
+                id = sanitizer || replaying() ? fixedDeviceId(out) : keptDeviceId(out, &why);
             if (id.empty()) {
                 std::fprintf(stderr, "invscan: no device id for the OCS inventory: %s\n",
                              why.c_str());

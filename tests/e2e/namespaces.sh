@@ -215,11 +215,13 @@ else echo "note: no loop device, ext4 left out"; fi
 df -T > "$tmp/df.txt"
 "$invscan" -g 27 --format glpi > "$tmp/drives.json"
 "$invscan" -g 27 > "$tmp/view.txt"
+"$invscan" -g 27 --format ocs > "$tmp/ocs.xml"
 EOF
 unshare -m sh "$tmp/mounts.sh"
 python3 "$validate" "$schema" "$tmp/drives.json"
-python3 - "$tmp/df.txt" "$tmp/drives.json" "$tmp/m" "$tmp/view.txt" <<'EOF'
+python3 - "$tmp/df.txt" "$tmp/drives.json" "$tmp/m" "$tmp/view.txt" "$tmp/ocs.xml" <<'EOF'
 import json, sys
+import xml.etree.ElementTree as ET
 lines = open(sys.argv[1]).read().splitlines()[1:]
 df = {}
 for l in lines:
@@ -239,6 +241,11 @@ for block in open(sys.argv[4]).read().split("\n\n"):
 for m, t in mine.items():
     if view.get(m) != t:
         print("FAIL: %s is %s in df -T, %s in the view" % (m, t, view.get(m))); bad.append(m)
+ocs = {d.findtext("TYPE"): d.findtext("FILESYSTEM")
+       for d in ET.parse(sys.argv[5]).getroot().iter("DRIVES")}
+for m, t in mine.items():
+    if ocs.get(m) != t:
+        print("FAIL: %s is %s in df -T, %s in the OCS inventory" % (m, t, ocs.get(m))); bad.append(m)
 want = {"tmpfs", "overlay"}
 if not want <= set(mine.values()): print("FAIL: test mounts missing"); bad.append(1)
 sys.exit(1 if bad else 0)
