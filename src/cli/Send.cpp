@@ -339,11 +339,9 @@ int sendScan(const std::string& url, const std::string& format, const std::strin
 
 // The program's way in: libcurl and everything it links (38 libraries, 5 ms at every
 // start) are loaded only by a scan that sends.
-extern "C" INVSCAN_SEND_EXPORT int invscan_send_scan(const std::string& url,
-                                                     const std::string& format,
-                                                     const std::string& body,
-                                                     const SendOptions& opts,
-                                                     std::string* answer, std::string* why) {
+extern "C" INVSCAN_SEND_EXPORT int
+invscan_send_scan(const std::string& url, const std::string& format, const std::string& body,
+                  const SendOptions& opts, std::string* answer, std::string* why) {
     return sendScan(url, format, body, opts, answer, why);
 }
 #elif defined(INVSCAN_HAVE_SEND)
@@ -358,8 +356,8 @@ void setSendModule(const std::string& path) {
 int sendScan(const std::string& url, const std::string& format, const std::string& body,
              const SendOptions& opts, std::string* answer, std::string* why) {
     answer->clear();
-    typedef int Send(const std::string&, const std::string&, const std::string&,
-                     const SendOptions&, std::string*, std::string*);
+    typedef int Send(const std::string&, const std::string&, const std::string&, const SendOptions&,
+                     std::string*, std::string*);
     static Send* send = nullptr;
     if (!send) {
         // By an absolute path only: a relative one would be looked up in the

@@ -337,10 +337,12 @@ public:
     // The column names' line of a table; nothing for blocks.
     void writeHeading(std::string* out) const {
         if (!asTable_) return;
-        writeLine([&](std::size_t i, std::size_t* w) -> const std::string& {
-            *w = columns_[i].nameWidth;
-            return columns_[i].name;
-        }, out);
+        writeLine(
+            [&](std::size_t i, std::size_t* w) -> const std::string& {
+                *w = columns_[i].nameWidth;
+                return columns_[i].name;
+            },
+            out);
     }
 
     // One row, as a table line or as a block of "Name: value" lines.
@@ -350,10 +352,12 @@ public:
             line_.assign(columns_.size(), nullptr);
             for (const Placed& p : row)
                 if (p.column < line_.size()) line_[p.column] = &p.cell;
-            writeLine([&](std::size_t i, std::size_t* w) -> const std::string& {
-                *w = line_[i] ? line_[i]->width : 0;
-                return line_[i] ? line_[i]->text : none;
-            }, out);
+            writeLine(
+                [&](std::size_t i, std::size_t* w) -> const std::string& {
+                    *w = line_[i] ? line_[i]->width : 0;
+                    return line_[i] ? line_[i]->text : none;
+                },
+                out);
             return;
         }
         if (row.empty()) return;
@@ -410,8 +414,8 @@ private:
             Cell c = cellOf(id_, linuxHost_, attr);
             if (!fsName.empty() && name == "FS Type") {
                 // The mount's own type first; the catalogue's code, when it names one, after.
-                c.text = c.text.empty() || c.text == "UNKNOWN" ? fsName
-                                                                : fsName + " (" + c.text + ")";
+                c.text =
+                    c.text.empty() || c.text == "UNKNOWN" ? fsName : fsName + " (" + c.text + ")";
                 c.width = static_cast<std::uint32_t>(viewWidth(c.text));
                 c.number = false;
             }

@@ -349,9 +349,7 @@ public:
     }
 
 private:
-    void startTable(std::string* text) {
-        *text += tables_++ ? ",\n" : "\n";
-    }
+    void startTable(std::string* text) { *text += tables_++ ? ",\n" : "\n"; }
     void put(const std::string& s) {
         buf_ += s;
         if (!hold_ && buf_.size() > (1u << 20)) flush();
@@ -614,16 +612,17 @@ std::string fixedDeviceId(const nlohmann::ordered_json& scan) {
 // Sends the scan to an inventory server and says what it answered.
 int sendToServer(const std::string& url, const std::string& format,
                  const nlohmann::ordered_json& scan, const std::string& glpiId, bool sanitized,
-                 const std::string& caCert,
-                 double connectTimeout, double totalTimeout) {
+                 const std::string& caCert, double connectTimeout, double totalTimeout) {
     const std::string kind = sendFormatFor(url, format == "ocs" || format == "glpi" ? format : "");
     std::string why, id;
-    if (kind == "ocs") id = sanitized || replaying() ? fixedDeviceId(scan) : keptDeviceId(scan, &why);
+    if (kind == "ocs")
+        id = sanitized || replaying() ? fixedDeviceId(scan) : keptDeviceId(scan, &why);
     if (kind == "ocs" && id.empty()) {
         std::fprintf(stderr, "invscan: no device id for the OCS inventory: %s\n", why.c_str());
         return 1;
     }
-    const std::string body = kind == "ocs" ? ocsInventory(scan, id) : glpiInventory(scan, glpiId).dump();
+    const std::string body =
+        kind == "ocs" ? ocsInventory(scan, id) : glpiInventory(scan, glpiId).dump();
     // The HTTP client's module: <prefix>/libexec/invscan beside <prefix>/bin, as built.
     const std::string self = selfExe(nullptr);
     const std::size_t slash = self.rfind('/');
@@ -655,7 +654,8 @@ std::string machineId() {
         const bool got = std::fgets(line, sizeof line, f) != nullptr;
         std::fclose(f);
         std::string id = got ? line : "";
-        while (!id.empty() && (id.back() == '\n' || id.back() == '\r')) id.pop_back();
+        while (!id.empty() && (id.back() == '\n' || id.back() == '\r'))
+            id.pop_back();
         bool hex = id.size() == 32;
         for (char c : id)
             hex = hex && std::isxdigit(static_cast<unsigned char>(c));

@@ -56,7 +56,8 @@ std::string nodeName() {
 // This machine's id: its node name, and the digest of its machine id when it has one.
 std::string thisDeviceId() {
     if (access("/etc/machine-id", R_OK) != 0) return nodeName();
-    return nodeName() + "-" + run("tr -d '\\n' </etc/machine-id | md5sum | cut -c1-12 | tr -d '\\n'");
+    return nodeName() + "-" +
+           run("tr -d '\\n' </etc/machine-id | md5sum | cut -c1-12 | tr -d '\\n'");
 }
 
 // A copy of a bundle whose host has the given machine id.
@@ -135,8 +136,8 @@ TEST(GlpiIdentity, HostsOfOneNameAreTwoComputers) {
     std::vector<std::string> docs;
     int n = 0;
     for (const auto& c : cases) {
-        const std::string at = withMachineId("linux-debian12-vm", c.machineId,
-                                             dir + "_" + std::to_string(n++));
+        const std::string at =
+            withMachineId("linux-debian12-vm", c.machineId, dir + "_" + std::to_string(n++));
         docs.push_back(run(kInvscan + " --replay " + at + " --format glpi 2>/dev/null"));
         const nlohmann::json doc = nlohmann::json::parse(docs.back(), nullptr, false);
         ASSERT_TRUE(doc["deviceid"].is_string()) << c.machineId;

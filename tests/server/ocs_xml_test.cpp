@@ -102,12 +102,14 @@ TEST(OcsXml, EveryBundleAndThisHost) {
 // A replayed bundle is another host (or this one in the past): it is sent under its
 // own fixed id, never under the id this machine keeps.
 TEST(OcsDeviceId, ReplayedBundlesAreNotThisHost) {
-    for (const std::string& name : {std::string("kbrazil-mac-10.14.6"), std::string("linux-debian12-vm")}) {
-        const std::string xml = testrun::run(kInvscan + " --format ocs -g 20 --replay '" + kBundles +
-                                             name + "' 2>/dev/null");
+    for (const std::string& name :
+         {std::string("kbrazil-mac-10.14.6"), std::string("linux-debian12-vm")}) {
+        const std::string xml = testrun::run(kInvscan + " --format ocs -g 20 --replay '" +
+                                             kBundles + name + "' 2>/dev/null");
         pugi::xml_document doc;
         ASSERT_TRUE(doc.load_string(xml.c_str())) << name;
-        const std::string node = doc.child("REQUEST").child("CONTENT").child("HARDWARE").child_value("NAME");
+        const std::string node =
+            doc.child("REQUEST").child("CONTENT").child("HARDWARE").child_value("NAME");
         EXPECT_EQ(std::string(doc.child("REQUEST").child_value("DEVICEID")),
                   node + "-2000-01-01-00-00-00")
             << name;
