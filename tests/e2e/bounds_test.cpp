@@ -162,13 +162,15 @@ TEST_F(Bounds, MountTablePastAnyHostIsRefused) {
     mountBundle(dir + "/past", 100001);
     const std::string scan = kBin + "invscan --replay " + dir;
     expectAll({
-        {scan + "/busy -g Partition", 0, ""},
+        // the block dump: the view of 100,000 rows takes too long under the sanitisers
+        {scan + "/busy -g Partition --format dump", 0, ""},
         {scan + "/past", 0, "bundle file 'mounts.txt' lists more than 100000 mounts: refused"},
     });
     Result r = sh(scan + "/past -g Partition");
     EXPECT_EQ(r.status, 3) << r.err;
     EXPECT_NE(r.err.find("lists more than 100000 mounts"), std::string::npos) << r.err;
-    EXPECT_NE(testrun::run(scan + "/busy -g Partition").find("/dev/disk99999"), std::string::npos);
+    EXPECT_NE(testrun::run(scan + "/busy -g Partition --format dump").find("/dev/disk99999"),
+              std::string::npos);
 }
 
 // 0 turns the reverse lookups off; a bound past the largest, or not a number, is
